@@ -1,0 +1,18 @@
+# What every target of this project is compiled with. Linked privately, so that nothing of it reaches
+# those who use the libraries.
+add_library(velmora_options INTERFACE)
+target_compile_features(velmora_options INTERFACE cxx_std_20)
+target_compile_options(
+  velmora_options
+  INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+            # __FILE__ and assertions name files relative to the source tree, wherever it was built.
+            "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=" "-fmacro-prefix-map=${PROJECT_BINARY_DIR}/="
+            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+
+set(VELMORA_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
+if(VELMORA_SANITIZE)
+  target_compile_options(
+    velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
+                              -fno-omit-frame-pointer)
+  target_link_options(velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE})
+endif()
