@@ -1,4 +1,7 @@
 // The parts of Asio that the engine's network side uses.
+//
+// In the engine's coroutines every co_await is a statement of its own, or gives a named variable
+// its value: g++ 12 compiles `else if (!co_await ...)` into a crash.
 #pragma once
 
 // Boost 1.74 uses std::exchange in its coroutines without including it.

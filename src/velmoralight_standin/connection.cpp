@@ -98,12 +98,11 @@ Connection::~Connection() {
 }
 
 asio::awaitable<void> Connection::run() {
-    if (co_await enter()) {
+    const bool admitted = co_await enter();
+    if (admitted) {
         co_await serve();
-    } else if (!context_.stopping) {
-        ++context_.counters.connectionsRefused;
-        co_await refuse(unavailable("all connections are taken", context_.limits.retryAfter),
-                        Manner{});
+    } else {
+        co_await turnAway();
     }
     deadline_.lift();
     error_code ignored;  // closed is closed
@@ -134,11 +133,23 @@ asio::awaitable<bool> Connection::enter() {
     co_return true;
 }
 
+asio::awaitable<void> Connection::turnAway() {
+    if (context_.stopping) {
+        co_return;
+    }
+    ++context_.counters.connectionsRefused;
+    Response response = unavailable("all connections are taken", context_.limits.retryAfter);
+    co_await refuse(std::move(response), Manner());
+}
+
 asio::awaitable<void> Connection::serve() {
     Next next = Next::Stay;
     while (next == Next::Stay && !context_.stopping) {
         const bool begun = co_await awaitFirstByte(context_.limits.idleTimeout);
-        next = begun ? co_await serveRequest() : Next::Leave;
+        if (!begun) {
+            co_return;
+        }
+        next = co_await serveRequest();
     }
 }
 
@@ -158,7 +169,8 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
     Parser parser;
     parser.header_limit(context_.limits.maxHeaderBytes);
     parser.body_limit(context_.limits.maxBodyBytes);
-    if (!co_await readHead(parser)) {
+    const bool hasHead = co_await readHead(parser);
+    if (!hasHead) {
         co_return Next::Leave;
     }
     const auto& request = parser.get();
@@ -167,18 +179,28 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
     Manner manner{request.version(), request.method() == http::verb::head,
                   request.keep_alive() ? Next::Stay : Next::Leave};
     if (auto* refusal = std::get_if<Response>(&routed)) {
-        if (parser.is_done()) {
-            co_return co_await send(std::move(*refusal), manner);
-        }
-        co_await refuse(std::move(*refusal), manner);
-        co_return Next::Leave;
+        const Next next = co_await decline(std::move(*refusal), manner, parser.is_done());
+        co_return next;
     }
-    if (!co_await readBody(parser)) {
+    const bool hasBody = co_await readBody(parser);
+    if (!hasBody) {
         co_return Next::Leave;
     }
     Response response = co_await answer(std::get<Route>(routed), std::string(target.query),
                                         std::move(parser.get().body()));
-    co_return co_await send(std::move(response), manner);
+    const Next next = co_await send(std::move(response), manner);
+    co_return next;
+}
+
+// Answers a request that was read, or refuses one whose body is still to come.
+asio::awaitable<Connection::Next> Connection::decline(Response response, Manner manner,
+                                                      bool wasRead) {
+    if (wasRead) {
+        const Next next = co_await send(std::move(response), manner);
+        co_return next;
+    }
+    co_await refuse(std::move(response), manner);
+    co_return Next::Leave;
 }
 
 // Reads the header of a request and looks whether it can be served. False when it cannot; then the
@@ -193,7 +215,7 @@ asio::awaitable<bool> Connection::readHead(Parser& parser) {
     }
     std::optional<Response> objection = objectionTo(parser.get(), parser.chunked());
     if (objection) {
-        co_await refuse(std::move(*objection), Manner{});
+        co_await refuse(std::move(*objection), Manner());
         co_return false;
     }
     co_return true;
@@ -233,7 +255,8 @@ asio::awaitable<Response> Connection::answer(Route route, std::string query, std
         case Route::Recognize:
             break;
     }
-    co_return co_await recognize(std::move(query), std::move(body));
+    Response response = co_await recognize(std::move(query), std::move(body));
+    co_return response;
 }
 
 asio::awaitable<Response> Connection::recognize(std::string query, std::string file) {
@@ -322,7 +345,7 @@ asio::awaitable<void> Connection::refuse(error_code error) {
     std::optional<Response> response =
         slow ? answerToSlowness() : answerToReadError(error, context_.limits);
     if (response && !context_.stopping) {
-        co_await refuse(std::move(*response), Manner{});
+        co_await refuse(std::move(*response), Manner());
     }
 }
 
@@ -335,7 +358,9 @@ asio::awaitable<void> Connection::readAway() {
     buffer_.clear();
     std::size_t total = 0;
     while (!error && !context_.stopping && total < context_.limits.refusalBytes) {
-        total += co_await socket_.async_read_some(buffer_.prepare(kReadSize), into(error));
+        const std::size_t count =
+            co_await socket_.async_read_some(buffer_.prepare(kReadSize), into(error));
+        total += count;
     }
 }
 

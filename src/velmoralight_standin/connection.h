@@ -51,9 +51,11 @@ private:
     struct Task;
 
     asio::awaitable<bool> enter();
+    asio::awaitable<void> turnAway();
     asio::awaitable<void> serve();
     asio::awaitable<bool> awaitFirstByte(std::chrono::milliseconds time);
     asio::awaitable<Next> serveRequest();
+    asio::awaitable<Next> decline(Response response, Manner manner, bool wasRead);
     asio::awaitable<bool> readHead(Parser& parser);
     asio::awaitable<bool> readBody(Parser& parser);
     asio::awaitable<Response> answer(Route route, std::string query, std::string body);

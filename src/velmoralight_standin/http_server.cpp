@@ -75,10 +75,13 @@ asio::awaitable<void> HttpServer::acceptClients() {
     while (!context_.stopping) {
         if (!mayAccept()) {
             co_await awaitChange(asio::steady_timer::time_point::max());
-        } else if (!co_await acceptClient()) {
+            continue;
+        }
+        const bool accepted = co_await acceptClient();
+        if (!accepted) {
             // The client is still in the backlog: to try again at once would keep a core busy.
-            co_await awaitChange(asio::steady_timer::clock_type::now() +
-                                 context_.limits.acceptPause);
+            const auto now = asio::steady_timer::clock_type::now();
+            co_await awaitChange(now + context_.limits.acceptPause);
         }
     }
 }

@@ -72,7 +72,7 @@ public:
     MetricsText() {
         // The format knows no other decimal sign than the point, whatever the host's locale is.
         text_.imbue(std::locale::classic());
-        text_.precision(std::numeric_limits<double>::max_digits10);
+        text_.precision(std::numeric_limits<double>::digits10);
     }
 
     void family(const char* name, const char* type, const char* help) {
