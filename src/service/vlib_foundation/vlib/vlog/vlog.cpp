@@ -232,6 +232,7 @@ void VLog::cleanup() {
 }
 
 void VLog::dumpToFile() {
+    const VMutexGuard drain(drainMutex);
     std::vector<LogEntry> taken;
     {
         const VMutexGuard guard(mutex);

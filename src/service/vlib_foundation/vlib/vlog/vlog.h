@@ -109,9 +109,9 @@ public:
     void run(VThread* runningThread) override;
     void cleanup() override;
 
-    // Appends every queued line to its files. A file that cannot be opened is passed over for that
-    // line. For one thread at a time.
-    void dumpToFile() VOS_EXCLUDES(mutex);
+    // Appends every queued line to its files, and returns when that is done. A file that cannot be
+    // opened is passed over for that line.
+    void dumpToFile() VOS_EXCLUDES(mutex, drainMutex);
 
     // When the file is larger than maxFileSize bytes, makes filename + ".bkp" a copy of it and
     // empties it. A file whose copy cannot be made completely is left as it is.
@@ -127,6 +127,7 @@ private:
     VFile stderrFile;   // reserved
     VLogConfig config;  // on purpose not guarded: changed at start-up only
     std::vector<ILogSink*> sinks VOS_GUARDED_BY(mutex);
+    VMutex drainMutex;  // one drain at a time, so that the order of the lines is kept
 
     static std::atomic<VLog*> Log;  // the global logger
 };
