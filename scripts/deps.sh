@@ -67,12 +67,14 @@ show_progress() {
   [[ ! -t 2 ]] || printf '\n' >&2
 }
 
+# The descriptors are arranged inside, since sudo passes on no more than the first three: 3 is apt's progress,
+# all else that it says goes to the log.
 apt() {
   local what=$1
   shift
-  # Descriptor 3 is apt's progress; all else goes to the log.
-  { "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 \
-    apt-get -y -o APT::Status-Fd=3 "$@" 3>&1 >>"$log" 2>&1 </dev/null; } | show_progress "$what" || {
+  "${as_root[@]}" bash -c 'exec 3>&1 1>&2 </dev/null
+    DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 exec apt-get -y -o APT::Status-Fd=3 "$@"' apt "$@" \
+    2>>"$log" | show_progress "$what" || {
     tail -n 5 "$log" >&2
     die "apt-get $1 failed (above: the end of what it said); mend that and run this again"
   }
