@@ -3,7 +3,7 @@
 namespace standin {
 
 const char* buildIdentifier() noexcept {
-    return "stand-in-" VELMORA_REVISION;
+    return "stand-in-" VELMORA_BUILD_ID;
 }
 
 }  // namespace standin
