@@ -6,6 +6,10 @@ if(VELMORA_LIGHT_DIR)
   set_target_properties(
     velmoraLight PROPERTIES IMPORTED_LOCATION "${VELMORA_LIGHT_LIBRARY}" IMPORTED_NO_SONAME ON
                             INTERFACE_INCLUDE_DIRECTORIES "${VELMORA_LIGHT_DIR}/include")
+  # Where the daemon in the build tree looks for it.
+  file(MAKE_DIRECTORY "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
+  file(CREATE_LINK "${VELMORA_LIGHT_LIBRARY}" "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/libvelmoraLight.so"
+       SYMBOLIC)
 else()
   add_subdirectory("${PROJECT_SOURCE_DIR}/src/velmoralight_standin"
                    "${PROJECT_BINARY_DIR}/src/velmoralight_standin")

@@ -1,0 +1,269 @@
+#include "vlib/vlog/vlog.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+#include "vlib/vlog/vlog_default_config.h"
+#include "vlib/vlog/vlog_format.h"
+#include "vlib/vos/vdiagnostic.h"
+#include "vlib/vos/vtime.h"
+
+namespace {
+
+constexpr uint32_t globalPeriodMs = 500;
+constexpr uint32_t writerStackSize = 65536;
+// Bounds what one drain handles, and the memory of a logger whose files cannot keep up.
+constexpr size_t maxQueued = 200;
+
+constexpr const char* sourceName = "vlog";
+constexpr const char* ownTopic = "LOGGER";
+constexpr const char* dumpTopic = "VLOG";
+constexpr const char* backupSuffix = ".bkp";
+
+// Held while the global logger comes and goes. Never destroyed, so that it serves until the very
+// end.
+VMutex& lifecycleMutex() {
+    static VMutex& mutex = *new VMutex;
+    return mutex;
+}
+
+bool isDefaultName(const std::string& name) {
+    return std::ranges::equal(name, std::string_view("default"),
+                              [](unsigned char a, char b) { return std::tolower(a) == b; });
+}
+
+// Copies the whole of an open file into a backup. False when any byte of it did not get there.
+bool backUp(VFile& file, const std::string& backupName) {
+    std::vector<unsigned char> content;
+    if (!file.read(content)) {
+        return false;
+    }
+    VFile backup;
+    if (!backup.open(backupName.c_str(), "wb")) {
+        return false;
+    }
+    const bool written = backup.write(content);
+    return backup.close() && written;
+}
+
+}  // namespace
+
+std::atomic<VLog*> VLog::Log = nullptr;
+
+void VLog::init(std::string configFilename) {
+    const VMutexGuard guard(lifecycleMutex());
+    if (Log.load() != nullptr) {
+        return;
+    }
+    auto* log = new VLog(globalPeriodMs);
+    Log.store(log);
+    if (configFilename.empty()) {
+        vdiagnostic::print("WARN", sourceName, "init", __LINE__, "VLog disabled");
+    } else if (isDefaultName(configFilename)) {
+        log->configFromDefault();
+    } else {
+        log->configFromFile(configFilename);
+    }
+    log->write(ownTopic, 1, VLogConfig::INFO, sourceName, __LINE__, "VLib log session started");
+}
+
+VLog* VLog::getGlobalLog() {
+    VLog* log = Log.load();
+    while (log == nullptr) {
+        init("");
+        log = Log.load();
+    }
+    return log;
+}
+
+void VLog::destroy() {
+    const VMutexGuard guard(lifecycleMutex());
+    VLog* log = Log.load();
+    if (log == nullptr) {
+        return;
+    }
+    log->write(ownTopic, 2, VLogConfig::INFO, sourceName, __LINE__, "VLib log session stopped");
+    // Taken off the door first, so that nobody is handed a logger that is about to go.
+    Log.store(nullptr);
+    delete log;
+}
+
+VLog::VLog() : VLog(globalPeriodMs) {}
+
+VLog::VLog(uint32_t refreshRateMs)
+    : thread(std::make_unique<VThread>(this, "vlog_file_update", writerStackSize, VTHREAD_PRIO_AUTO,
+                                       refreshRateMs, /*ownsWork=*/false)) {
+    setup();
+    thread->start();
+}
+
+VLog::~VLog() {
+    thread.reset();  // stops and joins the writer, whose cleanup drains the queue
+    dumpToFile();
+}
+
+int VLog::configFromFile(std::string filename) {
+    config.removeAll();
+    const int state = config.loadFromFile(filename);
+    if ((state & VLogConfig::FILE_NOT_FOUND) != 0) {
+        configFromDefault();
+        write(ownTopic, 1, VLogConfig::CRITICAL, sourceName, __LINE__,
+              "Log configuration file [%s] not found - using default", filename.c_str());
+    } else if (state == VLogConfig::OK) {
+        configStderr();
+        write(ownTopic, 2, VLogConfig::INFO, sourceName, __LINE__,
+              "Loaded config file: %s - status: %s", filename.c_str(), "OK");
+    } else {
+        configFromDefault();
+        write(ownTopic, 3, VLogConfig::INFO, sourceName, __LINE__,
+              "Loaded config file: %s - status: %s - using default", filename.c_str(),
+              "SYNTAX_ERROR");
+    }
+    return VLogConfig::OK;
+}
+
+int VLog::configFromDefault() {
+    config.removeAll();
+    std::string text = vlogDefaultConfig();
+    const int state = config.loadFromString(text);
+    configStderr();
+    return state;
+}
+
+void VLog::addTopic(std::string topic, uint32_t level, uint32_t tagfmt,
+                    std::vector<std::string> files, std::vector<unsigned long> sizes) {
+    VLogConfig::Entry entry{std::move(topic), level, tagfmt, std::move(files), std::move(sizes)};
+    VLogConfig::pairSizes(entry);
+    config.addEntry(entry);
+}
+
+void VLog::removeTopic(std::string topic, uint32_t level) {
+    config.removeEntry(std::move(topic), level);
+}
+
+void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* file, int line,
+                 const char* fmt, ...) {
+    const VLogConfig::Entry* rule = config.findEntry(topic, level);
+    if (rule == nullptr) {
+        return;
+    }
+    LogEntry entry;
+    entry.rules = *rule;
+    entry.id = id;
+    entry.timestamp = utils::get_formated_time().c_str();  // without the padding
+    entry.tid = VThread::self();
+    entry.file = file != nullptr ? file : "";
+    entry.line = static_cast<uint32_t>(line);
+
+    std::va_list args;
+    va_start(args, fmt);
+    entry.buffer = vlogformat::formatLine({.tagfmt = rule->tagfmt,
+                                           .timestamp = entry.timestamp.c_str(),
+                                           .tid = entry.tid,
+                                           .topic = topic.c_str(),
+                                           .id = id,
+                                           .level = vlogformat::levelName(level),
+                                           .file = entry.file.c_str(),
+                                           .line = line},
+                                          fmt != nullptr ? fmt : "", args);
+    va_end(args);
+    deliver(entry);
+}
+
+void VLog::deliver(const LogEntry& entry) {
+    const VMutexGuard guard(mutex);
+    if (std::ranges::find(entry.rules.files, vlogConsole) != entry.rules.files.end()) {
+        std::fputs(entry.buffer.c_str(), stdout);
+        std::fflush(stdout);
+    }
+    if (messages.size() < maxQueued) {
+        messages.push_back(entry);
+    }
+    for (ILogSink* sink : sinks) {
+        sink->consume(this, entry);
+    }
+}
+
+void VLog::addSink(ILogSink* sink) {
+    const VMutexGuard guard(mutex);
+    if (sink != nullptr && std::ranges::find(sinks, sink) == sinks.end()) {
+        sinks.push_back(sink);
+    }
+}
+
+void VLog::removeSink(ILogSink* sink) {
+    const VMutexGuard guard(mutex);
+    std::erase(sinks, sink);
+}
+
+void VLog::dumpConfigInfo() {
+    constexpr uint32_t level = VLogConfig::INFO;
+    const std::string ruler(60, '=');
+    for (const auto& [key, entry] : config.configTree) {
+        write(dumpTopic, 0, level, sourceName, __LINE__, "%s", ruler.c_str());
+        write(dumpTopic, 0, level, sourceName, __LINE__, "TOPIC: %s \t\t LEVEL: %s",
+              entry.topic.c_str(), vlogformat::levelName(entry.level));
+        for (size_t i = 0; i < entry.files.size(); ++i) {
+            // Sizes are shown in 32 bits: of a larger one the low part.
+            write(dumpTopic, 0, level, sourceName, __LINE__, "FILE: %s \t SIZE: %u B",
+                  entry.files[i].c_str(), static_cast<uint32_t>(entry.sizes[i]));
+        }
+    }
+}
+
+std::string VLog::level2name(uint32_t level) {
+    return vlogformat::levelName(level);
+}
+
+void VLog::setup() {}
+
+void VLog::configStderr() {}
+
+void VLog::run(VThread* /*runningThread*/) {
+    dumpToFile();
+    VThread::yield();
+}
+
+void VLog::cleanup() {
+    dumpToFile();
+}
+
+void VLog::dumpToFile() {
+    const VMutexGuard drain(drainMutex);
+    std::vector<LogEntry> taken;
+    {
+        const VMutexGuard guard(mutex);
+        taken.swap(messages);
+    }
+    for (const LogEntry& entry : taken) {
+        for (size_t i = 0; i < entry.rules.files.size(); ++i) {
+            if (entry.rules.files[i] != vlogConsole) {
+                appendLine(entry.rules.files[i], entry.rules.sizes[i], entry.buffer);
+            }
+        }
+    }
+}
+
+void VLog::appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line) {
+    // A limit smaller than the line wraps to a huge number: such a file is never rotated, and 0 is
+    // no limit.
+    rotateFile(filename, maxFileSize - line.size());
+    VFile file;
+    if (file.open(filename.c_str(), "ab")) {
+        file.write(line);
+        file.close();
+    }
+}
+
+void VLog::rotateFile(std::string filename, size_t maxFileSize) {
+    VFile file;
+    file.open(filename.c_str(), "rb");  // not looked at: a file that is not there has size 0
+    if (file.getSize() > maxFileSize && backUp(file, filename + backupSuffix)) {
+        file.close();
+        file.open(filename.c_str(), "wb");
+    }
+    file.close();
+}

@@ -1,0 +1,60 @@
+// A recording double of the recognition engine. The environment tells it what to do:
+//
+//   ENGINE_DOUBLE_RECORD   file to which a line is appended for each call, with its numbers
+//   ENGINE_DOUBLE_FAIL     when set, velmoraLightServer_create returns null
+//   ENGINE_DOUBLE_VERSION  "major minor patch"; without it the numbers are left untouched
+//   ENGINE_DOUBLE_BUILD    the build identifier; "unknown" without it
+//   ENGINE_DOUBLE_DESTROY  the result of velmoraLightServer_destroy; 0 without it
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "velmora_light_api_server.h"
+
+struct VelmoraLightServer {};
+
+namespace {
+
+VelmoraLightServer theServer;
+
+template <typename... Arguments>
+void record(const char* format, Arguments... arguments) {
+    const char* path = std::getenv("ENGINE_DOUBLE_RECORD");
+    if (std::FILE* file = path != nullptr ? std::fopen(path, "a") : nullptr) {
+        std::fprintf(file, format, arguments...);
+        std::fclose(file);
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+[[gnu::visibility("default")]] VelmoraLightServer* velmoraLightServer_create(
+    VelmoraLightServerConfig* config) {
+    record("create port=%d conns=%d threads=%d threadQueueSize=%d queueTimeout=%d\n", config->port,
+           config->conns, config->threads, config->threadQueueSize, config->queueTimeout);
+    return std::getenv("ENGINE_DOUBLE_FAIL") != nullptr ? nullptr : &theServer;
+}
+
+[[gnu::visibility("default")]] int velmoraLightServer_destroy(VelmoraLightServer* server) {
+    record("destroy %s\n", server == &theServer ? "server" : server == nullptr ? "null" : "other");
+    const char* result = std::getenv("ENGINE_DOUBLE_DESTROY");
+    return result != nullptr ? std::atoi(result) : 0;
+}
+
+[[gnu::visibility("default")]] int velmoraLight_getVersion(int* major, int* minor, int* patch) {
+    record("getVersion\n%s", "");
+    if (const char* version = std::getenv("ENGINE_DOUBLE_VERSION")) {
+        std::sscanf(version, "%d %d %d", major, minor, patch);
+    }
+    return VELMORA_LIGHT_ERROR_OTHER;  // which callers do not look at
+}
+
+[[gnu::visibility("default")]] const char* velmoraLight_getBuildSHA1(void) {
+    record("getBuildSHA1\n%s", "");
+    const char* build = std::getenv("ENGINE_DOUBLE_BUILD");
+    return build != nullptr ? build : "unknown";
+}
+
+}  // extern "C"
