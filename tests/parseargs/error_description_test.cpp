@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "parseargs/parse_command_line.h"
-#include "support/stderr_capture.h"
+#include "support/output_capture.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace {
@@ -28,7 +29,7 @@ protected:
 };
 
 TEST_F(ErrorDescription, IsEmptyWithoutAFault) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(describe({"--port=80"}), "");
     EXPECT_EQ(capture.text(), "");
 }
@@ -74,13 +75,13 @@ TEST_F(ErrorDescription, IsTheUsageTextAtWidth80ForARequestForHelp) {
 }
 
 TEST_F(ErrorDescription, OfANumberThatIsNoResultIsMisuse) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(parser.parseErrorDescription(static_cast<ArgvParser::ParserResults>(3)), "");
     EXPECT_EQ(capture.text(), "ArgvParser::documentParserErrors(): Unknown error code\n");
 }
 
 TEST_F(ErrorDescription, OfANegativeNumberIsMisuse) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(parser.parseErrorDescription(static_cast<ArgvParser::ParserResults>(-1)), "");
     EXPECT_EQ(capture.text(), "ArgvParser::documentParserErrors(): Unknown error code\n");
 }

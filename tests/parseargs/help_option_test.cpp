@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "parseargs/parse_command_line.h"
-#include "support/stderr_capture.h"
+#include "support/output_capture.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace {
@@ -83,7 +85,7 @@ TEST_F(HelpOption, SetAgainReplacesTheFormerOne) {
 TEST(SetHelpOption, RefusesAShortLabelInUse) {
     ArgvParser parser;
     parser.defineOption("h", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.setHelpOption("h", "help", ""));
     EXPECT_FALSE(parser.isDefinedOption("help"));
     EXPECT_EQ(capture.text(),
@@ -94,7 +96,7 @@ TEST(SetHelpOption, RefusesAShortLabelInUse) {
 TEST(SetHelpOption, RefusesALongLabelInUse) {
     ArgvParser parser;
     parser.defineOption("help", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.setHelpOption("h", "help", ""));
     EXPECT_FALSE(parser.isDefinedOption("h"));
     EXPECT_EQ(capture.text(),
@@ -105,7 +107,7 @@ TEST(SetHelpOption, RefusesALongLabelInUse) {
 TEST(SetHelpOption, RefusalLeavesNoHelpOption) {
     ArgvParser parser;
     parser.defineOption("help", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.setHelpOption("h", "help", ""));
     EXPECT_EQ(parseCommandLine(parser, {"--help"}), ArgvParser::NoParserError);
 }
@@ -114,7 +116,7 @@ TEST(SetHelpOption, WithADigitMakesTheOptionBeforeItTheHelpOption) {
     ArgvParser parser;
     parser.defineOption("first", "", flag);
     parser.defineOption("last", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_TRUE(parser.setHelpOption("5", "help", ""));
     EXPECT_EQ(capture.text(),
               "ArgvParser::defineOption(): Digits as short option labels are not allowd.\n"
@@ -126,7 +128,7 @@ TEST(SetHelpOption, WithADigitMakesTheOptionBeforeItTheHelpOption) {
 
 TEST(SetHelpOption, WithADigitOnANewParserLeavesNoHelpOption) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_TRUE(parser.setHelpOption("5", "help", ""));
     parser.defineOption("first", "", flag);
     EXPECT_EQ(parser.optionKey("first"), 1);
@@ -135,7 +137,7 @@ TEST(SetHelpOption, WithADigitOnANewParserLeavesNoHelpOption) {
 
 TEST(SetHelpOption, WithADigitAsLongLabelKeepsTheShortOne) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_TRUE(parser.setHelpOption("h", "5", ""));
     EXPECT_EQ(capture.text(),
               "ArgvParser::defineOptionAlternative(): Digits as short option labels are not "
@@ -145,7 +147,7 @@ TEST(SetHelpOption, WithADigitAsLongLabelKeepsTheShortOne) {
 
 TEST(SetHelpOption, WithTwoLabelsAlikeSucceeds) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_TRUE(parser.setHelpOption("help", "help", ""));
     EXPECT_EQ(capture.text(),
               "ArgvParser::defineOptionAlternative(): The alternative option label equals an "

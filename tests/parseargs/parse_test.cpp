@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -9,8 +10,8 @@
 
 #include "parseargs/parse_command_line.h"
 #include "support/argument_vector.h"
+#include "support/output_capture.h"
 #include "support/row_name.h"
-#include "support/stderr_capture.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace {
@@ -69,7 +70,7 @@ TEST_F(Parse, FindsNothingOnAnEmptyCommandLine) {
 }
 
 TEST_F(Parse, PrintsNothing) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     parse({"-v", "--bogus"});
     EXPECT_EQ(capture.text(), "");
 }

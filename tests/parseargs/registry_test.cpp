@@ -2,13 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <list>
 #include <map>
 #include <string>
 #include <type_traits>
 #include <vector>
 
-#include "support/stderr_capture.h"
+#include "support/output_capture.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace {
@@ -58,7 +59,7 @@ TEST(NewParser, KnowsNothing) {
 
 TEST(DefineOption, SucceedsWithoutAMessage) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_TRUE(parser.defineOption("port", "Port", ArgvParser::OptionRequiresValue));
     EXPECT_TRUE(parser.isDefinedOption("port"));
     EXPECT_EQ(capture.text(), "");
@@ -66,7 +67,7 @@ TEST(DefineOption, SucceedsWithoutAMessage) {
 
 TEST(DefineOption, RefusesALabelInUse) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_TRUE(parser.defineOption("h", "", flag));
     EXPECT_FALSE(parser.defineOption("h", "", flag));
     EXPECT_EQ(capture.text(),
@@ -77,7 +78,7 @@ TEST(DefineOption, RefusesALabelInUseAsAnAlternative) {
     ArgvParser parser;
     parser.defineOption("port", "", flag);
     parser.defineOptionAlternative("port", "p");
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOption("p", "", flag));
     EXPECT_EQ(capture.text(),
               "ArgvParser::defineOption(): The option label equals an already defined option.\n");
@@ -85,7 +86,7 @@ TEST(DefineOption, RefusesALabelInUseAsAnAlternative) {
 
 TEST(DefineOption, RefusesASingleDigit) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOption("5", "", flag));
     EXPECT_FALSE(parser.isDefinedOption("5"));
     EXPECT_EQ(capture.text(),
@@ -124,7 +125,7 @@ TEST(DefineOption, HandsOutKeysFromOneUpwards) {
 TEST(DefineOption, RefusalTakesNoKey) {
     ArgvParser parser;
     parser.defineOption("a", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOption("a", "", flag));
     EXPECT_FALSE(parser.defineOption("1", "", flag));
     parser.defineOption("b", "", flag);
@@ -134,7 +135,7 @@ TEST(DefineOption, RefusalTakesNoKey) {
 TEST(DefineOption, RefusalLeavesTheOptionInUseAsItIs) {
     ArgvParser parser;
     parser.defineOption("a", "First", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOption("a", "Second", ArgvParser::OptionRequired));
     EXPECT_EQ(parser.usageDescription(80),
               "Available options\n-----------------\n-a\n    First\n\n");
@@ -159,7 +160,7 @@ TEST(DefineOptionAlternative, MayBelongToAnAlternative) {
 
 TEST(DefineOptionAlternative, RefusesAnUnknownOriginal) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOptionAlternative("port", "p"));
     EXPECT_FALSE(parser.isDefinedOption("p"));
     EXPECT_EQ(capture.text(),
@@ -169,7 +170,7 @@ TEST(DefineOptionAlternative, RefusesAnUnknownOriginal) {
 
 TEST(DefineOptionAlternative, LooksAtTheOriginalFirst) {
     ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOptionAlternative("port", "5"));
     EXPECT_EQ(capture.text(),
               "ArgvParser::defineOptionAlternative(): Original option label is not a defined "
@@ -179,7 +180,7 @@ TEST(DefineOptionAlternative, LooksAtTheOriginalFirst) {
 TEST(DefineOptionAlternative, RefusesASingleDigit) {
     ArgvParser parser;
     parser.defineOption("port", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOptionAlternative("port", "5"));
     EXPECT_FALSE(parser.isDefinedOption("5"));
     EXPECT_EQ(capture.text(),
@@ -198,7 +199,7 @@ TEST(DefineOptionAlternative, RefusesALabelInUse) {
     ArgvParser parser;
     parser.defineOption("port", "", flag);
     parser.defineOption("p", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOptionAlternative("port", "p"));
     EXPECT_EQ(parser.optionKey("p"), 2);
     EXPECT_EQ(capture.text(),
@@ -209,7 +210,7 @@ TEST(DefineOptionAlternative, RefusesALabelInUse) {
 TEST(DefineOptionAlternative, RefusesTheLabelItself) {
     ArgvParser parser;
     parser.defineOption("port", "", flag);
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOptionAlternative("port", "port"));
     EXPECT_EQ(capture.text(),
               "ArgvParser::defineOptionAlternative(): The alternative option label equals an "
@@ -218,7 +219,7 @@ TEST(DefineOptionAlternative, RefusesTheLabelItself) {
 
 TEST(OptionKey, IsMinusOneForAnUnknownLabel) {
     const ArgvParser parser;
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(parser.optionKey("port"), -1);
     EXPECT_EQ(capture.text(), "");
 }

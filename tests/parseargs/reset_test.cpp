@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "parseargs/parse_command_line.h"
-#include "support/stderr_capture.h"
+#include "support/output_capture.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace {
@@ -71,7 +73,7 @@ TEST_F(Reset, ForgetsTheDescriptions) {
 }
 
 TEST_F(Reset, IsSilent) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     parser.reset();
     EXPECT_EQ(capture.text(), "");
 }

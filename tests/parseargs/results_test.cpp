@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <limits>
 
 #include "parseargs/parse_command_line.h"
-#include "support/stderr_capture.h"
+#include "support/output_capture.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace {
@@ -33,7 +34,7 @@ TEST_F(Results, FoundOptionAgreesForAllLabelsOfAnOption) {
 }
 
 TEST_F(Results, FoundOptionIsFalseForAnUnknownLabelWithoutAMessage) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_FALSE(parser.foundOption("threads"));
     EXPECT_EQ(capture.text(), "");
 }
@@ -45,7 +46,7 @@ TEST_F(Results, OptionValueAgreesForAllLabelsOfAnOption) {
 }
 
 TEST_F(Results, OptionValueOfAnUnknownLabelIsMisuse) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(parser.optionValue("threads"), "");
     EXPECT_EQ(capture.text(),
               "ArgvParser::optionValue(): Requested value of an option the parser did not find or "
@@ -54,7 +55,7 @@ TEST_F(Results, OptionValueOfAnUnknownLabelIsMisuse) {
 
 TEST_F(Results, OptionValueOfAnOptionNotFoundIsEmptyWithoutAMessage) {
     parseCommandLine(parser, {"--verbose"});
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(parser.optionValue("port"), "");
     EXPECT_EQ(capture.text(), "");
 }
@@ -69,13 +70,13 @@ TEST_F(Results, ArgumentsAreInTheOrderOfTheCommandLine) {
 
 TEST_F(Results, ArgumentPastTheEndIsMisuse) {
     parseCommandLine(parser, {"a"});
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(parser.argument(parser.arguments()), "");
     EXPECT_EQ(capture.text(), noSuchArgument);
 }
 
 TEST_F(Results, ArgumentOfTheLargestIndexIsMisuse) {
-    StderrCapture capture;
+    OutputCapture capture(stderr);
     EXPECT_EQ(parser.argument(std::numeric_limits<unsigned int>::max()), "");
     EXPECT_EQ(capture.text(), noSuchArgument);
 }
