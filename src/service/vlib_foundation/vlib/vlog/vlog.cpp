@@ -46,7 +46,12 @@ bool backUp(VFile& file, const std::string& backupName) {
         return false;
     }
     const bool written = backup.write(content);
-    return backup.close() && written;
+    if (backup.close() && written) {
+        return true;
+    }
+    // Half a copy is of no use, and on a full disk it takes the room that the next line needs.
+    backup.open(backupName.c_str(), "wb");
+    return false;
 }
 
 }  // namespace
