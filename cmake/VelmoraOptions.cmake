@@ -16,3 +16,8 @@ if(VELMORA_SANITIZE)
                               -fno-omit-frame-pointer)
   target_link_options(velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE})
 endif()
+
+if(VELMORA_BUILD_FUZZERS)
+  # The libraries as well as the targets: libFuzzer sees only what is instrumented.
+  target_compile_options(velmora_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,50 @@
+# Shared by the scripts of this folder; sourced, never run.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# say TEXT...: a line about what goes on.
+say() { printf '%s\n' "$*" >&2; }
+
+# die TEXT...: ends the script with one line that says what to do.
+die() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# help: the comment at the head of the calling script.
+help() { sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"; }
+
+# build PRESET [cmake --build arguments]: configures where that has not been done, and builds. What the
+# tools say goes to a log; progress is shown on a terminal, and the end of the log when something fails.
+build() {
+  local preset=$1 tree="$root/build/$1" log="$root/build/$1.log"
+  shift
+  mkdir -p "$root/build"
+  if [[ ! -f $tree/build.ninja ]]; then
+    say "configuring build/$preset"
+    (cd "$root" && cmake --preset "$preset") >"$log" 2>&1 || {
+      tail -n 20 "$log" >&2
+      die "configuring failed: read build/$preset.log, remove build/$preset, try again"
+    }
+  fi
+  say "building build/$preset"
+  (cd "$root" && NINJA_STATUS='[%f/%t] ' cmake --build --preset "$preset" "$@") 2>&1 | tee "$log" | show_build || {
+    grep -E -A 5 'error:|FAILED|undefined reference' "$log" | head -n 30 >&2
+    die "the build failed: read build/$preset.log"
+  }
+}
+
+# One line in place on a terminal, every hundredth step elsewhere.
+show_build() {
+  local line
+  while IFS= read -r line; do
+    [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
+    if [[ -t 2 ]]; then
+      printf '\r\033[K%.*s' "$((${COLUMNS:-80} - 1))" "$line" >&2
+    elif ((BASH_REMATCH[1] % 100 == 0 || BASH_REMATCH[1] == BASH_REMATCH[2])); then
+      say "${BASH_REMATCH[0]}"
+    fi
+  done
+  [[ ! -t 2 ]] || printf '\r\033[K' >&2
+}

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Runs fuzz targets with libFuzzer, each from its seeds in fuzz/corpus/TARGET. What it finds on the way stays
+# in build/fuzz/found/TARGET; an input that fails is kept there too, as crash-*, and ends the run with status 1.
+#
+# usage: scripts/fuzz.sh TARGET|all [SECONDS]
+#
+#   TARGET    one of the names that are printed when it is left out
+#   SECONDS   how long to run each target; 60 without it
+set -euo pipefail
+
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+mapfile -t targets < <(cd "$root/fuzz/corpus" && printf '%s\n' *)
+case "${1-}" in
+  -h | --help)
+    help
+    exit 0
+    ;;
+  '') die "name a target: all ${targets[*]}" ;;
+  all) chosen=("${targets[@]}") ;;
+  *)
+    [[ " ${targets[*]} " == *" $1 "* ]] || die "no target '$1': all ${targets[*]}"
+    chosen=("$1")
+    ;;
+esac
+seconds=${2:-60}
+[[ $seconds =~ ^[0-9]+$ ]] || die "'$seconds' is not a number of seconds"
+
+"$root/scripts/deps.sh" ci
+build fuzz
+
+for target in "${chosen[@]}"; do
+  found="$root/build/fuzz/found/$target"
+  log="$root/build/fuzz/$target.log"
+  mkdir -p "$found"
+  "$root/build/fuzz/bin/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+    -print_final_stats=1 -artifact_prefix="$found/" "$found" "$root/fuzz/corpus/$target" >"$log" 2>&1 || {
+    tail -n 40 "$log" >&2
+    die "$target failed: mend it, and put the input from build/fuzz/found/$target into fuzz/corpus/$target"
+  }
+  printf '%s: %s runs in %d s, nothing found\n' "$target" \
+    "$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")" "$seconds"
+done

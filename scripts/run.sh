@@ -1,0 +1,64 @@
+#!/usr/bin/env bash
+# Builds what is missing and runs the daemon in the foreground until Ctrl-C, with config/velmora.ini and
+# config/vlog.cfg. Installs what is missing first (Debian 12).
+#
+# usage: scripts/run.sh
+set -euo pipefail
+
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+case "${1-}" in
+  '') ;;
+  -h | --help)
+    help
+    exit 0
+    ;;
+  *) die "unknown argument '$1': there is none but --help" ;;
+esac
+
+ini="$root/config/velmora.ini"
+port=$(sed -n 's/^[[:blank:]]*[Pp][Oo][Rr][Tt][[:blank:]]*=[[:blank:]]*\([0-9]\{1,5\}\).*/\1/p' "$ini" | head -n 1)
+port=${port:-51000}
+
+answers() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$port/healthz" 2>/dev/null; }
+port_is_taken() { (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; }
+
+daemon=
+# shellcheck disable=SC2317 # reached through the traps
+stop() {
+  trap - INT TERM HUP EXIT
+  if [[ -n $daemon ]]; then
+    kill "$daemon" 2>/dev/null || true
+    wait "$daemon" 2>/dev/null || true
+  fi
+  exit "$1"
+}
+trap 'stop $?' EXIT
+trap 'stop 130' INT
+trap 'stop 143' TERM
+trap 'stop 129' HUP
+
+"$root/scripts/deps.sh" run
+build run --target velmoraserviced
+! port_is_taken || die "port $port is taken: end what listens there, or set another port in config/velmora.ini"
+
+# Relative names in vlog.cfg count from here.
+cd "$root/build/run"
+VL_LOGCFG="$root/config/vlog.cfg" bin/velmoraserviced --ini "$ini" &
+daemon=$!
+
+for ((i = 0; i < 100; ++i)); do
+  kill -0 "$daemon" 2>/dev/null || break
+  if answers; then
+    printf '\nServing. Try, in another terminal (Ctrl-C here ends it):\n\n'
+    printf '  curl --data-binary @%s http://127.0.0.1:%s/v1/recognize\n\n' "$root/config/sample.png" "$port"
+    wait "$daemon" || true
+    daemon=
+    die "the daemon has ended; what it said last stands above and in build/run/velmoraserviced.log"
+  fi
+  sleep 0.05
+done
+kill -0 "$daemon" 2>/dev/null && die "the daemon does not answer on port $port: look at the lines above"
+daemon=
+die "the daemon did not start: the engine says why above; most often the port or a number in config/velmora.ini"

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests. Installs what is missing first (Debian 12).
+#
+# usage: scripts/test.sh [--preset PRESET] [ctest arguments]
+#
+#   --preset PRESET   release (the default), debug, asan or tsan
+#
+# What follows goes to ctest: "scripts/test.sh -R VLog" runs the tests with VLog in their names.
+set -euo pipefail
+
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+preset=release
+case "${1-}" in
+  -h | --help)
+    help
+    exit 0
+    ;;
+  --preset)
+    preset=${2:?--preset needs a name}
+    shift 2
+    ;;
+esac
+
+packages="test"
+[[ $preset == release ]] || packages=ci
+"$root/scripts/deps.sh" "$packages"
+build "$preset"
+cd "$root"
+exec ctest --preset "$preset" "$@"
