@@ -20,56 +20,49 @@ TEST_F(VelmoraService, HasDefaultsForAllFiveSettings) {
               "create port=51000 conns=1 threads=1 threadQueueSize=10 queueTimeout=0\n");
 }
 
-TEST_F(VelmoraService, TakesTheSettingsInTheOrderOfItsMembers) {
-    Controller controller(1, 2, 3, 4, 5);
+struct Numbers {
+    const char* name;
+    int port;
+    int connections;
+    int threads;
+    int threadQueueSize;
+    int queueTimeout;
+    const char* create;  // the call of the engine
+};
+
+std::ostream& operator<<(std::ostream& out, const Numbers& numbers) {
+    return out << numbers.create;
+}
+
+class VelmoraServiceNumbers : public ServiceTest, public testing::WithParamInterface<Numbers> {};
+
+TEST_P(VelmoraServiceNumbers, ReachTheEngineUnchanged) {
+    const Numbers& numbers = GetParam();
+    Controller controller(numbers.port, numbers.connections, numbers.threads,
+                          numbers.threadQueueSize, numbers.queueTimeout);
 
     EXPECT_EQ(controller.create(), 0);
 
-    EXPECT_EQ(calls(),
-              "getVersion\n"
-              "getBuildSHA1\n"
-              "create port=1 conns=2 threads=3 threadQueueSize=4 queueTimeout=5\n");
+    EXPECT_EQ(calls(), std::string("getVersion\ngetBuildSHA1\n") + numbers.create);
 }
+
+constexpr Numbers numberRows[] = {
+    {"InTheOrderOfTheMembers", 1, 2, 3, 4, 5,
+     "create port=1 conns=2 threads=3 threadQueueSize=4 queueTimeout=5\n"},
+    {"Negative", -1, -2, -3, -4, -2147483647 - 1,
+     "create port=-1 conns=-2 threads=-3 threadQueueSize=-4 queueTimeout=-2147483648\n"},
+    {"Zero", 0, 0, 0, 0, 0, "create port=0 conns=0 threads=0 threadQueueSize=0 queueTimeout=0\n"},
+    {"Large", 2147483647, 65536, 2147483646, 1000000000, 2147483645,
+     "create port=2147483647 conns=65536 threads=2147483646 threadQueueSize=1000000000 "
+     "queueTimeout=2147483645\n"},
+};
+INSTANTIATE_TEST_SUITE_P(Unchecked, VelmoraServiceNumbers, testing::ValuesIn(numberRows), rowName);
 
 TEST_F(VelmoraService, TouchesTheEngineOnlyWhenAsked) {
     { const Controller controller; }
     Controller::create_instance(1, 2, 3, 4, 5);
 
     EXPECT_EQ(calls(), "");
-}
-
-TEST_F(VelmoraService, PassesNegativeNumbersUnchanged) {
-    Controller controller(-1, -2, -3, -4, -2147483647 - 1);
-
-    EXPECT_EQ(controller.create(), 0);
-
-    EXPECT_EQ(calls(),
-              "getVersion\n"
-              "getBuildSHA1\n"
-              "create port=-1 conns=-2 threads=-3 threadQueueSize=-4 queueTimeout=-2147483648\n");
-}
-
-TEST_F(VelmoraService, PassesZerosUnchanged) {
-    Controller controller(0, 0, 0, 0, 0);
-
-    EXPECT_EQ(controller.create(), 0);
-
-    EXPECT_EQ(calls(),
-              "getVersion\n"
-              "getBuildSHA1\n"
-              "create port=0 conns=0 threads=0 threadQueueSize=0 queueTimeout=0\n");
-}
-
-TEST_F(VelmoraService, PassesTheLargestNumbersUnchanged) {
-    Controller controller(2147483647, 65536, 2147483647, 1000000000, 2147483647);
-
-    EXPECT_EQ(controller.create(), 0);
-
-    EXPECT_EQ(calls(),
-              "getVersion\n"
-              "getBuildSHA1\n"
-              "create port=2147483647 conns=65536 threads=2147483647 threadQueueSize=1000000000 "
-              "queueTimeout=2147483647\n");
 }
 
 TEST_F(VelmoraService, FailsWhenTheEngineCreatesNoServer) {
