@@ -59,24 +59,27 @@ std::string loaderError() {
     return text != nullptr ? text : "unknown error";
 }
 
+// Whether the loader found no file of the engine's name (and not, say, one that it cannot use).
+bool isNotFound(const std::string& problem) {
+    return problem.starts_with(std::string(engineLibrary) + ": cannot open shared object file");
+}
+
 // This program and the daemon lie in the same directory and are linked with the same path to their
 // library. A sanitizer's runtime loads libraries in its own name, without that path: hence the
 // second attempt.
 void* load(int pipe) {
-    if (void* library = ::dlopen(engineLibrary, RTLD_NOW | RTLD_LOCAL)) {
-        return library;
+    void* library = ::dlopen(engineLibrary, RTLD_NOW | RTLD_LOCAL);
+    const std::string problem = library == nullptr ? loaderError() : "";
+    if (isNotFound(problem)) {
+        std::error_code error;
+        const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+        const auto beside = program.parent_path().parent_path() / "lib" / engineLibrary;
+        library = ::dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL);
     }
-    const std::string problem = loaderError();
-    std::error_code error;
-    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-    const std::string beside = program.parent_path().parent_path() / "lib" / engineLibrary;
-    if (!std::filesystem::exists(beside, error)) {
+    if (library == nullptr) {
         fail(pipe, problem);
     }
-    if (void* library = ::dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-        return library;
-    }
-    fail(pipe, loaderError());
+    return library;
 }
 
 void* symbol(void* library, const char* name, int pipe) {

@@ -129,16 +129,13 @@ void checkSize(const std::string& item, const Place& place, Findings& findings) 
 
 void checkSizes(const LogRule& rule, const Place& place, Findings& findings) {
     const Texts sizes = split(rule.fields[4], VLogConfig::cat);
-    const std::size_t files = rule.entry.files.size();
     for (const std::string& size : sizes) {
         checkSize(size, place, findings);
     }
     if (sizes.empty()) {
         findings.warning(place, "no size is given: no destination has a limit; write 0");
-    } else if (sizes.size() > files) {
-        findings.warning(place, std::to_string(sizes.size()) + " sizes for " +
-                                    std::to_string(files) +
-                                    " destinations: those at the end do not count");
+    } else if (sizes.size() > std::max<std::size_t>(rule.entry.files.size(), 1)) {
+        findings.warning(place, "more sizes than destinations: those at the end do not count");
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
 
 namespace velmoracheck {
 
@@ -12,20 +11,26 @@ namespace {
 constexpr std::size_t longestWord = 64;
 constexpr std::size_t longestQuote = 60;
 
-// The number of letters to insert, drop or replace that makes one word the other.
-std::size_t distance(std::string_view from, std::string_view to) {
-    std::vector<std::size_t> row(to.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < from.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < to.size(); ++j) {
-            const std::size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+// The number of letters to insert, drop, replace or swap with their neighbour that makes one word
+// the other.
+std::size_t distance(const std::string& from, const std::string& to) {
+    // changes[i][j]: from the first i letters to the first j.
+    std::vector<std::vector<std::size_t>> changes(from.size() + 1,
+                                                  std::vector<std::size_t>(to.size() + 1));
+    for (std::size_t i = 0; i <= from.size(); ++i) {
+        for (std::size_t j = 0; j <= to.size(); ++j) {
+            if (i == 0 || j == 0) {
+                changes[i][j] = i + j;
+                continue;
+            }
+            const std::size_t replaced = changes[i - 1][j - 1] + (from[i - 1] == to[j - 1] ? 0 : 1);
+            changes[i][j] = std::min({replaced, changes[i - 1][j] + 1, changes[i][j - 1] + 1});
+            if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
+                changes[i][j] = std::min(changes[i][j], changes[i - 2][j - 2] + 1);
+            }
         }
     }
-    return row.back();
+    return changes[from.size()][to.size()];
 }
 
 std::string escaped(unsigned char byte) {
