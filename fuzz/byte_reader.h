@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // Hands out the bytes of a fuzz input one by one; zeros when there are none left.
 class ByteReader {
@@ -27,6 +28,13 @@ public:
             text += static_cast<char>(byte);
         }
         return text;
+    }
+
+    // All bytes that are left.
+    std::vector<uint8_t> rest() {
+        const uint8_t* begin = at;
+        at = end;
+        return {begin, end};
     }
 
 private:
