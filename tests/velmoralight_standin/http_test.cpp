@@ -5,6 +5,7 @@
 #include <string>
 
 #include "engine.h"
+#include "support/row_name.h"
 #include "test_images.h"
 
 namespace {
@@ -98,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: gzip\r\n\r\n", 501,
                  999},
         Exchange{"NewVersion", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n", 505, 999}),
-    [](const auto& row) { return row.param.name; });
+    rowName);
 
 TEST(Method, IsAnsweredWithThoseThatThePathKnows) {
     const Engine engine;

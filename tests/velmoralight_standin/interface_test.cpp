@@ -16,6 +16,7 @@
 
 #include "engine.h"
 #include "support/output_capture.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -157,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(
                                     "queueTimeout -1 is not in 0..86400000"},
                     SenselessNumber{"TimeoutTooLong", &VelmoraLightServerConfig::queueTimeout,
                                     86400001, "queueTimeout 86400001 is not in 0..86400000"}),
-    [](const auto& row) { return row.param.name; });
+    rowName);
 
 TEST(Create, ReturnsNullWithoutAConfiguration) {
     const Refused refused = tryToCreate(nullptr);

@@ -7,6 +7,7 @@
 
 #include "engine.h"
 #include "support/files.h"
+#include "support/row_name.h"
 #include "test_images.h"
 
 namespace {
@@ -151,7 +152,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Symbology{"DataMatrix", 71, "data matrix", "DataMatrix data matrix"},
                     Symbology{"Aztec", 92, "aztec code", "Aztec aztec code"},
                     Symbology{"QrCode", 58, "qr by another maker", "QRCode qr by another maker"}),
-    [](const auto& row) { return row.param.name; });
+    rowName);
 
 struct Photograph {
     const char* name;
@@ -183,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(
                    [](const GreyImage& s) {
                        return encodeJpeg(withContrast(blurred(rotated(s, 12), 1), 60, 190), 40);
                    }}),
-    [](const auto& row) { return row.param.name; });
+    rowName);
 
 TEST_F(Recognize, FindsSeveralSymbolsInOneImage) {
     EXPECT_THAT(symbolsIn(twoCodes()),

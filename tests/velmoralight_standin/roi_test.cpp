@@ -5,6 +5,8 @@
 #include <ostream>
 #include <string>
 
+#include "support/row_name.h"
+
 namespace {
 
 using standin::ImageInfo;
@@ -49,7 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
                     MalformedRoi{"Semicolons", "1;2;3;4"},
                     MalformedRoi{"TooLarge", "4294967296,0,1,1"},
                     MalformedRoi{"FarTooLarge", "99999999999999999999,0,1,1"}),
-    [](const auto& row) { return row.param.name; });
+    rowName);
 
 TEST(RoiInside, HoldsForTheWholeImage) {
     EXPECT_TRUE(standin::liesInside(Roi{0, 0, 100, 50}, kImage));
