@@ -13,7 +13,7 @@ run_packages=(
   nlohmann-json3-dev pkg-config
 )
 test_packages=("${run_packages[@]}" binutils libbenchmark-dev libgmock-dev libgtest-dev qrencode zint)
-ci_packages=("${test_packages[@]}" clang-14 clang-format clang-tidy libclang-rt-14-dev python3 shellcheck)
+ci_packages=("${test_packages[@]}" clang-14 clang-format clang-tidy gcovr libclang-rt-14-dev python3 shellcheck)
 
 die() {
   printf 'deps: %s\n' "$*" >&2
