@@ -15,6 +15,10 @@ if(VELMORA_SANITIZE)
     velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
                               -fno-omit-frame-pointer)
   target_link_options(velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE})
+else()
+  # The sanitizers bring checks of their own, and do not get along with these.
+  include(VelmoraHardening)
+  velmora_harden(velmora_options)
 endif()
 
 if(VELMORA_BUILD_FUZZERS)
