@@ -22,10 +22,7 @@ if(NOT VELMORA_BUILD_DAEMON)
   return()
 endif()
 
-install(TARGETS velmoraserviced RUNTIME DESTINATION bin COMPONENT Runtime)
-if(TARGET velmoracheck)
-  install(TARGETS velmoracheck RUNTIME DESTINATION bin COMPONENT Runtime)
-endif()
+install(TARGETS velmoraserviced velmoracheck RUNTIME DESTINATION bin COMPONENT Runtime)
 if(VELMORA_LIGHT_DIR)
   # The library itself, also where the name is a link to it.
   file(REAL_PATH "${VELMORA_LIGHT_LIBRARY}" engine)
