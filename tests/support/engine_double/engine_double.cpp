@@ -4,6 +4,7 @@
 //   ENGINE_DOUBLE_FAIL     when set, velmoraLightServer_create returns null
 //   ENGINE_DOUBLE_VERSION  "major minor patch"; without it the numbers are left untouched
 //   ENGINE_DOUBLE_BUILD    the build identifier; "unknown" without it
+//   ENGINE_DOUBLE_NO_BUILD when set, the build identifier is a null pointer
 //   ENGINE_DOUBLE_DESTROY  the result of velmoraLightServer_destroy; 0 without it
 
 #include <cstdio>
@@ -53,6 +54,9 @@ extern "C" {
 
 [[gnu::visibility("default")]] const char* velmoraLight_getBuildSHA1(void) {
     record("getBuildSHA1\n%s", "");
+    if (std::getenv("ENGINE_DOUBLE_NO_BUILD") != nullptr) {
+        return nullptr;
+    }
     const char* build = std::getenv("ENGINE_DOUBLE_BUILD");
     return build != nullptr ? build : "unknown";
 }
