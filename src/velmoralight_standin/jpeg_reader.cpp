@@ -48,6 +48,11 @@ OrRefusal<ImageInfo> inspectJpeg(Bytes file) {
                             &colours) != 0) {
         return damaged(decoder);
     }
+    if (width <= 0 || height <= 0) {
+        // Without the frame's header the library fails only if it finds something wrong instead.
+        return Refusal{VELMORA_LIGHT_ERROR_INVALID_IMAGE,
+                       "not a valid JPEG image: it has no pixels"};
+    }
     if (colours == TJCS_CMYK || colours == TJCS_YCCK) {
         return Refusal{VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE, "CMYK images are not supported"};
     }

@@ -18,6 +18,18 @@ Symbol describe(const ZXing::Result& result, const Roi& roi) {
              cornerAt(position.bottomRight(), roi), cornerAt(position.bottomLeft(), roi)}};
 }
 
+ZXing::Results readAll(const ZXing::ImageView& view) {
+    ZXing::Results results = ZXing::ReadBarcodes(view);
+    if (results.empty()) {
+        // Local thresholds lose a faint symbol on an even ground; one threshold for all of the
+        // image finds it. Linear symbols were looked for in that way already.
+        results = ZXing::ReadBarcodes(view, ZXing::DecodeHints()
+                                                .setFormats(ZXing::BarcodeFormat::MatrixCodes)
+                                                .setBinarizer(ZXing::Binarizer::GlobalHistogram));
+    }
+    return results;
+}
+
 }  // namespace
 
 std::vector<Symbol> readSymbols(const GreyPixels& pixels, uint32_t width, const Roi& roi) {
@@ -25,7 +37,7 @@ std::vector<Symbol> readSymbols(const GreyPixels& pixels, uint32_t width, const 
     const ZXing::ImageView view(first, static_cast<int>(roi.width), static_cast<int>(roi.height),
                                 ZXing::ImageFormat::Lum, static_cast<int>(width));
     std::vector<Symbol> symbols;
-    for (const ZXing::Result& result : ZXing::ReadBarcodes(view)) {
+    for (const ZXing::Result& result : readAll(view)) {
         symbols.push_back(describe(result, roi));
     }
     return symbols;
