@@ -1,0 +1,16 @@
+// Tells the image formats apart and decodes them.
+#pragma once
+
+#include "velmoralight_standin/image.h"
+#include "velmoralight_standin/limits.h"
+
+namespace standin {
+
+// Type and size of the image in `file`, from its header alone. Refuses what is empty or damaged,
+// what is neither PNG nor JPEG, and what has more pixels than the limit.
+[[nodiscard]] OrRefusal<ImageInfo> inspectImage(Bytes file, const Limits& limits);
+
+// Decodes an image that inspectImage let pass.
+[[nodiscard]] OrRefusal<GreyPixels> decodeImage(Bytes file, const ImageInfo& info);
+
+}  // namespace standin

@@ -1,0 +1,74 @@
+// Every limit of the stand-in engine, in one record.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace standin {
+
+// The five numbers of the caller are checked against the `max...` bounds of the first block; the
+// rest guards a running server against abuse. A server keeps its own copy, which never changes.
+struct Limits {
+    // Client connections that may be asked for. Each takes a descriptor and, while it sends an
+    // image, up to maxBodyBytes of memory.
+    int32_t maxConns = 10'000;
+
+    // Worker threads that may be asked for. Each works on one image at a time.
+    int32_t maxThreads = 256;
+
+    // Waiting requests per worker that may be asked for. 0 is allowed: nothing waits, a request is
+    // taken only when a worker is idle and otherwise answered 503.
+    int32_t maxThreadQueueSize = 10'000;
+
+    // Queue time-out that may be asked for, milliseconds (one day). 0 is allowed: requests wait for
+    // as long as it takes.
+    int32_t maxQueueTimeout = 86'400'000;
+
+    // Image as it arrives, bytes. Above: 413, return code 10; a body whose announced length is
+    // above is not read.
+    std::size_t maxBodyBytes = std::size_t{16} * 1024 * 1024;
+
+    // Width times height as the image's header has it. Above: 413, return code 10, before anything
+    // is decoded. One pixel takes one byte once decoded.
+    uint64_t maxPixels = 50'000'000;
+
+    // Request line and header fields together, bytes. Above: 431.
+    std::uint32_t maxHeaderBytes = 8 * 1024;
+
+    // From the first byte of a request to the end of its header. Above: 408, and the end of the
+    // connection.
+    std::chrono::milliseconds headerTimeout{10'000};
+
+    // From the end of the header to the end of the body. Above: 408, and the end of the connection.
+    std::chrono::milliseconds bodyTimeout{30'000};
+
+    // Silence before the first byte of a request, the first one of a connection or a later one.
+    // Above: the connection is closed without a word.
+    std::chrono::milliseconds idleTimeout{60'000};
+
+    // How long a client may take to accept its answer. Above: the connection is closed.
+    std::chrono::milliseconds answerTimeout{30'000};
+
+    // A refused request (too many connections, too large, malformed, ...) is read away after its
+    // answer until the client hangs up, for at most this long and this many bytes; a connection
+    // that is closed on unread data would be reset, and the answer lost.
+    std::chrono::milliseconds refusalTime{2'000};
+    std::size_t refusalBytes = std::size_t{64} * 1024 * 1024;
+
+    // Connections beyond `conns` that are being refused at once. Above: nobody is accepted until
+    // one of all the connections ends; who arrives meanwhile waits in the system's backlog.
+    int32_t maxRefusedConns = 128;
+
+    // Pause after a failed accept (no descriptor or no memory left), unless a connection ends
+    // sooner.
+    std::chrono::milliseconds acceptPause{200};
+
+    // How long a client may take to accept its answer once the server is being destroyed.
+    std::chrono::milliseconds stopGrace{1'000};
+
+    // What `Retry-After` says with every 503.
+    std::chrono::seconds retryAfter{1};
+};
+
+}  // namespace standin

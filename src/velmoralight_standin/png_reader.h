@@ -1,0 +1,16 @@
+// Reads PNG images.
+#pragma once
+
+#include "velmoralight_standin/image.h"
+
+namespace standin {
+
+[[nodiscard]] bool looksLikePng(Bytes file) noexcept;
+
+// Reads the size from the header and decodes nothing.
+[[nodiscard]] OrRefusal<ImageInfo> inspectPng(Bytes file);
+
+// Decodes to grey; what is transparent becomes white. `info` is what inspectPng returned.
+[[nodiscard]] OrRefusal<GreyPixels> decodePng(Bytes file, const ImageInfo& info);
+
+}  // namespace standin

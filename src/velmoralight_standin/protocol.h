@@ -1,0 +1,31 @@
+// The engine's objections to requests that are not good HTTP/1.1.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include <boost/beast/http/basic_parser.hpp>
+#include <boost/beast/http/message.hpp>
+
+#include "velmoralight_standin/limits.h"
+#include "velmoralight_standin/response.h"
+
+namespace standin {
+
+// The answer to a request that could not be read because of `error`. Nothing when there is nobody
+// to answer: the client has hung up between two requests, or the network failed.
+[[nodiscard]] std::optional<Response> answerToReadError(const boost::system::error_code& error,
+                                                        const Limits& limits);
+
+// The answer to a request that took too long to arrive.
+[[nodiscard]] Response answerToSlowness();
+
+// The answer to a request whose header is well-formed but asks for what this server does not do.
+// `chunked` is whether the body comes in chunks.
+[[nodiscard]] std::optional<Response> objectionTo(
+    const boost::beast::http::request_header<>& header, bool chunked);
+
+// Whether the client waits for "100 Continue" before it sends its body.
+[[nodiscard]] bool expectsContinue(const boost::beast::http::request_header<>& header);
+
+}  // namespace standin

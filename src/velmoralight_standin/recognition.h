@@ -1,0 +1,35 @@
+// One recognition from the bytes of a request to its answer. Knows no sockets and no threads.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "velmoralight_standin/image.h"
+#include "velmoralight_standin/limits.h"
+#include "velmoralight_standin/response.h"
+#include "velmoralight_standin/symbol_reader.h"
+
+namespace standin {
+
+struct Recognition {
+    VelmoraLightReturnCode code = VELMORA_LIGHT_SUCCESS;
+    std::string message;             // empty on success
+    std::optional<ImageInfo> image;  // once its header was read
+    std::vector<Symbol> symbols;
+};
+
+// Reads the symbols of the image in `file`. `query` may name a region of interest,
+// "roi=x,y,width,height", and nothing else. An image without symbols is a success. Throws nothing:
+// whatever goes wrong is a return code.
+[[nodiscard]] Recognition recognize(std::string_view query, Bytes file,
+                                    const Limits& limits) noexcept;
+
+// The answer to the client, which also says how long its request waited and was worked on.
+[[nodiscard]] Response answerTo(const Recognition& recognition,
+                                std::chrono::steady_clock::duration waited,
+                                std::chrono::steady_clock::duration worked);
+
+}  // namespace standin

@@ -1,0 +1,17 @@
+// Which part of the engine answers a request.
+#pragma once
+
+#include <string_view>
+#include <variant>
+
+#include "velmoralight_standin/response.h"
+
+namespace standin {
+
+enum class Route { Recognize, Status, Health, Metrics };
+
+// The part that answers, or the answer itself: 404 for an unknown path, 405 with `Allow` for a
+// method that the path does not know. GET includes HEAD.
+[[nodiscard]] std::variant<Route, Response> route(std::string_view method, std::string_view path);
+
+}  // namespace standin

@@ -1,0 +1,82 @@
+// The C boundary of the engine. No exception gets through.
+
+#include "velmora_light_api_server.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "velmoralight_standin/http_server.h"
+#include "velmoralight_standin/limits.h"
+#include "velmoralight_standin/server_config.h"
+#include "velmoralight_standin/version.h"
+
+// What the opaque handle of the interface points to.
+struct VelmoraLightServer {
+    standin::HttpServer server;
+};
+
+namespace {
+
+void complain(const char* reason) {
+    std::fprintf(stderr, "velmoraLight: no server created: %s\n", reason);
+}
+
+// Nobody but this machine is served unless the host's environment asks for it.
+std::string bindAddress() {
+    const char* address = std::getenv("VELMORA_LIGHT_BIND");
+    return address == nullptr || *address == '\0' ? "127.0.0.1" : address;
+}
+
+VelmoraLightServer* createOrThrow(const VelmoraLightServerConfig& config) {
+    const standin::Limits limits;
+    const std::optional<std::string> complaint = standin::complaintAbout(config, limits);
+    if (complaint) {
+        throw std::runtime_error(*complaint);
+    }
+    return new VelmoraLightServer{{config, bindAddress(), limits}};
+}
+
+void set(int* target, int value) {
+    if (target != nullptr) {
+        *target = value;
+    }
+}
+
+}  // namespace
+
+VelmoraLightServer* velmoraLightServer_create(VelmoraLightServerConfig* config) {
+    try {
+        if (config == nullptr) {
+            throw std::invalid_argument("there is no configuration");
+        }
+        return createOrThrow(*config);
+    } catch (const std::exception& failure) {
+        complain(failure.what());
+    } catch (...) {
+        complain("unknown failure");
+    }
+    return nullptr;
+}
+
+int velmoraLightServer_destroy(VelmoraLightServer* server) {
+    if (server == nullptr) {
+        return VELMORA_LIGHT_ERROR_INVALID_HANDLE;
+    }
+    delete server;
+    return VELMORA_LIGHT_SUCCESS;
+}
+
+int velmoraLight_getVersion(int* major, int* minor, int* patch) {
+    set(major, standin::kVersionMajor);
+    set(minor, standin::kVersionMinor);
+    set(patch, standin::kVersionPatch);
+    return VELMORA_LIGHT_SUCCESS;
+}
+
+const char* velmoraLight_getBuildSHA1(void) {
+    return standin::buildIdentifier();
+}

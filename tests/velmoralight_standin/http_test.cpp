@@ -1,0 +1,294 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "engine.h"
+#include "support/row_name.h"
+#include "test_images.h"
+
+namespace {
+
+using nlohmann::json;
+
+// A request in chunks of `size` bytes.
+std::string chunkedRequest(const std::string& body, size_t size) {
+    std::string request =
+        "POST /v1/recognize HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (size_t at = 0; at < body.size(); at += size) {
+        const std::string chunk = body.substr(at, size);
+        char length[16];
+        std::snprintf(length, sizeof length, "%zx\r\n", chunk.size());
+        request += length + chunk + "\r\n";
+    }
+    return request + "0\r\n\r\n";
+}
+
+std::string firstText(const HttpReply& reply) {
+    return json::parse(reply.body)["symbols"][0]["text"].get<std::string>();
+}
+
+// What one client is answered to its bytes.
+HttpReply answerTo(const Engine& engine, const std::string& bytes) {
+    HttpClient client(engine.port());
+    client.send(bytes);
+    return client.receive();
+}
+
+}  // namespace
+
+struct Exchange {
+    const char* name;
+    const char* bytes;
+    int status;
+    int code;
+};
+
+std::ostream& operator<<(std::ostream& out, const Exchange& row) {
+    return out << row.name;
+}
+
+class RefusedRequest : public testing::TestWithParam<Exchange> {};
+
+TEST_P(RefusedRequest, IsAnsweredWithStatusAndCode) {
+    const Engine engine;
+    const HttpReply reply = answerTo(engine, GetParam().bytes);
+    EXPECT_EQ(reply.status, GetParam().status);
+    const json body = json::parse(reply.body);
+    EXPECT_EQ(body["code"], GetParam().code);
+    EXPECT_THAT(body["name"].get<std::string>(), testing::StartsWith("VELMORA_LIGHT_ERROR_"));
+    EXPECT_FALSE(body["message"].get<std::string>().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Requests, RefusedRequest,
+    testing::Values(
+        Exchange{"UnknownPath", "GET /v2/recognize HTTP/1.1\r\nHost: x\r\n\r\n", 404, 6},
+        Exchange{"Root", "GET / HTTP/1.1\r\nHost: x\r\n\r\n", 404, 6},
+        Exchange{"PathThatIsLonger", "GET /healthz/ HTTP/1.1\r\nHost: x\r\n\r\n", 404, 6},
+        Exchange{"GetOfRecognize", "GET /v1/recognize HTTP/1.1\r\nHost: x\r\n\r\n", 405, 6},
+        Exchange{"PostOfStatus",
+                 "POST /v1/status HTTP/1.1\r\nHost: x\r\nContent-Length: 4\r\n\r\nbody", 405, 6},
+        Exchange{"UnknownMethod", "BREW /healthz HTTP/1.1\r\nHost: x\r\n\r\n", 405, 6},
+        Exchange{"Garbage", "\x16\x03\x01 this is no HTTP\r\n\r\n", 400, 999},
+        Exchange{"NoHost", "GET /healthz HTTP/1.1\r\n\r\n", 400, 999},
+        Exchange{"TwoHosts", "GET /healthz HTTP/1.1\r\nHost: x\r\nHost: y\r\n\r\n", 400, 999},
+        Exchange{"BadField", "GET /healthz HTTP/1.1\r\nHost: x\r\nno colon\r\n\r\n", 400, 999},
+        Exchange{"BadLength",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: -1\r\n\r\n", 400, 999},
+        Exchange{"TwoLengths",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 1\r\n"
+                 "Content-Length: 2\r\n\r\nab",
+                 400, 999},
+        Exchange{"LengthAndChunks",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 1\r\n"
+                 "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
+                 400, 999},
+        Exchange{
+            "BadChunk",
+            "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\nxyz\r\n",
+            400, 999},
+        Exchange{"HugeLength",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: "
+                 "18446744073709551615\r\n\r\n",
+                 413, 10},
+        Exchange{"UnknownExpectation", "GET /healthz HTTP/1.1\r\nHost: x\r\nExpect: tea\r\n\r\n",
+                 417, 999},
+        Exchange{"UnknownCoding",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: gzip\r\n\r\n", 501,
+                 999},
+        Exchange{"NewVersion", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n", 505, 999}),
+    rowName);
+
+TEST(Method, IsAnsweredWithThoseThatThePathKnows) {
+    const Engine engine;
+    EXPECT_EQ(httpExchange(engine.port(), "DELETE", "/v1/recognize").fields.at("allow"), "POST");
+    EXPECT_EQ(httpExchange(engine.port(), "DELETE", "/metrics").fields.at("allow"), "GET, HEAD");
+}
+
+TEST(Head, GetsTheFieldsOfGetAndNoBody) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send(httpRequest("HEAD", "/healthz") + httpRequest("GET", "/healthz"));
+    const HttpReply head = client.receive(/*withBody=*/false);
+    const HttpReply get = client.receive();
+    EXPECT_EQ(head.status, 200);
+    EXPECT_EQ(head.fields, get.fields);
+    EXPECT_EQ(get.status, 200);
+}
+
+TEST(Target, MayNameTheHost) {
+    const Engine engine;
+    EXPECT_EQ(httpExchange(engine.port(), "GET", "http://localhost/healthz").status, 200);
+}
+
+TEST(Target, MayHaveAQueryThatNobodyLooksAt) {
+    const Engine engine;
+    EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz?fresh=1").status, 200);
+}
+
+TEST(Header, MayBeAlmostAsLargeAsTheLimit) {
+    const Engine engine;
+    const std::string field = "X-Padding: " + std::string(8000, 'x') + "\r\n";
+    EXPECT_EQ(answerTo(engine, httpRequest("GET", "/healthz", "", field)).status, 200);
+}
+
+TEST(Header, IsRefusedWhenItIsTooLarge) {
+    const Engine engine;
+    const std::string field = "X-Padding: " + std::string(100'000, 'x') + "\r\n";
+    const HttpReply reply = answerTo(engine, httpRequest("GET", "/healthz", "", field));
+    EXPECT_EQ(reply.status, 431);
+    EXPECT_EQ(json::parse(reply.body)["name"], "VELMORA_LIGHT_ERROR_OTHER");
+}
+
+TEST(Header, IsRefusedWhenItNeverEnds) {
+    const Engine engine;
+    const std::string endless(200'000, 'x');
+    EXPECT_EQ(answerTo(engine, "GET /" + endless).status, 431);
+}
+
+TEST(Body, MayComeInChunks) {
+    const Engine engine;
+    const HttpReply reply = answerTo(engine, chunkedRequest(qrPng("in chunks"), 17));
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_EQ(firstText(reply), "in chunks");
+}
+
+TEST(Body, IsRefusedWhenItsChunksAddUpToTooMuch) {
+    const Engine engine;
+    const std::string body(17 * 1024 * 1024, 'x');
+    const HttpReply reply = answerTo(engine, chunkedRequest(body, 1024 * 1024));
+    EXPECT_EQ(reply.status, 413);
+    EXPECT_EQ(json::parse(reply.body)["code"], 10);
+}
+
+TEST(Body, MayBeginWhenTheServerSaysContinue) {
+    const Engine engine;
+    const std::string image = qrPng("continued");
+    const std::string request =
+        httpRequest("POST", "/v1/recognize", image, "Expect: 100-continue\r\n");
+    HttpClient client(engine.port());
+    client.send(request.substr(0, request.size() - image.size()));
+    EXPECT_EQ(client.receive(/*withBody=*/false).status, 100);
+    client.send(image);
+    EXPECT_EQ(firstText(client.receive()), "continued");
+}
+
+TEST(Body, IsNotAskedForWhenItIsTooLarge) {
+    const Engine engine;
+    const HttpReply reply = answerTo(engine,
+                                     "POST /v1/recognize HTTP/1.1\r\nHost: x\r\n"
+                                     "Expect: 100-continue\r\nContent-Length: 999999999\r\n\r\n");
+    EXPECT_EQ(reply.status, 413);
+}
+
+TEST(Body, IsNotAskedForWhenThePathIsUnknown) {
+    const Engine engine;
+    const HttpReply reply = answerTo(engine,
+                                     "POST /nowhere HTTP/1.1\r\nHost: x\r\n"
+                                     "Expect: 100-continue\r\nContent-Length: 10\r\n\r\n");
+    EXPECT_EQ(reply.status, 404);
+    EXPECT_EQ(reply.fields.at("connection"), "close");
+}
+
+TEST(Connection, ServesSeveralRequests) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    for (const std::string text : {"first", "second", "third"}) {
+        client.send(httpRequest("POST", "/v1/recognize", qrPng(text)));
+        EXPECT_EQ(firstText(client.receive()), text);
+    }
+    EXPECT_EQ(Engine::counter(client, "connectionsAdmitted"), 1);
+}
+
+TEST(Connection, GoesOnAfterARefusedImage) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send(httpRequest("POST", "/v1/recognize", "no image"));
+    EXPECT_EQ(client.receive().status, 415);
+    client.send(httpRequest("GET", "/healthz"));
+    EXPECT_EQ(client.receive().status, 200);
+}
+
+TEST(Connection, AnswersPipelinedRequestsInTheirOrder) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send(httpRequest("POST", "/v1/recognize", qrPng("one")) +
+                httpRequest("GET", "/nowhere") +
+                httpRequest("POST", "/v1/recognize", qrPng("two")));
+    EXPECT_EQ(firstText(client.receive()), "one");
+    EXPECT_EQ(client.receive().status, 404);
+    EXPECT_EQ(firstText(client.receive()), "two");
+}
+
+TEST(Connection, IsClosedWhenTheClientAsksForIt) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send(httpRequest("GET", "/healthz", "", "Connection: close\r\n"));
+    EXPECT_EQ(client.receive().fields.at("connection"), "close");
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}
+
+TEST(Connection, IsClosedAfterARequestOfTheOldVersion) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send("GET /healthz HTTP/1.0\r\n\r\n");
+    EXPECT_EQ(client.receive().status, 200);
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}
+
+TEST(Client, MaySendItsRequestByteByByte) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    for (const char byte : httpRequest("POST", "/v1/recognize", qrPng("slow", 2))) {
+        ASSERT_TRUE(client.send({&byte, 1}));
+    }
+    EXPECT_EQ(firstText(client.receive()), "slow");
+}
+
+TEST(Client, MaySayThatItSendsNothingMore) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send(httpRequest("POST", "/v1/recognize", qrPng("last words")));
+    client.finishSending();
+    EXPECT_EQ(firstText(client.receive()), "last words");
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}
+
+TEST(Client, IsToldThatItsRequestEndedEarly) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 100\r\n\r\nhalf");
+    client.finishSending();
+    EXPECT_EQ(client.receive().status, 400);
+}
+
+TEST(Client, MayHangUpInTheMiddleOfARequest) {
+    const Engine engine;
+    for (const std::string part : {"", "GET /hea", "POST /v1/recognize HTTP/1.1\r\nContent-"}) {
+        HttpClient client(engine.port());
+        client.send(part);
+    }
+    EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
+}
+
+TEST(Client, MayHangUpBeforeItsAnswer) {
+    const Engine engine;
+    {
+        HttpClient client(engine.port());
+        client.send(httpRequest("POST", "/v1/recognize", qrPng("nobody waits")));
+    }
+    HttpClient observer(engine.port());
+    EXPECT_TRUE(waitUntil([&] { return Engine::counter(observer, "symbols") == 1; }));
+}
+
+TEST(Client, SeesTheAnswerToABodyThatWasNotRead) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send("POST /nowhere HTTP/1.1\r\nHost: x\r\nContent-Length: 8000000\r\n\r\n");
+    client.send(std::string(8'000'000, 'x'));
+    EXPECT_EQ(client.receive().status, 404);
+    client.finishSending();
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}

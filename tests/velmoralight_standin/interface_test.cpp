@@ -1,0 +1,272 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include "engine.h"
+#include "support/output_capture.h"
+#include "support/row_name.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Sets a variable of the environment and takes it back.
+class EnvironmentVariable {
+public:
+    EnvironmentVariable(const char* theName, const char* value) : name(theName) {
+        ::setenv(name, value, 1);
+    }
+    ~EnvironmentVariable() { ::unsetenv(name); }
+    EnvironmentVariable(const EnvironmentVariable&) = delete;
+    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
+
+private:
+    const char* name;
+};
+
+struct Refused {
+    VelmoraLightServer* server;
+    std::string said;  // on standard error
+};
+
+Refused tryToCreate(VelmoraLightServerConfig* config) {
+    OutputCapture capture(stderr);
+    VelmoraLightServer* server = velmoraLightServer_create(config);
+    return {server, capture.text()};
+}
+
+std::ptrdiff_t entriesOf(const char* directory) {
+    return std::distance(fs::directory_iterator(directory), fs::directory_iterator());
+}
+
+std::string exportedSymbols() {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(
+        ::popen("nm -D --defined-only --format=posix " VELMORA_ENGINE_FILE
+                " | cut -d ' ' -f 1 | LC_ALL=C sort",
+                "re"),
+        ::pclose);
+    char block[4096];
+    std::string symbols;
+    for (size_t count = 0; (count = std::fread(block, 1, sizeof block, pipe.get())) > 0;) {
+        symbols.append(block, count);
+    }
+    return symbols;
+}
+
+// How often each thread of the engine has gone to sleep so far, by the thread's number.
+std::map<std::string, std::string> sleepsOfEngineThreads() {
+    std::map<std::string, std::string> sleeps;
+    for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+        std::ifstream status(task.path() / "status");
+        std::string name;
+        std::getline(status, name);
+        for (std::string line; std::getline(status, line);) {
+            if (name.find("\tvelmora-") != std::string::npos && line.starts_with("voluntary")) {
+                sleeps[task.path()] = line;
+            }
+        }
+    }
+    return sleeps;
+}
+
+}  // namespace
+
+TEST(GetVersion, FillsTheThreeNumbers) {
+    int numbers[] = {-1, -1, -1};
+    EXPECT_EQ(velmoraLight_getVersion(&numbers[0], &numbers[1], &numbers[2]),
+              VELMORA_LIGHT_SUCCESS);
+    EXPECT_THAT(numbers, testing::ElementsAre(1, 0, 0));
+}
+
+TEST(GetVersion, ToleratesNullPointers) {
+    int minor = -1;
+    EXPECT_EQ(velmoraLight_getVersion(nullptr, &minor, nullptr), VELMORA_LIGHT_SUCCESS);
+    EXPECT_EQ(minor, 0);
+}
+
+TEST(GetBuildSHA1, SaysThatItIsAStandIn) {
+    EXPECT_THAT(velmoraLight_getBuildSHA1(), testing::MatchesRegex("stand-in-[0-9a-f]{7}"));
+}
+
+TEST(Library, ExportsTheFourOperationsAndNothingElse) {
+    EXPECT_EQ(exportedSymbols(),
+              "velmoraLightServer_create\n"
+              "velmoraLightServer_destroy\n"
+              "velmoraLight_getBuildSHA1\n"
+              "velmoraLight_getVersion\n");
+}
+
+struct SenselessNumber {
+    const char* name;
+    int32_t VelmoraLightServerConfig::*field;
+    int32_t value;
+    const char* said;
+};
+
+std::ostream& operator<<(std::ostream& out, const SenselessNumber& row) {
+    return out << row.name;
+}
+
+class CreateWithSenselessNumber : public testing::TestWithParam<SenselessNumber> {};
+
+TEST_P(CreateWithSenselessNumber, ReturnsNullAndSaysWhyInOneLine) {
+    VelmoraLightServerConfig config = sensibleConfig();
+    config.*GetParam().field = GetParam().value;
+    const Refused refused = tryToCreate(&config);
+    EXPECT_EQ(refused.server, nullptr);
+    EXPECT_EQ(refused.said,
+              std::string("velmoraLight: no server created: ") + GetParam().said + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, CreateWithSenselessNumber,
+    testing::Values(SenselessNumber{"PortZero", &VelmoraLightServerConfig::port, 0,
+                                    "port 0 is not in 1..65535"},
+                    SenselessNumber{"PortNegative", &VelmoraLightServerConfig::port, -1,
+                                    "port -1 is not in 1..65535"},
+                    SenselessNumber{"PortTooLarge", &VelmoraLightServerConfig::port, 65536,
+                                    "port 65536 is not in 1..65535"},
+                    SenselessNumber{"NoConnections", &VelmoraLightServerConfig::conns, 0,
+                                    "conns 0 is not in 1..10000"},
+                    SenselessNumber{"ConnectionsNegative", &VelmoraLightServerConfig::conns,
+                                    INT32_MIN, "conns -2147483648 is not in 1..10000"},
+                    SenselessNumber{"ConnectionsTooMany", &VelmoraLightServerConfig::conns, 10001,
+                                    "conns 10001 is not in 1..10000"},
+                    SenselessNumber{"NoThreads", &VelmoraLightServerConfig::threads, 0,
+                                    "threads 0 is not in 1..256"},
+                    SenselessNumber{"ThreadsNegative", &VelmoraLightServerConfig::threads, -5,
+                                    "threads -5 is not in 1..256"},
+                    SenselessNumber{"ThreadsTooMany", &VelmoraLightServerConfig::threads, 257,
+                                    "threads 257 is not in 1..256"},
+                    SenselessNumber{"QueueNegative", &VelmoraLightServerConfig::threadQueueSize, -1,
+                                    "threadQueueSize -1 is not in 0..10000"},
+                    SenselessNumber{"QueueTooLong", &VelmoraLightServerConfig::threadQueueSize,
+                                    INT32_MAX, "threadQueueSize 2147483647 is not in 0..10000"},
+                    SenselessNumber{"TimeoutNegative", &VelmoraLightServerConfig::queueTimeout, -1,
+                                    "queueTimeout -1 is not in 0..86400000"},
+                    SenselessNumber{"TimeoutTooLong", &VelmoraLightServerConfig::queueTimeout,
+                                    86400001, "queueTimeout 86400001 is not in 0..86400000"}),
+    rowName);
+
+TEST(Create, ReturnsNullWithoutAConfiguration) {
+    const Refused refused = tryToCreate(nullptr);
+    EXPECT_EQ(refused.server, nullptr);
+    EXPECT_EQ(refused.said, "velmoraLight: no server created: there is no configuration\n");
+}
+
+TEST(Create, ReturnsNullWhenThePortIsTaken) {
+    const Engine engine;
+    VelmoraLightServerConfig config = sensibleConfig();
+    config.port = engine.port();
+    const Refused refused = tryToCreate(&config);
+    EXPECT_EQ(refused.server, nullptr);
+    EXPECT_EQ(refused.said, "velmoraLight: no server created: cannot listen on 127.0.0.1 port " +
+                                std::to_string(engine.port()) + ": Address already in use\n");
+}
+
+TEST(Create, LeavesTheRecordAsItWas) {
+    VelmoraLightServerConfig config = sensibleConfig();
+    const VelmoraLightServerConfig before = config;
+    velmoraLightServer_destroy(velmoraLightServer_create(&config));
+    EXPECT_EQ(std::memcmp(&config, &before, sizeof config), 0);
+}
+
+TEST(Create, ListensOnTheAddressThatTheEnvironmentNames) {
+    const EnvironmentVariable address("VELMORA_LIGHT_BIND", "127.0.0.2");
+    const Engine engine;
+    EXPECT_THROW(HttpClient client(engine.port()), std::runtime_error);
+}
+
+TEST(Create, ListensOnAllAddressesWhenTheEnvironmentSaysSo) {
+    const EnvironmentVariable address("VELMORA_LIGHT_BIND", "0.0.0.0");
+    const Engine engine;
+    EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
+}
+
+TEST(Create, TakesAnEmptyAddressForNone) {
+    const EnvironmentVariable address("VELMORA_LIGHT_BIND", "");
+    const Engine engine;
+    EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
+}
+
+TEST(Create, ReturnsNullWhenTheEnvironmentNamesNoAddress) {
+    const EnvironmentVariable address("VELMORA_LIGHT_BIND", "everywhere\n");
+    VelmoraLightServerConfig config = sensibleConfig();
+    const Refused refused = tryToCreate(&config);
+    EXPECT_EQ(refused.server, nullptr);
+    EXPECT_EQ(
+        refused.said,
+        "velmoraLight: no server created: VELMORA_LIGHT_BIND names no IPv4 or IPv6 address\n");
+}
+
+TEST(Create, SaysNothingWhenItSucceeds) {
+    OutputCapture capture(stderr);
+    const Engine engine;
+    EXPECT_EQ(capture.text(), "");
+}
+
+TEST(Create, MakesServersThatDoNotKnowOneAnother) {
+    const Engine first;
+    Engine second;
+    EXPECT_EQ(second.destroy(), VELMORA_LIGHT_SUCCESS);
+    EXPECT_EQ(httpExchange(first.port(), "GET", "/healthz").status, 200);
+}
+
+TEST(Destroy, RefusesTheNullHandle) {
+    EXPECT_EQ(velmoraLightServer_destroy(nullptr), VELMORA_LIGHT_ERROR_INVALID_HANDLE);
+}
+
+TEST(Destroy, FreesThePort) {
+    Engine engine;
+    EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
+    EXPECT_EQ(engine.destroy(), VELMORA_LIGHT_SUCCESS);
+    EXPECT_THROW(HttpClient client(engine.port()), std::runtime_error);
+}
+
+TEST(Destroy, LetsAServerBeCreatedOnTheSamePortAgain) {
+    VelmoraLightServerConfig config = sensibleConfig();
+    VelmoraLightServer* first = velmoraLightServer_create(&config);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(httpExchange(static_cast<uint16_t>(config.port), "GET", "/healthz").status, 200);
+    EXPECT_EQ(velmoraLightServer_destroy(first), VELMORA_LIGHT_SUCCESS);
+    VelmoraLightServer* second = velmoraLightServer_create(&config);
+    EXPECT_NE(second, nullptr);
+    EXPECT_EQ(velmoraLightServer_destroy(second), VELMORA_LIGHT_SUCCESS);
+}
+
+TEST(Destroy, LeavesNoThreadAndNoDescriptorAfterAHundredServers) {
+    const std::ptrdiff_t threads = entriesOf("/proc/self/task");
+    const std::ptrdiff_t descriptors = entriesOf("/proc/self/fd");
+    for (int i = 0; i < 100; ++i) {
+        Engine engine;
+        EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
+        EXPECT_EQ(engine.destroy(), VELMORA_LIGHT_SUCCESS);
+    }
+    // A joined thread may stay in the list for a moment.
+    EXPECT_TRUE(waitUntil([&] { return entriesOf("/proc/self/task") == threads; }));
+    EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
+}
+
+TEST(IdleServer, WakesNobody) {
+    const Engine engine;
+    EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
+    // From now on the client is gone; once its end was noticed, nothing is left to do.
+    constexpr std::chrono::milliseconds kSilence{300};
+    EXPECT_TRUE(waitUntil([&] {
+        const auto before = sleepsOfEngineThreads();
+        std::this_thread::sleep_for(kSilence);
+        return before.size() == 3 && sleepsOfEngineThreads() == before;
+    }));
+}

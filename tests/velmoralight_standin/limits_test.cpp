@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine.h"
+#include "velmoralight_standin/http_server.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using standin::HttpServer;
+using standin::Limits;
+
+// A server with its own limits.
+class LimitedServer {
+public:
+    explicit LimitedServer(const Limits& limits, int32_t conns = 4) {
+        VelmoraLightServerConfig config = sensibleConfig();
+        config.conns = conns;
+        server = std::make_unique<HttpServer>(config, "127.0.0.1", limits);
+        port = static_cast<uint16_t>(config.port);
+    }
+
+    uint16_t port = 0;
+
+private:
+    std::unique_ptr<HttpServer> server;
+};
+
+// How long something took.
+template <typename Action>
+std::chrono::steady_clock::duration timeOf(Action action) {
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::steady_clock::now() - start;
+}
+
+// Takes the process's descriptors away for as long as it lives.
+class NoMoreDescriptors {
+public:
+    NoMoreDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const int next = ::dup(STDERR_FILENO);
+        ::close(next);
+        rlimit none = before;
+        none.rlim_cur = static_cast<rlim_t>(next);
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoMoreDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before); }
+    NoMoreDescriptors(const NoMoreDescriptors&) = delete;
+    NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
+
+private:
+    rlimit before{};
+};
+
+// Asks for more than the buffers between client and server hold, so that the server's answers
+// stick.
+void askWithoutListening(HttpClient& client) {
+    constexpr int kRequests = 8000;
+    std::string requests;
+    for (int i = 0; i < kRequests; ++i) {
+        requests += "GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n";
+    }
+    client.send(requests);
+}
+
+// Whether the server answers the observer and nobody else for a while.
+bool servesNobodyElse(HttpClient& observer) {
+    const auto answers = [&] {
+        observer.send(httpRequest("GET", "/v1/status"));
+        const auto status = nlohmann::json::parse(observer.receive().body);
+        return status["counters"]["responses"].value("200", 0);
+    };
+    const int before = answers();
+    std::this_thread::sleep_for(100ms);
+    return answers() == before + 1;
+}
+
+double processorSeconds() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+}  // namespace
+
+TEST(IdleTimeout, ClosesASilentConnectionWithoutAWord) {
+    Limits limits;
+    limits.idleTimeout = 100ms;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    const auto time = timeOf([&] { EXPECT_EQ(client.awaitHangup(), Hangup::Orderly); });
+    EXPECT_GE(time, 90ms);
+}
+
+TEST(IdleTimeout, CountsAnewAfterEachAnswer) {
+    Limits limits;
+    limits.idleTimeout = 100ms;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    client.send(httpRequest("GET", "/healthz"));
+    EXPECT_EQ(client.receive().status, 200);
+    const auto time = timeOf([&] { EXPECT_EQ(client.awaitHangup(), Hangup::Orderly); });
+    EXPECT_GE(time, 90ms);
+}
+
+TEST(HeaderTimeout, IsAnsweredWith408) {
+    Limits limits;
+    limits.headerTimeout = 100ms;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    client.send("GET /healthz HT");
+    const HttpReply reply = client.receive();
+    EXPECT_EQ(reply.status, 408);
+    EXPECT_EQ(reply.fields.at("connection"), "close");
+    EXPECT_EQ(nlohmann::json::parse(reply.body)["name"], "VELMORA_LIGHT_ERROR_OTHER");
+}
+
+TEST(HeaderTimeout, IsNotPutOffByAByteNowAndThen) {
+    Limits limits;
+    limits.headerTimeout = 200ms;
+    limits.refusalTime = 100ms;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    // A byte is sent every millisecond until the server does not take it any more.
+    EXPECT_TRUE(waitUntil([&] { return !client.send("x"); }));
+}
+
+TEST(BodyTimeout, IsAnsweredWith408) {
+    Limits limits;
+    limits.bodyTimeout = 100ms;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    client.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 100\r\n\r\nhalf");
+    EXPECT_EQ(client.receive().status, 408);
+}
+
+TEST(RefusalTime, BoundsTheReadingAwayOfARequest) {
+    Limits limits;
+    limits.refusalTime = 100ms;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    client.send("POST /nowhere HTTP/1.1\r\nHost: x\r\nContent-Length: 100\r\n\r\nhalf");
+    EXPECT_EQ(client.receive().status, 404);
+    // The client does not hang up; the server does not wait for ever.
+    EXPECT_TRUE(waitUntil([&] { return !client.send("x"); }));
+}
+
+TEST(RefusalBytes, BoundTheReadingAwayOfARequest) {
+    Limits limits;
+    limits.refusalTime = 60s;
+    limits.refusalBytes = 100'000;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    client.send("POST /nowhere HTTP/1.1\r\nHost: x\r\nContent-Length: 9999999\r\n\r\n");
+    EXPECT_EQ(client.receive().status, 404);
+    const std::string block(10'000, 'x');
+    EXPECT_TRUE(waitUntil([&] { return !client.send(block); }));
+}
+
+TEST(RefusedConnections, WaitInTheBacklogWhenThereAreTooMany) {
+    Limits limits;
+    limits.maxRefusedConns = 1;
+    limits.refusalTime = 100ms;
+    const LimitedServer server(limits, 1);
+    HttpClient admitted(server.port);
+    admitted.send(httpRequest("GET", "/healthz"));
+    EXPECT_EQ(admitted.receive().status, 200);
+    std::vector<std::unique_ptr<HttpClient>> refused;
+    for (int i = 0; i < 5; ++i) {
+        refused.push_back(std::make_unique<HttpClient>(server.port));
+    }
+    for (const auto& client : refused) {
+        EXPECT_EQ(client->receive().status, 503);
+    }
+}
+
+TEST(Accept, RestsWhileThereAreNoDescriptors) {
+    const LimitedServer server{Limits()};
+    HttpClient client(server.port);
+    client.send(httpRequest("GET", "/healthz"));
+    EXPECT_EQ(client.receive().status, 200);
+    const int second = ::socket(AF_INET, SOCK_STREAM, 0);
+    {
+        const NoMoreDescriptors nothing;
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(server.port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ASSERT_EQ(::connect(second, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const double before = processorSeconds();
+        std::this_thread::sleep_for(500ms);  // the time in which it must not work
+        EXPECT_LT(processorSeconds() - before, 0.25);
+    }
+    const std::string request = httpRequest("GET", "/healthz");
+    ASSERT_GT(::send(second, request.data(), request.size(), MSG_NOSIGNAL), 0);
+    char answer[16] = {};
+    EXPECT_GT(::recv(second, answer, sizeof answer - 1, 0), 0);
+    ::close(second);
+    EXPECT_EQ(std::string(answer), "HTTP/1.1 200 OK");
+}
+
+TEST(AnswerTimeout, EndsAConnectionThatDoesNotTakeItsAnswers) {
+    Limits limits;
+    limits.answerTimeout = 200ms;
+    const LimitedServer server(limits);
+    HttpClient observer(server.port);
+    HttpClient deaf(server.port);
+    askWithoutListening(deaf);
+    EXPECT_TRUE(waitUntil([&] { return Engine::counter(observer, "connectionsOpen") == 1; }));
+}
+
+TEST(StopGrace, BoundsTheWaitForAClientThatDoesNotTakeItsAnswers) {
+    Limits limits;
+    limits.answerTimeout = 600s;
+    limits.stopGrace = 100ms;
+    auto server = std::make_unique<LimitedServer>(limits);
+    HttpClient observer(server->port);
+    HttpClient deaf(server->port);
+    askWithoutListening(deaf);
+    EXPECT_TRUE(waitUntil([&] { return servesNobodyElse(observer); }));
+    const auto time = timeOf([&] { server.reset(); });
+    EXPECT_LT(time, 60s);
+}
+
+TEST(Stop, DoesNotWaitForASilentClient) {
+    Limits limits;
+    limits.idleTimeout = 600s;
+    auto server = std::make_unique<LimitedServer>(limits);
+    HttpClient client(server->port);
+    client.send(httpRequest("GET", "/healthz"));
+    EXPECT_EQ(client.receive().status, 200);
+    const auto time = timeOf([&] { server.reset(); });
+    EXPECT_LT(time, 60s);
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}

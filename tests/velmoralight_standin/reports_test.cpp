@@ -1,0 +1,108 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "engine.h"
+#include "test_images.h"
+
+namespace {
+
+using nlohmann::json;
+
+json statusOf(const Engine& engine) {
+    return json::parse(httpExchange(engine.port(), "GET", "/v1/status").body);
+}
+
+std::string metricsOf(const Engine& engine) {
+    return httpExchange(engine.port(), "GET", "/metrics").body;
+}
+
+}  // namespace
+
+TEST(Status, TellsVersionAndBuild) {
+    const Engine engine;
+    const json status = statusOf(engine);
+    EXPECT_EQ(status["code"], 0);
+    EXPECT_EQ(status["version"], "1.0.0");
+    EXPECT_EQ(status["build"], velmoraLight_getBuildSHA1());
+    EXPECT_EQ(status["description"], "stand-in engine for development");
+}
+
+TEST(Status, TellsTheFiveNumbers) {
+    VelmoraLightServerConfig config = sensibleConfig();
+    config.conns = 3;
+    config.threads = 4;
+    config.threadQueueSize = 5;
+    config.queueTimeout = 6;
+    const Engine engine(config);
+    EXPECT_EQ(statusOf(engine)["config"], json({{"port", engine.port()},
+                                                {"conns", 3},
+                                                {"threads", 4},
+                                                {"threadQueueSize", 5},
+                                                {"queueTimeout", 6}}));
+}
+
+TEST(Status, CountsWhatHappened) {
+    const Engine engine;
+    EXPECT_EQ(engine.recognize(qrPng("counted")).status, 200);
+    EXPECT_EQ(engine.recognize("no image").status, 415);
+    const json counters = statusOf(engine)["counters"];
+    EXPECT_EQ(counters["recognitions"],
+              json({{"VELMORA_LIGHT_SUCCESS", 1}, {"VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE", 1}}));
+    EXPECT_EQ(counters["responses"], json({{"200", 1}, {"415", 1}}));
+    EXPECT_EQ(counters["symbols"], 1);
+    EXPECT_EQ(counters["connectionsAdmitted"], 3);
+    EXPECT_GT(counters["workedSeconds"].get<double>(), 0.0);
+}
+
+TEST(Health, IsWellWhileTheServerRuns) {
+    const Engine engine;
+    const HttpReply reply = httpExchange(engine.port(), "GET", "/healthz");
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_EQ(reply.body, "{\"code\":0,\"name\":\"VELMORA_LIGHT_SUCCESS\",\"status\":\"ok\"}\n");
+}
+
+TEST(Metrics, AreOfTheTextFormat) {
+    const Engine engine;
+    const HttpReply reply = httpExchange(engine.port(), "GET", "/metrics");
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_EQ(reply.fields.at("content-type"), "text/plain; version=0.0.4; charset=utf-8");
+}
+
+TEST(Metrics, IntroduceEachSampleByHelpAndType) {
+    const Engine engine;
+    static_cast<void>(engine.recognize(qrPng("metrics")));
+    const std::regex line(
+        "# HELP (velmora_light_[a-z_]+) .+|# TYPE (velmora_light_[a-z_]+) (counter|gauge)|"
+        "(velmora_light_[a-z_]+)(\\{[a-z]+=\"[^\"]+\"(,[a-z]+=\"[^\"]+\")*\\})? "
+        "[0-9]+(\\.[0-9]+)?(e-[0-9]+)?");
+    // What a line does not have is the empty name.
+    std::set<std::string> helped = {""};
+    std::set<std::string> typed = {""};
+    std::istringstream lines(metricsOf(engine));
+    for (std::string text; std::getline(lines, text);) {
+        std::smatch match;
+        ASSERT_TRUE(std::regex_match(text, match, line)) << text;
+        helped.insert(match[1]);
+        typed.insert(match[2]);
+        EXPECT_TRUE(helped.contains(match[2])) << text;
+        EXPECT_TRUE(typed.contains(match[4])) << text;
+    }
+    EXPECT_EQ(helped, typed);
+}
+
+TEST(Metrics, CountAnswersAndRecognitions) {
+    const Engine engine;
+    static_cast<void>(engine.recognize(qrPng("metrics")));
+    EXPECT_THAT(metricsOf(engine),
+                testing::AllOf(
+                    testing::HasSubstr("\nvelmora_light_responses_total{status=\"200\"} 1\n"),
+                    testing::HasSubstr(
+                        "\nvelmora_light_recognitions_total{code=\"VELMORA_LIGHT_SUCCESS\"} 1\n"),
+                    testing::HasSubstr("\nvelmora_light_symbols_total 1\n"),
+                    testing::HasSubstr("\nvelmora_light_connections 1\n")));
+}

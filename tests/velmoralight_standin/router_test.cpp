@@ -1,0 +1,23 @@
+#include "velmoralight_standin/router.h"
+
+#include <gtest/gtest.h>
+
+using standin::Response;
+using standin::Route;
+
+TEST(Router, KnowsThePaths) {
+    EXPECT_EQ(std::get<Route>(standin::route("POST", "/v1/recognize")), Route::Recognize);
+    EXPECT_EQ(std::get<Route>(standin::route("GET", "/v1/status")), Route::Status);
+    EXPECT_EQ(std::get<Route>(standin::route("GET", "/healthz")), Route::Health);
+    EXPECT_EQ(std::get<Route>(standin::route("HEAD", "/metrics")), Route::Metrics);
+}
+
+TEST(Router, MatchesPathsExactly) {
+    EXPECT_EQ(std::get<Response>(standin::route("GET", "/HEALTHZ")).status, 404);
+    EXPECT_EQ(std::get<Response>(standin::route("GET", "")).status, 404);
+}
+
+TEST(Router, MatchesMethodsExactly) {
+    EXPECT_EQ(std::get<Response>(standin::route("get", "/healthz")).status, 405);
+    EXPECT_EQ(std::get<Response>(standin::route("HEAD", "/v1/recognize")).status, 405);
+}

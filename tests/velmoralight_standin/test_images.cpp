@@ -1,0 +1,204 @@
+#include "test_images.h"
+
+#include <png.h>
+#include <turbojpeg.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <numbers>
+#include <stdexcept>
+
+namespace {
+
+std::string outputOf(const std::string& command) {
+    std::FILE* pipe = ::popen(command.c_str(), "re");
+    if (pipe == nullptr) {
+        throw std::runtime_error("cannot run " + command);
+    }
+    std::string output;
+    char block[4096];
+    for (size_t count = 0; (count = std::fread(block, 1, sizeof block, pipe)) > 0;) {
+        output.append(block, count);
+    }
+    if (::pclose(pipe) != 0 || output.empty()) {
+        throw std::runtime_error("failed: " + command);
+    }
+    return output;
+}
+
+size_t at(const GreyImage& image, int x, int y) {
+    return static_cast<size_t>(y) * static_cast<size_t>(image.width) + static_cast<size_t>(x);
+}
+
+bool holds(const GreyImage& image, int x, int y) {
+    return x >= 0 && y >= 0 && x < image.width && y < image.height;
+}
+
+// Outside of the image everything is white.
+uint8_t pixel(const GreyImage& image, int x, int y) {
+    return holds(image, x, y) ? image.pixels[at(image, x, y)] : uint8_t{255};
+}
+
+std::string encode(const GreyImage& image, png_uint_32 format,
+                   const std::vector<uint8_t>& samples) {
+    png_image png = {};
+    png.version = PNG_IMAGE_VERSION;
+    png.width = static_cast<png_uint_32>(image.width);
+    png.height = static_cast<png_uint_32>(image.height);
+    png.format = format;
+    png.flags = PNG_IMAGE_FLAG_FAST;
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(png);
+    std::string file(size, '\0');
+    if (png_image_write_to_memory(&png, file.data(), &size, 0, samples.data(), 0, nullptr) == 0) {
+        throw std::runtime_error(png.message);
+    }
+    file.resize(size);
+    return file;
+}
+
+std::string compress(const std::vector<uint8_t>& samples, int width, int height, int format,
+                     int subsampling, int quality) {
+    tjhandle handle = tjInitCompress();
+    unsigned char* bytes = nullptr;
+    unsigned long size = 0;
+    const int failed = tjCompress2(handle, samples.data(), width, 0, height, format, &bytes, &size,
+                                   subsampling, quality, 0);
+    std::string file(reinterpret_cast<char*>(bytes), failed == 0 ? size : 0);
+    tjFree(bytes);
+    tjDestroy(handle);
+    if (failed != 0) {
+        throw std::runtime_error("cannot write a JPEG image");
+    }
+    return file;
+}
+
+}  // namespace
+
+GreyImage plain(int width, int height, uint8_t grey) {
+    const size_t count = static_cast<size_t>(width) * static_cast<size_t>(height);
+    return {width, height, std::vector<uint8_t>(count, grey)};
+}
+
+std::string qrPng(const std::string& text, int dot) {
+    return outputOf("qrencode -o - -s " + std::to_string(dot) + " '" + text + "'");
+}
+
+std::string zintPng(int symbology, const std::string& text, int scale) {
+    return outputOf("zint --direct --filetype=PNG --quietzones --scale=" + std::to_string(scale) +
+                    " -b " + std::to_string(symbology) + " -d '" + text + "'");
+}
+
+GreyImage decode(const std::string& file) {
+    png_image png = {};
+    png.version = PNG_IMAGE_VERSION;
+    png_image_begin_read_from_memory(&png, file.data(), file.size());
+    png.format = PNG_FORMAT_GRAY;
+    GreyImage image = plain(static_cast<int>(png.width), static_cast<int>(png.height));
+    const png_color white = {255, 255, 255};
+    if (png_image_finish_read(&png, &white, image.pixels.data(), 0, nullptr) == 0) {
+        throw std::runtime_error(png.message);
+    }
+    return image;
+}
+
+std::string encodePng(const GreyImage& image) {
+    return encode(image, PNG_FORMAT_GRAY, image.pixels);
+}
+
+std::string encodeColourPng(const GreyImage& image) {
+    std::vector<uint8_t> samples;
+    for (const uint8_t grey : image.pixels) {
+        // Light is transparent here: it must count as white.
+        samples.insert(samples.end(), {grey, grey, grey, static_cast<uint8_t>(255 - grey)});
+    }
+    return encode(image, PNG_FORMAT_RGBA, samples);
+}
+
+std::string encodeJpeg(const GreyImage& image, int quality) {
+    return compress(image.pixels, image.width, image.height, TJPF_GRAY, TJSAMP_GRAY, quality);
+}
+
+std::string encodeCmykJpeg(int width, int height) {
+    const std::vector<uint8_t> samples(static_cast<size_t>(width) * static_cast<size_t>(height) *
+                                       4);
+    return compress(samples, width, height, TJPF_CMYK, TJSAMP_444, 90);
+}
+
+GreyImage rotated(const GreyImage& image, double degrees) {
+    const double angle = degrees * std::numbers::pi / 180;
+    const double sine = std::sin(angle);
+    const double cosine = std::cos(angle);
+    const int side = static_cast<int>(std::hypot(image.width, image.height)) + 1;
+    GreyImage result = plain(side, side);
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x) {
+            const double dx = x - side / 2.0;
+            const double dy = y - side / 2.0;
+            const int fromX =
+                static_cast<int>(std::lround(cosine * dx + sine * dy + image.width / 2.0));
+            const int fromY =
+                static_cast<int>(std::lround(cosine * dy - sine * dx + image.height / 2.0));
+            result.pixels[at(result, x, y)] = pixel(image, fromX, fromY);
+        }
+    }
+    return result;
+}
+
+GreyImage blurred(const GreyImage& image, int radius) {
+    GreyImage result = image;
+    const int count = (2 * radius + 1) * (2 * radius + 1);
+    for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < image.width; ++x) {
+            int sum = 0;
+            for (int dy = -radius; dy <= radius; ++dy) {
+                for (int dx = -radius; dx <= radius; ++dx) {
+                    sum += pixel(image, x + dx, y + dy);
+                }
+            }
+            result.pixels[at(result, x, y)] = static_cast<uint8_t>(sum / count);
+        }
+    }
+    return result;
+}
+
+GreyImage withContrast(const GreyImage& image, uint8_t black, uint8_t white) {
+    GreyImage result = image;
+    std::transform(image.pixels.begin(), image.pixels.end(), result.pixels.begin(),
+                   [black, white](uint8_t grey) {
+                       return static_cast<uint8_t>(black + grey * (white - black) / 255);
+                   });
+    return result;
+}
+
+GreyImage placed(GreyImage ground, const GreyImage& image, int x, int y) {
+    for (int row = 0; row < image.height; ++row) {
+        const auto from = image.pixels.begin() + static_cast<std::ptrdiff_t>(at(image, 0, row));
+        const auto to = ground.pixels.begin() + static_cast<std::ptrdiff_t>(at(ground, x, y + row));
+        std::copy_n(from, image.width, to);
+    }
+    return ground;
+}
+
+std::string pngHeader(uint32_t width, uint32_t height) {
+    const auto bigEndian = [](uint32_t number) {
+        return std::string{static_cast<char>(number >> 24U), static_cast<char>(number >> 16U),
+                           static_cast<char>(number >> 8U), static_cast<char>(number)};
+    };
+    // One grey byte a pixel; the checksum is not looked at before the size is.
+    return std::string("\x89PNG\r\n\x1a\n") + bigEndian(13) + "IHDR" + bigEndian(width) +
+           bigEndian(height) + std::string("\x08\0\0\0\0", 5) + bigEndian(0);
+}
+
+const std::string& slowImage() {
+    static const std::string image = [] {
+        constexpr int kSide = 4500;
+        GreyImage stripes = plain(kSide, kSide);
+        for (size_t i = 0; i < stripes.pixels.size(); ++i) {
+            stripes.pixels[i] = i % kSide / 3 % 2 == 0 ? 0 : 255;
+        }
+        return encodePng(stripes);
+    }();
+    return image;
+}
