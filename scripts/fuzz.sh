@@ -28,7 +28,7 @@ seconds=${2:-60}
 [[ $seconds =~ ^[0-9]+$ ]] || die "'$seconds' is not a number of seconds"
 
 "$root/scripts/deps.sh" ci
-build fuzz
+build fuzz --target fuzzers
 
 for target in "${chosen[@]}"; do
   found="$root/build/fuzz/found/$target"

@@ -59,18 +59,21 @@ TEST_F(ErrorDescription, NamesAMissingRequiredOption) {
 }
 
 TEST_F(ErrorDescription, IsTheUsageTextAtWidth80ForARequestForHelp) {
-    parser.setHelpOption("h", "help",
-                         "A description of 77 characters, which fills a line of eighty but for "
-                         "its indent");
+    parser.setHelpOption("h", "help", "Show this text.");
+    parser.setIntroductoryDescription(
+        "ThisWordHasNinetyCharactersSoThatTheUsageTextAtWidthEightyCutsItAfterTheEightiet"
+        "hOfThemAnd");
     EXPECT_EQ(describe({"-h"}),
+              "ThisWordHasNinetyCharactersSoThatTheUsageTextAtWidthEightyCutsItAfterTheEightiet\n"
+              "hOfThemAnd\n"
+              "\n"
               "Available options\n"
               "-----------------\n"
               "-p <value>, --port <value>\n"
               "    Port\n"
               "\n"
               "-h, --help\n"
-              "    A description of 77 characters, which fills a line of eighty but for its\n"
-              "    indent\n"
+              "    Show this text.\n"
               "\n");
 }
 

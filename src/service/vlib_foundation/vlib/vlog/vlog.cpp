@@ -46,7 +46,12 @@ bool backUp(VFile& file, const std::string& backupName) {
         return false;
     }
     const bool written = backup.write(content);
-    return backup.close() && written;
+    if (backup.close() && written) {
+        return true;
+    }
+    // Half a copy is of no use, and on a full disk it takes the room that the next line needs.
+    backup.open(backupName.c_str(), "wb");
+    return false;
 }
 
 }  // namespace
@@ -58,8 +63,7 @@ void VLog::init(std::string configFilename) {
     if (Log.load() != nullptr) {
         return;
     }
-    auto* log = new VLog(globalPeriodMs);
-    Log.store(log);
+    auto log = std::make_unique<VLog>(globalPeriodMs);
     if (configFilename.empty()) {
         vdiagnostic::print("WARN", sourceName, "init", __LINE__, "VLog disabled");
     } else if (isDefaultName(configFilename)) {
@@ -68,6 +72,8 @@ void VLog::init(std::string configFilename) {
         log->configFromFile(configFilename);
     }
     log->write(ownTopic, 1, VLogConfig::INFO, sourceName, __LINE__, "VLib log session started");
+    // Shown last: whoever is handed the logger reads its rules without a lock.
+    Log.store(log.release());
 }
 
 VLog* VLog::getGlobalLog() {

@@ -69,8 +69,9 @@ public:
     // Stops and joins the thread, then deletes an owned runnable.
     ~VThread();
 
-    // Creates the thread. Works once: in any state but STOPPED a warning is printed and nothing
-    // changes.
+    // Creates the thread. Works once: in any state but STOPPED, and on the thread's own body, a
+    // warning is printed and nothing changes. Where setState() made a running thread STOPPED, it
+    // first waits for that thread's end.
     void start();
 
     // Asks the body to leave, and waits until the thread has ended.

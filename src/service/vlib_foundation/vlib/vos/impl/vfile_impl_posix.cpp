@@ -1,4 +1,5 @@
 #include <stdio.h>
+#include <sys/stat.h>
 
 #include <new>
 
@@ -16,6 +17,13 @@ bool resize(std::vector<unsigned char>& v, size_t n) {
         return false;
     }
     return true;
+}
+
+// A directory opens for reading, but what seeking to its end gives depends on the file system: a
+// huge offset, its blocks, or nothing, which would make it look like an empty file.
+bool isDirectory(FILE* file) {
+    struct stat status {};
+    return ::fstat(::fileno(file), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 }  // namespace
@@ -74,7 +82,7 @@ bool VFile::readBytes(std::vector<unsigned char>& v, size_t n) {
 }
 
 bool VFile::read(std::vector<unsigned char>& v) {
-    return file != nullptr && readBytes(v, getSize());
+    return file != nullptr && !isDirectory(file) && readBytes(v, getSize());
 }
 
 std::vector<unsigned char> VFile::read() {

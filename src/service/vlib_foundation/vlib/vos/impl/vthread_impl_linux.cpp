@@ -50,9 +50,12 @@ VThread::~VThread() {
 }
 
 void VThread::start() {
-    joinAbandoned();
+    if (getState() == STOPPED) {
+        joinAbandoned();
+    }
     const VMutexGuard guard(statusMutex);
-    if (state != STOPPED) {
+    // A handle that is still there belongs to a body that nobody has joined: the caller's own.
+    if (state != STOPPED || osthread != os_thread_t{}) {
         vdiagnostic::print("WARN", sourceName, "start", notStoppedLine,
                            "thread [%s] - (state == STOPPED) && (state != DONE) - state: %d",
                            name.c_str(), static_cast<int>(state));

@@ -1,0 +1,82 @@
+// Logging to a disk that is really full. Run by on_small_disk.sh, which brings the disk: 16 blocks
+// of 4096 bytes.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "support/files.h"
+#include "vlib/vlog/vlog.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uint32_t INFO = VLogConfig::INFO;
+constexpr size_t blockSize = 4096;
+
+class VLogFullDisk : public testing::Test {
+protected:
+    VLogFullDisk() {
+        const char* given = std::getenv("VELMORA_TEST_SMALL_DISK");
+        disk = given != nullptr ? given : "";
+    }
+    void SetUp() override { ASSERT_NE(disk, "") << "run me with on_small_disk.sh"; }
+    ~VLogFullDisk() override {
+        for (const char* name : {"log", "log.bkp", "filler"}) {
+            fs::remove(fs::path(disk) / name);
+        }
+    }
+
+    // Takes every block that is free.
+    void fill() {
+        std::ofstream filler(disk + "/filler", std::ios::binary);
+        const std::string block(blockSize, 'f');
+        while (filler.write(block.data(), blockSize).flush()) {
+        }
+    }
+    void route(unsigned long size) {
+        log.addTopic("A", INFO, VLogConfig::SIMPLE, {disk + "/log"}, {size});
+    }
+    void say(const char* text) {
+        log.write("A", 1, INFO, "call.cpp", 12, "%s", text);
+        log.dumpToFile();
+    }
+
+    std::string disk;
+    VLog log{1};
+};
+
+TEST_F(VLogFullDisk, LosesTheLineAndNothingElse) {
+    const std::string content(blockSize, 'x');
+    writeFile(disk + "/log", content);
+    route(0);
+    fill();
+    say("lost");
+    EXPECT_EQ(readFile(disk + "/log"), content);
+    fs::remove(disk + "/filler");
+    say("found");
+    EXPECT_EQ(readFile(disk + "/log"), content + "[A        : 0x0001 : INFO] -> found\r\n");
+}
+
+TEST_F(VLogFullDisk, AppendsInTheRoomThatABackupDoesNotFitInto) {
+    const std::string content(10 * blockSize, 'x');
+    writeFile(disk + "/log", content);
+    route(content.size());
+    say("found");
+    EXPECT_EQ(readFile(disk + "/log"), content + "[A        : 0x0001 : INFO] -> found\r\n");
+    EXPECT_EQ(readFile(disk + "/log.bkp"), "");
+}
+
+TEST_F(VLogFullDisk, RotatesWhenTheBackupFits) {
+    const std::string content(8 * blockSize, 'x');
+    writeFile(disk + "/log", content);
+    route(content.size());
+    say("found");
+    EXPECT_EQ(readFile(disk + "/log"), "[A        : 0x0001 : INFO] -> found\r\n");
+    EXPECT_EQ(readFile(disk + "/log.bkp"), content);
+}
+
+}  // namespace
