@@ -25,14 +25,14 @@ help=$("$1/bin/velmoraserviced" --help || true)
 mapfile -t options < <(grep -oE -- '(^|[ ,])--?[A-Za-z]+' <<<"$help" | tr -d ' ,' | sort -u)
 ((${#options[@]} == 14)) || fail "the daemon's help has ${#options[@]} labels: ${options[*]}"
 for option in "${options[@]}"; do
-  grep -qE -- "^     .*(^|[ ,])$option([ ,]|\$)" <<<"$daemon" || fail "velmoraserviced(8) lacks $option"
-  grep -qE -- "^     .*(^|[ ,])$option([ ,]|\$)" <<<"$checker" || fail "velmoracheck(8) lacks $option"
+  grep -qE -- "^ +(.*[ ,])?$option([ ,]|\$)" <<<"$daemon" || fail "velmoraserviced(8) lacks $option"
+  grep -qE -- "^ +(.*[ ,])?$option([ ,]|\$)" <<<"$checker" || fail "velmoracheck(8) lacks $option"
 done
 help=$("$1/bin/velmoracheck" --help)
 mapfile -t options < <(grep -oE -- '^ +(-[a-z], )?--[A-Za-z]+' <<<"$help" | grep -oE -- '--[A-Za-z]+' | sort -u)
 ((${#options[@]} >= 11)) || fail "the checker's help has ${#options[@]} options: ${options[*]}"
 for option in "${options[@]}"; do
-  grep -qE -- "^     .*[ ,]?$option([ ,]|\$)" <<<"$checker" || fail "velmoracheck(8) lacks $option"
+  grep -qE -- "^ +(.*[ ,])?$option([ ,]|\$)" <<<"$checker" || fail "velmoracheck(8) lacks $option"
 done
 
 # Defaults, as the code has them.
