@@ -38,20 +38,15 @@ done
 # Defaults, as the code has them.
 defaults=0
 while read -r name value; do
-  case $name in
-    Port) key=port ;;
-    Connections) key=connections ;;
-    Threads) key=threads ;;
-    ThreadQueueSize) key=threadQueuesize ;;
-    QueueTimeout) key=queueTimeout ;;
-    *) fail "a default that no page knows: $name" ;;
-  esac
+  key=$name
+  # The file and the command line spell it otherwise.
+  [[ $name != threadQueueSize ]] || key=threadQueuesize
   grep -qE "^ +$key +$value " <<<"$ini" || fail "velmora.ini(5) lacks $key = $value"
   for text in "$daemon" "$checker"; do
     grep -A 2 -E -- "--$key " <<<"$text" | grep -qE "default is ${value}[ ,.]" || fail "a page lacks the default of $key"
   done
   ((++defaults))
-done < <(sed -nE 's/.*constexpr int default([A-Za-z]+) = ([0-9]+);/\1 \2/p' "$2"/src/velmoraserver/app/common/*.h)
+done < <(sed -nE 's/^inline constexpr int ([A-Za-z]+) = ([0-9]+);/\1 \2/p' "$2/src/velmoraserver/app/common/velmora_defaults.h")
 ((defaults == 5)) || fail "$defaults defaults in the code"
 
 for word in VL_LOGCFG TZ VELMORA_LIGHT_BIND; do contains "$daemon" "$word"; done
