@@ -17,6 +17,10 @@ if(VELMORA_SANITIZE)
                               # clang 14 compiles no coroutine with this check.
                               $<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
   target_link_options(velmora_options INTERFACE -fsanitize=${VELMORA_SANITIZE})
+else()
+  # The sanitizers bring checks of their own, and do not get along with these.
+  include(VelmoraHardening)
+  velmora_harden(velmora_options)
 endif()
 
 if(VELMORA_BUILD_FUZZERS)

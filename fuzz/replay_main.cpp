@@ -1,5 +1,5 @@
-// Runs a fuzz target over the files of the directories given, in the order of their names, for builds
-// without libFuzzer. Ends with status 1 when there is nothing to run.
+// Runs a fuzz target over the files of the directories given, in the order of their names, for
+// builds without libFuzzer. Ends with status 1 when there is nothing to run.
 
 #include <algorithm>
 #include <cstddef>

@@ -1,19 +1,27 @@
 #!/usr/bin/env bash
 # Installs what is needed, by package name (Debian 12). Quick and silent when nothing is missing.
 #
-# usage: scripts/deps.sh [run|test|ci]
+# usage: scripts/deps.sh [run|test|package|ci]
 #
-#   run    what scripts/run.sh needs: to build the daemon and to talk to it
-#   test   that, and what scripts/test.sh needs (the default)
-#   ci     that, and the other compiler and the checkers of .ci/run
+#   run       what scripts/run.sh needs: to build the daemon and to talk to it
+#   test      that, and what scripts/test.sh needs (the default)
+#   package   what scripts/run.sh needs, and scripts/package.sh and scripts/package-test.sh
+#   ci        all of that, and the other compiler and the checkers of .ci/run
 set -euo pipefail
 
 run_packages=(
   cmake curl g++ git libboost-dev libinih-dev libpng-dev libturbojpeg0-dev libzxing-dev ninja-build
   nlohmann-json3-dev pkg-config
 )
-test_packages=("${run_packages[@]}" binutils libbenchmark-dev libgmock-dev libgtest-dev qrencode zint)
-ci_packages=("${test_packages[@]}" clang-14 clang-format clang-tidy gcovr libclang-rt-14-dev python3 shellcheck)
+test_packages=(
+  "${run_packages[@]}" bash-completion binutils libbenchmark-dev libgmock-dev libgtest-dev man-db mandoc
+  qrencode systemd zint zsh
+)
+package_packages=("${run_packages[@]}" debhelper debootstrap dpkg-dev lintian)
+ci_packages=(
+  "${test_packages[@]}" "${package_packages[@]}" clang-14 clang-format clang-tidy gcovr libclang-rt-14-dev python3
+  shellcheck
+)
 
 die() {
   printf 'deps: %s\n' "$*" >&2
@@ -23,12 +31,13 @@ die() {
 case "${1-test}" in
   run) packages=("${run_packages[@]}") ;;
   test) packages=("${test_packages[@]}") ;;
+  package) packages=("${package_packages[@]}") ;;
   ci) packages=("${ci_packages[@]}") ;;
   -h | --help)
     sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"
     exit 0
     ;;
-  *) die "unknown set '$1': run, test or ci" ;;
+  *) die "unknown set '$1': run, test, package or ci" ;;
 esac
 
 if ! command -v apt-get >/dev/null; then

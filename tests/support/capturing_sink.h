@@ -25,6 +25,15 @@ public:
         return all;
     }
 
+    // All of them joined.
+    [[nodiscard]] std::string text() const {
+        std::string all;
+        for (const VLog::LogEntry& entry : entries) {
+            all += entry.buffer;
+        }
+        return all;
+    }
+
     // The newest line; empty when there is none.
     [[nodiscard]] std::string last() const { return entries.empty() ? "" : entries.back().buffer; }
 

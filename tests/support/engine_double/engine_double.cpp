@@ -4,10 +4,17 @@
 //   ENGINE_DOUBLE_FAIL     when set, velmoraLightServer_create returns null
 //   ENGINE_DOUBLE_VERSION  "major minor patch"; without it the numbers are left untouched
 //   ENGINE_DOUBLE_BUILD    the build identifier; "unknown" without it
+//   ENGINE_DOUBLE_NO_BUILD when set, the build identifier is a null pointer
+//   ENGINE_DOUBLE_MISBEHAVE what velmoraLight_getVersion does: "crash", "exit" (with status 3),
+//   "hang",
+//                          "chatter" (on standard output, before it answers)
 //   ENGINE_DOUBLE_DESTROY  the result of velmoraLightServer_destroy; 0 without it
+
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include "velmora_light_api_server.h"
 
@@ -23,6 +30,24 @@ void record(const char* format, Arguments... arguments) {
     if (std::FILE* file = path != nullptr ? std::fopen(path, "a") : nullptr) {
         std::fprintf(file, format, arguments...);
         std::fclose(file);
+    }
+}
+
+void misbehave() {
+    const char* variable = std::getenv("ENGINE_DOUBLE_MISBEHAVE");
+    const std::string_view how = variable != nullptr ? variable : "";
+    if (how == "crash") {
+        std::abort();
+    }
+    if (how == "exit") {
+        std::_Exit(3);
+    }
+    while (how == "hang") {
+        ::pause();
+    }
+    if (how == "chatter") {
+        std::puts("engine speaking");
+        std::fflush(stdout);
     }
 }
 
@@ -45,6 +70,7 @@ extern "C" {
 
 [[gnu::visibility("default")]] int velmoraLight_getVersion(int* major, int* minor, int* patch) {
     record("getVersion\n%s", "");
+    misbehave();
     if (const char* version = std::getenv("ENGINE_DOUBLE_VERSION")) {
         std::sscanf(version, "%d %d %d", major, minor, patch);
     }
@@ -53,6 +79,9 @@ extern "C" {
 
 [[gnu::visibility("default")]] const char* velmoraLight_getBuildSHA1(void) {
     record("getBuildSHA1\n%s", "");
+    if (std::getenv("ENGINE_DOUBLE_NO_BUILD") != nullptr) {
+        return nullptr;
+    }
     const char* build = std::getenv("ENGINE_DOUBLE_BUILD");
     return build != nullptr ? build : "unknown";
 }

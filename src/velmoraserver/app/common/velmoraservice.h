@@ -1,6 +1,7 @@
 #pragma once
 
 #include "velmora_light_api_server.h"
+#include "velmoraserver/app/common/velmora_defaults.h"
 
 namespace qor {
 
@@ -9,11 +10,11 @@ namespace qor {
 class VelmoraServiceController {
 public:
     // The settings' defaults; those of the INI file and of the command line are the same.
-    static constexpr int defaultPort = 51000;
-    static constexpr int defaultConnections = 1;
-    static constexpr int defaultThreads = 1;
-    static constexpr int defaultThreadQueueSize = 10;
-    static constexpr int defaultQueueTimeout = 0;
+    static constexpr int defaultPort = defaults::port;
+    static constexpr int defaultConnections = defaults::connections;
+    static constexpr int defaultThreads = defaults::threads;
+    static constexpr int defaultThreadQueueSize = defaults::threadQueueSize;
+    static constexpr int defaultQueueTimeout = defaults::queueTimeout;
 
     // The one controller; null before create_instance().
     [[nodiscard]] static VelmoraServiceController* instance();

@@ -3,12 +3,11 @@
 #include <INIReader.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <memory>
 
 #include "velmoraserver/app/common/velmoraservice.h"
+#include "velmoraserver/app/velmoraserviced/settings.h"
 #include "vlib/vlog/vlog.h"
-#include "vlib/vutils/vutils_strings.h"
 
 using CommandLineProcessing::ArgvParser;
 using qor::VelmoraServiceController;
@@ -22,65 +21,6 @@ constexpr const char* source = "velmoraserver/app/velmoraserviced/velmoraservice
 constexpr int startLine = 102;
 constexpr int openErrorLine = 106;
 
-constexpr const char* iniSection = "default";
-constexpr unsigned int usageWidth = 80;
-
-// The five settings, with their defaults.
-struct Settings {
-    int connections = VelmoraServiceController::defaultConnections;
-    int port = VelmoraServiceController::defaultPort;
-    int threads = VelmoraServiceController::defaultThreads;
-    int threadQueuesize = VelmoraServiceController::defaultThreadQueueSize;
-    int queueTimeout = VelmoraServiceController::defaultQueueTimeout;
-};
-
-int readInt(const INIReader& reader, const char* key, int otherwise) {
-    return static_cast<int>(reader.GetInteger(iniSection, key, otherwise));
-}
-
-Settings readSettings(const INIReader& reader) {
-    Settings settings;
-    settings.connections = readInt(reader, "connections", settings.connections);
-    settings.port = readInt(reader, "port", settings.port);
-    settings.threads = readInt(reader, "threads", settings.threads);
-    settings.threadQueuesize = readInt(reader, "threadQueuesize", settings.threadQueuesize);
-    settings.queueTimeout = readInt(reader, "queueTimeout", settings.queueTimeout);
-    return settings;
-}
-
-// The text of an option; the default's text when the option is absent.
-std::string optionText(const ArgvParser& parser, const char* name, int otherwise) {
-    const std::string text = vutils::toStringFormat("%d", otherwise);
-    return parser.foundOption(name) ? parser.optionValue(name) : text;
-}
-
-// The decimal number at the beginning of the text; otherwise where there is none.
-int toInt(const std::string& text, int otherwise) {
-    int value = otherwise;
-    // NOLINTNEXTLINE(cert-err34-c): trailing text is ignored, and text without a number means the
-    // default
-    std::sscanf(text.c_str(), "%d", &value);
-    return value;
-}
-
-Settings readSettings(const ArgvParser& parser) {
-    const Settings defaults;
-    const std::string connections = optionText(parser, "connections", defaults.connections);
-    const std::string port = optionText(parser, "port", defaults.port);
-    const std::string threads = optionText(parser, "threads", defaults.threads);
-    const std::string threadQueuesize =
-        optionText(parser, "threadQueuesize", defaults.threadQueuesize);
-    const std::string queueTimeout = optionText(parser, "queueTimeout", defaults.queueTimeout);
-
-    Settings settings;
-    settings.queueTimeout = toInt(queueTimeout, defaults.queueTimeout);
-    settings.threadQueuesize = toInt(threadQueuesize, defaults.threadQueuesize);
-    settings.threads = toInt(threads, defaults.threads);
-    settings.connections = toInt(connections, defaults.connections);
-    settings.port = toInt(port, defaults.port);
-    return settings;
-}
-
 int serve(const Settings& settings) {
     const VelmoraServiceController* controller = VelmoraServiceController::create_instance(
         settings.port, settings.connections, settings.threads, settings.threadQueuesize,
@@ -91,35 +31,7 @@ int serve(const Settings& settings) {
     return VelmoraServiceController::instance()->create();
 }
 
-void declareOption(ArgvParser& parser, const char* name, const char* alternative,
-                   const char* description) {
-    parser.defineOption(name, description, ArgvParser::OptionRequiresValue);
-    parser.defineOptionAlternative(name, alternative);
-}
-
 }  // namespace
-
-std::string getIniFile() {
-    return "/opt/velmoraserver/velmora.ini";
-}
-
-ArgvParser* initArgParser() {
-    auto parser = std::make_unique<ArgvParser>();
-    parser->setIntroductoryDescription("Velmora Service");
-    parser->setHelpOption("h", "help", "Velmora Service Help.");
-    declareOption(*parser, "connections", "c", "Number of connections");
-    declareOption(*parser, "ini", "i", "Ini file path");
-    declareOption(*parser, "port", "p", "Port for Server");
-    declareOption(*parser, "threads", "t", "Number of threads");
-    declareOption(*parser, "threadQueuesize", "q", "Queue Size");
-    declareOption(*parser, "queueTimeout", "o", "Queue Timeout (ms)");
-    return parser.release();
-}
-
-void printUsage(ArgvParser* parser) {
-    std::printf("[LOG]\t%s\r\n", parser->usageDescription(usageWidth).c_str());
-    std::fflush(stdout);
-}
 
 int startService(std::string configarg) {
     const std::string path = configarg.empty() ? getIniFile() : configarg;
@@ -133,13 +45,13 @@ int startService(std::string configarg) {
                   path.c_str());
         return -1;
     }
-    const Settings settings = readSettings(*reader);
+    const Settings settings = settingsFromIni(*reader);
     reader.reset();
     return serve(settings);
 }
 
 int startService(ArgvParser* parser) {
-    return serve(readSettings(*parser));
+    return serve(settingsFromCommandLine(*parser));
 }
 
 void Loop() {

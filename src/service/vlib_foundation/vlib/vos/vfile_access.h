@@ -8,4 +8,8 @@ namespace vos {
 // never waits (a FIFO without a reader counts as not writable).
 [[nodiscard]] bool canAppendTo(const std::string& path);
 
+// Where a file would come into being that is made under the name path: behind links whose target is
+// missing, the target; otherwise path.
+[[nodiscard]] std::string creationPath(const std::string& path);
+
 }  // namespace vos

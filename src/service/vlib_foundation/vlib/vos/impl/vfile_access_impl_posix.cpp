@@ -20,7 +20,10 @@ bool opens(const std::string& path, int flags) {
     return true;
 }
 
-// Where a file would come into being: behind links whose target is missing, the target.
+}  // namespace
+
+namespace vos {
+
 std::string creationPath(const std::string& path) {
     constexpr int maxLinks = 40;  // as many as the kernel follows
     std::filesystem::path current = path;
@@ -31,10 +34,6 @@ std::string creationPath(const std::string& path) {
     }
     return current.string();
 }
-
-}  // namespace
-
-namespace vos {
 
 bool canAppendTo(const std::string& path) {
     if (opens(path, 0)) {

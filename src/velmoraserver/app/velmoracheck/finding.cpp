@@ -1,0 +1,39 @@
+#include "velmoraserver/app/velmoracheck/finding.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace velmoracheck {
+
+const char* severityName(Severity severity) {
+    return severity == Severity::Error ? "error" : "warning";
+}
+
+void Findings::error(const Place& place, std::string text) {
+    ++errorCount;
+    keep(Severity::Error, place, std::move(text));
+}
+
+void Findings::warning(const Place& place, std::string text) {
+    ++warningCount;
+    keep(Severity::Warning, place, std::move(text));
+}
+
+void Findings::keep(Severity severity, const Place& place, std::string text) {
+    File& file = files.try_emplace(place.file, File{files.size(), 0}).first->second;
+    if (file.kept < keptPerFile) {
+        ++file.kept;
+        findings.push_back({severity, place, std::move(text)});
+    }
+}
+
+std::vector<Finding> Findings::sorted() const {
+    std::vector<Finding> result = findings;
+    std::ranges::stable_sort(result, {}, [this](const Finding& finding) {
+        return std::tuple(files.at(finding.place.file).rank, finding.place.line);
+    });
+    return result;
+}
+
+}  // namespace velmoracheck

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "velmoraserver/app/velmoracheck/finding.h"
+
+namespace velmoracheck {
+
+// A configuration file that was read, or why it was not.
+struct InputFile {
+    std::optional<std::string> content;
+    std::string problem;    // without content: "is a directory", "cannot be opened: ..."
+    bool unopened = false;  // without content: nobody could open it, the daemon included
+};
+
+// Reads a regular file of at most 4 MiB. Everything else is refused without being opened, so that
+// this never waits (for the writer of a FIFO) and never runs out of memory.
+[[nodiscard]] InputFile readInput(const std::string& path);
+
+// Finds what no text file has: zero bytes (an error), lines of many thousand characters (a
+// warning). False when the content is no text.
+[[nodiscard]] bool checkIsText(const std::string& path, const std::string& content,
+                               Findings& findings);
+
+}  // namespace velmoracheck

@@ -1,0 +1,124 @@
+#include "velmoraserver/app/velmoracheck/log_check.h"
+
+#include "velmoraserver/app/velmoracheck/destination_check.h"
+#include "velmoraserver/app/velmoracheck/input_file.h"
+#include "velmoraserver/app/velmoracheck/log_rule.h"
+#include "velmoraserver/app/velmoracheck/rule_check.h"
+#include "velmoraserver/app/velmoracheck/words.h"
+#include "vlib/vlog/vlog_default_config.h"
+#include "vlib/vlog/vlog_format.h"
+
+namespace velmoracheck {
+
+namespace {
+
+constexpr const char* byteOrderMark = "\xEF\xBB\xBF";
+
+std::vector<VLogConfig::Entry> entriesOf(const VLogConfig& config) {
+    std::vector<VLogConfig::Entry> entries;
+    for (const auto& [key, entry] : config.configTree) {
+        entries.push_back(entry);
+    }
+    return entries;
+}
+
+LogInForce builtIn() {
+    VLogConfig config;
+    std::string text = vlogDefaultConfig();
+    config.loadFromString(text);
+    return {"built-in", entriesOf(config)};
+}
+
+void checkOwnTopic(const VLogConfig& config, const Place& place, Findings& findings) {
+    struct {
+        uint32_t level;
+        const char* consequence;
+    } constexpr wanted[] = {
+        {VLogConfig::INFO, "what the daemon starts with is logged nowhere"},
+        {VLogConfig::CRITICAL, "why a start fails is logged nowhere"},
+    };
+    for (const auto& [level, consequence] : wanted) {
+        if (config.findEntry(ownTopic, level) == nullptr) {
+            const std::string name = vlogformat::levelName(level);
+            findings.warning(place, "no rule for " + std::string(ownTopic) + " " + name + ": " +
+                                        consequence + "; write '" + ownTopic + " ; " + name +
+                                        " ; SIMPLE_TS ; [STDOUT] ; 0'");
+        }
+    }
+}
+
+LogInForce checkBuiltIn(const Place& place, Findings& findings) {
+    findings.warning(place,
+                     std::string("the built-in log rules have none for ") + ownTopic +
+                         ": nothing of the service is logged; name a log configuration file");
+    return builtIn();
+}
+
+void checkRules(const std::vector<LogRule>& rules, const std::string& path, Findings& findings) {
+    for (const LogRule& rule : rules) {
+        checkRule(rule, {path, rule.line}, findings);
+        if (rule.isReplaced) {
+            findings.warning({path, rule.line}, "rule is replaced by that of line " +
+                                                    std::to_string(rule.replacedBy) +
+                                                    ": one rule a topic and level");
+        }
+    }
+    checkDestinations(rules, path, findings);
+}
+
+LogInForce checkContent(const std::string& path, const std::string& content, Findings& findings) {
+    if (content.starts_with(byteOrderMark)) {
+        findings.error({path, 1},
+                       "begins with a byte order mark, which the daemon takes as part of "
+                       "the first line: save the file without one");
+    }
+    checkRules(logRules(content), path, findings);
+
+    VLogConfig config;
+    std::string text = content;
+    const int state = config.loadFromString(text);
+    if (state == VLogConfig::OK) {
+        checkOwnTopic(config, {path, 1}, findings);
+        return {path, entriesOf(config)};
+    }
+    if (state == VLogConfig::EMPTY) {
+        findings.error({path, 1},
+                       "has no rule: the daemon uses its built-in rules, which log nothing "
+                       "of the service");
+    }
+    return builtIn();
+}
+
+LogInForce checkFile(const std::string& path, Findings& findings) {
+    const InputFile file = readInput(path);
+    if (!file.content) {
+        findings.error({path, 1},
+                       file.problem + (file.unopened ? ": the daemon uses its built-in log rules, "
+                                                       "which log nothing of the service"
+                                                     : ": name a log configuration file"));
+        return file.unopened ? builtIn() : LogInForce{"unknown", {}};
+    }
+    if (!checkIsText(path, *file.content, findings)) {
+        return {"unknown", {}};
+    }
+    return checkContent(path, *file.content, findings);
+}
+
+}  // namespace
+
+LogInForce checkLog(const std::optional<std::string>& name, const Place& place,
+                    Findings& findings) {
+    if (!name || name->empty()) {
+        findings.warning(place,
+                         std::string("VL_LOGCFG is ") + (name ? "empty" : "not set") +
+                             ": nothing is logged, not even why a start fails; set it to the "
+                             "path of a log configuration file");
+        return {"none: nothing is logged", {}};
+    }
+    if (lowerCase(*name) == "default") {
+        return checkBuiltIn(place, findings);
+    }
+    return checkFile(*name, findings);
+}
+
+}  // namespace velmoracheck

@@ -1,0 +1,78 @@
+#include <nlohmann/json.hpp>
+
+#include "velmoraserver/app/velmoracheck/report.h"
+#include "vlib/vlog/vlog_format.h"
+
+namespace velmoracheck {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json findingsJson(const Findings& findings) {
+    Json list = Json::array();
+    for (const Finding& finding : findings.sorted()) {
+        list.push_back({{"file", finding.place.file},
+                        {"line", finding.place.line},
+                        {"severity", severityName(finding.severity)},
+                        {"text", finding.text}});
+    }
+    return list;
+}
+
+Json settingsJson(const std::optional<std::vector<SettingInForce>>& settings) {
+    if (!settings) {
+        return nullptr;
+    }
+    Json list = Json::array();
+    for (const SettingInForce& setting : *settings) {
+        list.push_back(
+            {{"name", setting.name}, {"value", setting.number}, {"source", setting.source}});
+    }
+    return list;
+}
+
+Json engineJson(const std::optional<Engine>& engine) {
+    if (!engine) {
+        return nullptr;
+    }
+    return {{"file", engine->file}, {"version", engine->version}, {"build", engine->build}};
+}
+
+Json ruleJson(const VLogConfig::Entry& rule) {
+    Json destinations = Json::array();
+    for (std::size_t i = 0; i < rule.files.size(); ++i) {
+        destinations.push_back({{"name", rule.files[i]}, {"limit", rule.sizes[i]}});
+    }
+    return {{"topic", rule.topic},
+            {"level", vlogformat::levelName(rule.level)},
+            {"format", formatName(rule.tagfmt)},
+            {"destinations", destinations}};
+}
+
+Json logJson(const LogInForce& log) {
+    Json rules = Json::array();
+    for (const VLogConfig::Entry& rule : log.rules) {
+        rules.push_back(ruleJson(rule));
+    }
+    return {{"source", log.source}, {"rules", rules}};
+}
+
+}  // namespace
+
+std::string reportJson(const Report& report, const ReportStyle& style) {
+    Json json;
+    json["errors"] = report.findings.errors();
+    json["warnings"] = report.findings.warnings();
+    json["leftOut"] = report.findings.leftOut();
+    json["findings"] = findingsJson(report.findings);
+    if (!style.findingsOnly) {
+        json["settings"] = settingsJson(report.settings);
+        json["engine"] = engineJson(report.engine);
+        json["log"] = logJson(report.log);
+    }
+    // Names of files and topics need not be UTF-8; JSON does.
+    return json.dump(2, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace velmoracheck

@@ -1,0 +1,138 @@
+#include <algorithm>
+
+#include "velmoraserver/app/velmoracheck/report.h"
+#include "velmoraserver/app/velmoracheck/words.h"
+#include "vlib/vlog/vlog_format.h"
+
+namespace velmoracheck {
+
+namespace {
+
+constexpr const char* plain = "\x1b[0m";
+constexpr const char* bold = "\x1b[1m";
+constexpr const char* red = "\x1b[1;31m";
+constexpr const char* magenta = "\x1b[1;35m";
+
+std::string coloured(const std::string& text, const char* colour, const ReportStyle& style) {
+    return style.colour ? colour + text + plain : text;
+}
+
+std::string findingLine(const Finding& finding, const ReportStyle& style) {
+    const std::string place =
+        printable(finding.place.file) + ":" + std::to_string(finding.place.line) + ":";
+    const char* colour = finding.severity == Severity::Error ? red : magenta;
+    return coloured(place, bold, style) + " " +
+           coloured(std::string(severityName(finding.severity)) + ":", colour, style) + " " +
+           printable(finding.text) + "\n";
+}
+
+// A table without its heading: cells padded to the width of their column, two blanks between.
+std::string table(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<std::size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], row[i].size());
+        }
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            line += "  " + row[i] + std::string(widths[i] - row[i].size(), ' ');
+        }
+        text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+    }
+    return text;
+}
+
+std::string settingsText(const std::optional<std::vector<SettingInForce>>& settings) {
+    if (!settings) {
+        return "Settings: unknown\n";
+    }
+    std::vector<std::vector<std::string>> rows;
+    for (const SettingInForce& setting : *settings) {
+        rows.push_back({setting.name, std::to_string(setting.number), setting.source});
+    }
+    return "Settings\n" + table(rows);
+}
+
+std::string engineText(const std::optional<Engine>& engine) {
+    if (!engine) {
+        return "Engine: none\n";
+    }
+    return "Engine\n" + table({{printable(engine->version), "build " + printable(engine->build),
+                                printable(engine->file)}});
+}
+
+std::string limitText(const std::string& file, uint64_t limit) {
+    if (file == vlogConsole) {
+        return {};
+    }
+    return limit == 0 ? "no limit" : "limit " + std::to_string(limit);
+}
+
+// One row a destination; topic, level and format stand in the first of a rule.
+std::string logText(const LogInForce& log) {
+    std::vector<std::vector<std::string>> rows;
+    for (const VLogConfig::Entry& rule : log.rules) {
+        std::vector<std::string> row{printable(rule.topic), vlogformat::levelName(rule.level),
+                                     formatName(rule.tagfmt)};
+        for (std::size_t i = 0; i < rule.files.size(); ++i) {
+            row.push_back(printable(rule.files[i]));
+            row.push_back(limitText(rule.files[i], rule.sizes[i]));
+            rows.push_back(row);
+            row.assign(3, "");
+        }
+        if (rule.files.empty()) {
+            rows.push_back(row);
+        }
+    }
+    return "Log rules (" + printable(log.source) + ")\n" + table(rows);
+}
+
+std::string counted(std::size_t number, const std::string& what) {
+    return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+}
+
+std::string summary(const Findings& findings) {
+    if (findings.errors() + findings.warnings() == 0) {
+        return "OK: velmoraserviced would start as its files say\n";
+    }
+    std::string text =
+        counted(findings.errors(), "error") + ", " + counted(findings.warnings(), "warning");
+    if (findings.leftOut() > 0) {
+        text += ", " + std::to_string(findings.leftOut()) + " of them not shown";
+    }
+    return text + "\n";
+}
+
+}  // namespace
+
+const char* formatName(uint32_t format) {
+    switch (format) {
+        case VLogConfig::SIMPLE:
+            return "SIMPLE";
+        case VLogConfig::FULL:
+            return "FULL";
+        default:
+            return "SIMPLE_TS";
+    }
+}
+
+std::string reportText(const Report& report, const ReportStyle& style) {
+    std::string text;
+    for (const Finding& finding : report.findings.sorted()) {
+        text += findingLine(finding, style);
+    }
+    if (style.findingsOnly) {
+        return text;
+    }
+    text += text.empty() ? "" : "\n";
+    text += settingsText(report.settings) + "\n";
+    text += engineText(report.engine) + "\n";
+    text += logText(report.log) + "\n";
+    return text + summary(report.findings);
+}
+
+}  // namespace velmoracheck

@@ -1,0 +1,78 @@
+// A daemon that serves: it sleeps, and a signal ends it.
+
+#include <signal.h>
+
+#include <chrono>
+#include <ostream>
+#include <sstream>
+#include <thread>
+
+#include "daemon/daemon_test.h"
+#include "support/row_name.h"
+
+namespace {
+
+// What a process has used of the processor, in ticks of the clock: 100 a second, as a rule.
+long processorTicks(pid_t pid) {
+    const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
+    // The fields from the third on stand behind the name, which is in brackets.
+    std::istringstream fields(stat.substr(stat.rfind(')') + 1));
+    constexpr int userTime = 14;
+    std::string skipped;
+    for (int field = 3; field < userTime; ++field) {
+        fields >> skipped;
+    }
+    long user = -1;
+    long system = -1;
+    fields >> user >> system;
+    return user + system;
+}
+
+TEST_F(DaemonTest, SleepsWhileItServes) {
+    startServing({"-p", "6000"});
+
+    const long before = processorTicks(process->pid());
+    // The time is what is measured; there is no condition to wait for.
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    const long used = processorTicks(process->pid()) - before;
+
+    EXPECT_GE(before, 0);
+    EXPECT_LE(used, 2);
+    EXPECT_FALSE(process->hasEnded());
+    EXPECT_EQ(calls(),
+              callsUpTo("create port=6000 conns=1 threads=1 threadQueueSize=10 queueTimeout=0\n"));
+}
+
+struct Signal {
+    const char* name;
+    int number;
+    const char* ending;
+};
+
+std::ostream& operator<<(std::ostream& out, const Signal& signal) {
+    return out << signal.ending;
+}
+
+class DaemonSignal : public DaemonTest, public testing::WithParamInterface<Signal> {};
+
+// No signal is handled: neither the engine is told nor anything printed.
+TEST_P(DaemonSignal, EndsTheDaemonByItsDefaultAction) {
+    startServing({"-p", "6000"});
+
+    process->signal(GetParam().number);
+
+    const Outcome ended = outcome();
+    EXPECT_EQ(ended.ending, GetParam().ending);
+    EXPECT_EQ(ended.output, logDisabled);
+    EXPECT_EQ(ended.errors, "");
+    EXPECT_EQ(ended.calls,
+              callsUpTo("create port=6000 conns=1 threads=1 threadQueueSize=10 queueTimeout=0\n"));
+}
+
+constexpr Signal signals[] = {{"Terminate", SIGTERM, "signal 15"},
+                              {"Interrupt", SIGINT, "signal 2"},
+                              {"HangUp", SIGHUP, "signal 1"},
+                              {"User", SIGUSR1, "signal 10"}};
+INSTANTIATE_TEST_SUITE_P(Sent, DaemonSignal, testing::ValuesIn(signals), rowName);
+
+}  // namespace

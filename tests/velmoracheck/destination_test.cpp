@@ -1,0 +1,102 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "velmoracheck/check_test.h"
+
+namespace {
+
+class Destination : public CheckTest {
+protected:
+    // The findings for one more rule, in line 3.
+    [[nodiscard]] std::string findings(const std::string& files, const std::string& sizes) {
+        return checkLog(goodLog + ("LOGGER;INFO;FULL;" + files + ";" + sizes + "\n")).output;
+    }
+};
+
+TEST_F(Destination, IsLeftAsItIs) {
+    writeFile(directory.path("old.log"), "a line\n");
+    EXPECT_EQ(findings("old.log,new.log", "1M"), "");
+    EXPECT_EQ(readFile(directory.path("old.log")), "a line\n");
+    EXPECT_FALSE(std::filesystem::exists(directory.path("new.log")));
+    EXPECT_FALSE(std::filesystem::exists(directory.path("new.log.bkp")));
+}
+
+TEST_F(Destination, NeedsItsDirectory) {
+    EXPECT_EQ(findings("missing/x.log", "0"),
+              "vlog.cfg:3: error: destination 'missing/x.log' cannot be written: No such file or "
+              "directory\n");
+}
+
+TEST_F(Destination, IsNoDirectory) {
+    std::filesystem::create_directory(directory.path("x.log"));
+    EXPECT_EQ(findings("x.log", "0"),
+              "vlog.cfg:3: error: destination 'x.log' cannot be written: Is a directory\n");
+}
+
+TEST_F(Destination, IsNoFifo) {
+    ASSERT_EQ(::mkfifo(directory.path("x.log").c_str(), 0600), 0);
+    EXPECT_EQ(findings("x.log", "0"),
+              "vlog.cfg:3: error: destination 'x.log' cannot be written: It is no regular file\n");
+}
+
+TEST_F(Destination, MayBeADevice) {
+    EXPECT_EQ(findings("/dev/null", "0"), "");
+}
+
+TEST_F(Destination, MayBeBehindALinkWithoutATarget) {
+    std::filesystem::create_symlink("missing/x.log", directory.path("link.log"));
+    EXPECT_EQ(findings("link.log", "0"),
+              "vlog.cfg:3: error: destination 'link.log' cannot be written: No such file or "
+              "directory\n");
+}
+
+TEST_F(Destination, MustBeWritableByTheUser) {
+    writeFile(directory.path("x.log"), "");
+    std::filesystem::permissions(directory.path("x.log"), std::filesystem::perms(0444));
+    becomeUnprivileged();
+    const std::string found = findings("x.log", "0");
+    EXPECT_NE(found.find("vlog.cfg:3: error: destination 'x.log' cannot be written: Permission "
+                         "denied\n"),
+              std::string::npos)
+        << found;
+}
+
+TEST_F(Destination, NeedsABackupThatCanBeWrittenWhenItIsLimited) {
+    std::filesystem::create_directory(directory.path("x.log.bkp"));
+    EXPECT_EQ(findings("x.log", "1M"),
+              "vlog.cfg:3: error: backup 'x.log.bkp' cannot be written: Is a directory\n");
+}
+
+TEST_F(Destination, NeedsNoBackupWhenItIsNotLimited) {
+    std::filesystem::create_directory(directory.path("x.log.bkp"));
+    EXPECT_EQ(findings("x.log", "0"), "");
+}
+
+TEST_F(Destination, NeverRotatesWhenItsLimitIsSmallerThanALine) {
+    EXPECT_EQ(findings("x.log", "127"),
+              "vlog.cfg:3: warning: limit of 127 bytes is smaller than a line: 'x.log' never "
+              "rotates; write 0 for no limit, or a larger one\n");
+    EXPECT_EQ(findings("x.log", "128"), "");
+}
+
+TEST_F(Destination, HasOneLimitInAllRules) {
+    EXPECT_EQ(findings("./service.log", "5M"),
+              "vlog.cfg:3: warning: './service.log' has the limit 5000000 here and 10000000 in "
+              "line 1: give it one limit\n");
+}
+
+TEST_F(Destination, IsToldOfOnceWhenSeveralRulesNameIt) {
+    const CheckOutcome outcome = checkLog(goodLog + std::string("LOGGER;INFO;FULL;missing/x;0\n"
+                                                                "LOGGER;WARN;FULL;missing/x;0\n"));
+    EXPECT_EQ(outcome.output,
+              "vlog.cfg:3: error: destination 'missing/x' cannot be written: No such file or "
+              "directory\n");
+}
+
+TEST_F(Destination, IsAFileWhenTheConsoleIsMisspelt) {
+    EXPECT_EQ(findings("[stdout]", "0"),
+              "vlog.cfg:3: warning: '[stdout]' is a file of this name: did you mean '[STDOUT]'?\n");
+}
+
+}  // namespace

@@ -1,0 +1,140 @@
+#include <ostream>
+
+#include "support/row_name.h"
+#include "velmoracheck/check_test.h"
+
+namespace {
+
+struct Row {
+    const char* name;
+    const char* content;
+    const char* findings;  // all of them
+    const char* ending;
+};
+
+std::ostream& operator<<(std::ostream& out, const Row& row) {
+    return out << row.content;
+}
+
+class IniFindings : public CheckTest, public testing::WithParamInterface<Row> {};
+
+TEST_P(IniFindings, AreToldWithPlaceAndRemedy) {
+    const CheckOutcome outcome = checkIni(GetParam().content);
+    EXPECT_EQ(outcome.output, GetParam().findings);
+    EXPECT_EQ(outcome.ending, GetParam().ending);
+    EXPECT_EQ(outcome.errors, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, IniFindings,
+    testing::Values(
+        Row{"AllKeysInAnyCase",
+            "[DEFAULT]\nPORT=6000\nConnections=2\nthreads: 3\nthreadQueueSize = 4 ; four\n"
+            "# comment\n\nqueueTimeout=0\n",
+            "", "exit 0"},
+        Row{"UnknownKey", "[default]\nthread = 4\n",
+            "velmora.ini:2: error: unknown key 'thread': did you mean 'threads'?\n", "exit 1"},
+        Row{"UnknownKeyLikeNone", "[default]\nthreads=1\nverbose = 4\n",
+            "velmora.ini:3: error: unknown key 'verbose': one of connections, port, threads, "
+            "threadQueuesize, queueTimeout is meant\n",
+            "exit 1"},
+        Row{"KeyOutsideAnySection", "port = 6000\n[default]\nthreads=1\n",
+            "velmora.ini:1: error: key 'port' stands outside any section: write [default] above "
+            "it\n",
+            "exit 1"},
+        Row{"UnknownSection", "[default]\nthreads=1\n[defualt]\nport = 1\nport = 2\n",
+            "velmora.ini:3: warning: unknown section 'defualt': the daemon reads [default] alone: "
+            "did you mean 'default'?\n",
+            "exit 0"},
+        Row{"UnknownSectionLikeNone", "[default]\nthreads=1\n[server]\n",
+            "velmora.ini:3: warning: unknown section 'server': the daemon reads [default] alone\n",
+            "exit 0"},
+        Row{"DuplicateKey", "[default]\nthreads = 2\nThreads = 3\n",
+            "velmora.ini:3: warning: duplicate key 'Threads': line 2 counts, not this one\n",
+            "exit 0"},
+        Row{"DuplicateOfAnEmptyKey", "[default]\nthreads =\nthreads = 3\n",
+            "velmora.ini:2: warning: duplicate key 'threads': line 3 counts, not this one\n",
+            "exit 0"},
+        Row{"IndentedKeyIsMoreOfTheOneAbove", "[default]\nport = 6000\n  threads = 4\n",
+            "velmora.ini:3: error: 'threads = 4' begins with a blank and is read as more of 'port' "
+            "above: remove the blank\n",
+            "exit 1"},
+        Row{"SyntaxErrors", "[default]\nthreads\nport = 6000\n[default\n",
+            "velmora.ini:2: error: syntax error, the line is ignored: write 'key = value', "
+            "'[section]' or '; comment'\n"
+            "velmora.ini:4: error: syntax error, the line is ignored: write 'key = value', "
+            "'[section]' or '; comment'\n",
+            "exit 1"},
+        Row{"NoKeyAtAll", "; nothing\n",
+            "velmora.ini:1: warning: sets no key in a section [default]: every setting has its "
+            "default\n",
+            "exit 0"},
+        Row{"ControlCharactersAreWrittenOut", "[default]\nport=6000\n\x1b[31m\xff = 4\n",
+            "velmora.ini:3: error: unknown key '\\x1b[31m\\xff': one of connections, port, "
+            "threads, threadQueuesize, queueTimeout is meant\n",
+            "exit 1"}),
+    rowName);
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, IniFindings,
+    testing::Values(
+        Row{"NoNumber", "[default]\nthreads = many\n",
+            "velmora.ini:2: error: value 'many' of 'threads' is not a number: the daemon takes the "
+            "default, 1\n",
+            "exit 1"},
+        Row{"NoValue", "[default]\nport =\n",
+            "velmora.ini:2: error: value '' of 'port' is not a number: the daemon takes the "
+            "default, 51000\n",
+            "exit 1"},
+        Row{"TrailingText", "[default]\nqueueTimeout = 5s\n",
+            "velmora.ini:2: error: value '5s' of 'queueTimeout' has trailing text: the daemon "
+            "takes 5; remove what follows the number\n",
+            "exit 1"},
+        Row{"Hexadecimal", "[default]\nthreads = 0x10\n",
+            "velmora.ini:2: warning: value '0x10' of 'threads' is read as hexadecimal: the daemon "
+            "takes 16; write decimal numbers without leading zeros\n",
+            "exit 0"},
+        Row{"Octal", "[default]\nthreads = 010\n",
+            "velmora.ini:2: warning: value '010' of 'threads' is read as octal: the daemon takes "
+            "8; write decimal numbers without leading zeros\n",
+            "exit 0"},
+        Row{"NoOctalDigit", "[default]\nqueueTimeout = 08\n",
+            "velmora.ini:2: error: value '08' of 'queueTimeout' has trailing text: the daemon "
+            "takes 0; remove what follows the number\n",
+            "exit 1"},
+        Row{"TooLargeForAnInt", "[default]\nthreads = 4294967297\n",
+            "velmora.ini:2: error: value '4294967297' of 'threads' is too large a number: the "
+            "daemon takes 1\n",
+            "exit 1"},
+        Row{"TooLargeForALong", "[default]\nthreads = 99999999999999999999\n",
+            "velmora.ini:2: error: value '99999999999999999999' of 'threads' is too large a "
+            "number: the daemon takes -1\n",
+            "exit 1"},
+        Row{"PortZero", "[default]\nport = 0\n",
+            "velmora.ini:2: error: 'port' is 0: write 1 to 65535\n", "exit 1"},
+        Row{"PortTooLarge", "[default]\nport = 65536\n",
+            "velmora.ini:2: error: 'port' is 65536: write 1 to 65535\n", "exit 1"},
+        Row{"NoThread", "[default]\nthreads = 0\n",
+            "velmora.ini:2: error: 'threads' is 0: write at least 1\n", "exit 1"},
+        Row{"NoConnection", "[default]\nconnections = 0\n",
+            "velmora.ini:2: error: 'connections' is 0: write at least 1\n", "exit 1"},
+        Row{"NegativeQueue", "[default]\nthreadQueuesize = -1\n",
+            "velmora.ini:2: error: 'threadQueuesize' is -1: write at least 0\n", "exit 1"},
+        Row{"NegativeTimeout", "[default]\nqueueTimeout = -1\n",
+            "velmora.ini:2: error: 'queueTimeout' is -1: write at least 0\n", "exit 1"}),
+    rowName);
+
+TEST_F(CheckTest, TellsOfALineThatIsTooLongForTheReader) {
+    const CheckOutcome outcome =
+        checkIni("[default]\nport = 6000 ;" + std::string(186, 'x') + "threads = 2\n");
+    EXPECT_EQ(outcome.output,
+              "velmora.ini:2: error: line too long for the daemon: the rest of it, 'threads = 2', "
+              "is read as a line of its own\n");
+}
+
+TEST_F(CheckTest, AllowsALineThatEndsInBlanksBeyondTheReadersBuffer) {
+    EXPECT_EQ(checkIni("[default]\nport = 6000" + std::string(400, ' ') + "\nthreads=1\n").output,
+              "");
+}
+
+}  // namespace

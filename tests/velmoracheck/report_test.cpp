@@ -1,0 +1,241 @@
+#include <fcntl.h>
+#include <pty.h>
+
+#include <nlohmann/json.hpp>
+
+#include "velmoracheck/check_test.h"
+
+namespace {
+
+class Report : public CheckTest {
+protected:
+    Report() {
+        environment["ENGINE_DOUBLE_VERSION"] = "1 2 3";
+        environment["ENGINE_DOUBLE_BUILD"] = "abc123";
+        writeFile(directory.path("velmora.ini"), goodIni);
+        writeFile(directory.path("vlog.cfg"), goodLog);
+    }
+
+    static constexpr char engineFile[] = ENGINE_DOUBLE_DIRECTORY "/libvelmoraLight.so";
+
+    const Arguments goodFiles{"--logcfg", "vlog.cfg", "--ini", "velmora.ini"};
+};
+
+TEST_F(Report, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
+    const CheckOutcome outcome = check(goodFiles);
+    EXPECT_EQ(outcome.output,
+              "Settings\n"
+              "  connections      1     default\n"
+              "  port             6000  velmora.ini:2\n"
+              "  threads          4     velmora.ini:3\n"
+              "  threadQueuesize  10    default\n"
+              "  queueTimeout     0     default\n"
+              "\n"
+              "Engine\n"
+              "  1.2.3  build abc123  " +
+                  std::string(engineFile) +
+                  "\n"
+                  "\n"
+                  "Log rules (vlog.cfg)\n"
+                  "  VELMORASRV  INFO      SIMPLE_TS  [STDOUT]\n"
+                  "                                   service.log  limit 10000000\n"
+                  "  VELMORASRV  CRITICAL  FULL       [STDOUT]\n"
+                  "\n"
+                  "OK: velmoraserviced would start as its files say\n");
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.ending, "exit 0");
+}
+
+TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
+    const CheckOutcome outcome = check({"-p", "6000", "-t", "0", "x"});
+    EXPECT_EQ(
+        outcome.output,
+        "<command-line>:1: warning: argument 'x' is ignored: an INI file is named with --ini\n"
+        "<command-line>:1: error: 'threads' is 0: write at least 1\n"
+        "<environment>:1: warning: VL_LOGCFG is not set: nothing is logged, not even why a "
+        "start fails; set it to the path of a log configuration file\n"
+        "\n"
+        "Settings\n"
+        "  connections      1     default\n"
+        "  port             6000  option --port\n"
+        "  threads          0     option --threads\n"
+        "  threadQueuesize  10    default\n"
+        "  queueTimeout     0     default\n"
+        "\n"
+        "Engine\n"
+        "  1.2.3  build abc123  " +
+            std::string(engineFile) +
+            "\n"
+            "\n"
+            "Log rules (none: nothing is logged)\n"
+            "\n"
+            "1 error, 2 warnings\n");
+    EXPECT_EQ(outcome.ending, "exit 1");
+}
+
+TEST_F(Report, SaysThatThereAreNoSettingsAndNoEngine) {
+    environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
+    const std::string text = check({"--logcfg", "vlog.cfg", "-i", "missing"}).output;
+    EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: none\n\nLog rules (vlog.cfg)\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(Report, ShowsTheBuiltInRulesWhenTheDaemonUsesThem) {
+    writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;FULL;x.log\n"));
+    const std::string text = check(goodFiles).output;
+    EXPECT_NE(text.find("\nLog rules (built-in)\n  *          INFO      SIMPLE_TS  [STDOUT]\n"),
+              std::string::npos)
+        << text;
+}
+
+// What somebody is told who has broken one key and one rule of the sample files.
+TEST_F(Report, TellsANewcomerBothPlacesAndWhatToWrite) {
+    std::string ini = readFile(SAMPLE_DIRECTORY "/velmora.ini");
+    std::string log = readFile(SAMPLE_DIRECTORY "/vlog.cfg");
+    ini.replace(ini.find("\nthreads ="), 10, "\nthread =");
+    log.replace(log.find("CRITICAL ; SIMPLE_TS"), 8, "CRITCAL ");
+    writeFile(directory.path("velmora.ini"), ini);
+    writeFile(directory.path("vlog.cfg"), log);
+    const CheckOutcome outcome = check({"--quiet", "--ini", "velmora.ini", "--logcfg", "vlog.cfg"});
+    EXPECT_EQ(outcome.output,
+              "velmora.ini:18: error: unknown key 'thread': did you mean 'threads'?\n"
+              "vlog.cfg:1: warning: no rule for VELMORASRV CRITICAL: why a start fails is logged "
+              "nowhere; write 'VELMORASRV ; CRITICAL ; SIMPLE_TS ; [STDOUT] ; 0'\n"
+              "vlog.cfg:15: error: unknown level 'CRITCAL': did you mean 'CRITICAL'?\n");
+    EXPECT_EQ(outcome.ending, "exit 1");
+}
+
+TEST_F(Report, FindsNothingInTheSampleFiles) {
+    const CheckOutcome outcome =
+        check({"--strict", "--quiet", "--ini", SAMPLE_DIRECTORY "/velmora.ini", "--logcfg",
+               SAMPLE_DIRECTORY "/vlog.cfg"});
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.ending, "exit 0");
+}
+
+TEST_F(Report, IsTheSameForPrograms) {
+    const nlohmann::json json = nlohmann::json::parse(
+        check({"--json", "--logcfg", "vlog.cfg", "--ini", "velmora.ini", "-t", "2"}).output);
+    EXPECT_EQ(json["errors"], 0);
+    EXPECT_EQ(json["warnings"], 1);
+    EXPECT_EQ(json["leftOut"], 0);
+    EXPECT_EQ(json["findings"], nlohmann::json::parse(R"([{
+        "file": "<command-line>", "line": 1, "severity": "warning",
+        "text": "option 'threads' is ignored: with --ini the INI file alone decides"}])"));
+    EXPECT_EQ(json["settings"], nlohmann::json::parse(R"([
+        {"name": "connections", "value": 1, "source": "default"},
+        {"name": "port", "value": 6000, "source": "velmora.ini:2"},
+        {"name": "threads", "value": 4, "source": "velmora.ini:3"},
+        {"name": "threadQueuesize", "value": 10, "source": "default"},
+        {"name": "queueTimeout", "value": 0, "source": "default"}])"));
+    EXPECT_EQ(json["engine"],
+              nlohmann::json({{"version", "1.2.3"}, {"build", "abc123"}, {"file", engineFile}}));
+    EXPECT_EQ(json["log"], nlohmann::json::parse(R"({"source": "vlog.cfg", "rules": [
+        {"topic": "VELMORASRV", "level": "INFO", "format": "SIMPLE_TS", "destinations": [
+            {"name": "[STDOUT]", "limit": 0}, {"name": "service.log", "limit": 10000000}]},
+        {"topic": "VELMORASRV", "level": "CRITICAL", "format": "FULL", "destinations": [
+            {"name": "[STDOUT]", "limit": 0}]}]})"));
+}
+
+TEST_F(Report, HasNullsForProgramsWhereNothingIsKnown) {
+    environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
+    const nlohmann::json json = nlohmann::json::parse(check({"--json", "--ini", "missing"}).output);
+    EXPECT_TRUE(json["settings"].is_null());
+    EXPECT_TRUE(json["engine"].is_null());
+    EXPECT_EQ(json["errors"], 2);
+}
+
+TEST_F(Report, HasFindingsAloneForQuietPrograms) {
+    const std::string text =
+        check({"--json", "--quiet", "--logcfg", "vlog.cfg", "--ini", "velmora.ini"}).output;
+    EXPECT_EQ(
+        text,
+        "{\n  \"errors\": 0,\n  \"warnings\": 0,\n  \"leftOut\": 0,\n  \"findings\": []\n}\n");
+}
+
+TEST_F(Report, IsJsonWhateverBytesAreInAFile) {
+    writeFile(directory.path("vlog.cfg"), std::string(goodLog) + "\xff\xfe;INFO;FULL;x\xff;0\n");
+    const nlohmann::json json = nlohmann::json::parse(
+        check({"--json", "--logcfg", "vlog.cfg", "--ini", "velmora.ini"}).output);
+    EXPECT_EQ(json["log"]["rules"][2]["topic"], "\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
+TEST_F(Report, ThatCannotBeWrittenIsStatusTwo) {
+    output = "/dev/full";
+    const CheckOutcome outcome = check(goodFiles);
+    EXPECT_EQ(outcome.errors, "velmoracheck: the report cannot be written\n");
+    EXPECT_EQ(outcome.ending, "exit 2");
+}
+
+// The other side of a terminal.
+class Terminal {
+public:
+    Terminal() {
+        char name[64] = "";
+        if (::openpty(&controller, &terminal, name, nullptr, nullptr) != 0) {
+            throw std::runtime_error("cannot open a terminal");
+        }
+        path = name;
+    }
+    ~Terminal() {
+        ::close(terminal);
+        ::close(controller);
+    }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    // What was written to it; it ends lines as terminals do.
+    [[nodiscard]] std::string text() const {
+        ::fcntl(controller, F_SETFL, O_NONBLOCK);
+        std::string all(4096, '\0');
+        const ssize_t n = ::read(controller, all.data(), all.size());
+        all.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+        return all;
+    }
+
+    std::string path;
+
+private:
+    int controller = -1;
+    int terminal = -1;
+};
+
+class Colour : public Report {
+protected:
+    Colour() {
+        environment["TERM"] = "xterm";
+        output = terminal.path;
+    }
+
+    [[nodiscard]] std::string finding() {
+        EXPECT_EQ(check({"--quiet", "--logcfg", "vlog.cfg", "-t", "0"}).ending, "exit 1");
+        return terminal.text();
+    }
+
+    static constexpr char plain[] = "<command-line>:1: error: 'threads' is 0: write at least 1\r\n";
+    Terminal terminal;
+};
+
+TEST_F(Colour, MarksPlaceAndSeverityOnATerminal) {
+    EXPECT_EQ(finding(),
+              "\x1b[1m<command-line>:1:\x1b[0m \x1b[1;31merror:\x1b[0m 'threads' is 0: write at "
+              "least 1\r\n");
+}
+
+TEST_F(Colour, IsNotUsedAgainstTheUsersWish) {
+    environment["NO_COLOR"] = "1";
+    EXPECT_EQ(finding(), plain);
+}
+
+TEST_F(Colour, IsUsedWhenTheWishIsEmpty) {
+    environment["NO_COLOR"] = "";
+    EXPECT_NE(finding(), plain);
+}
+
+TEST_F(Colour, IsNotUsedOnATerminalThatHasNone) {
+    environment["TERM"] = "dumb";
+    EXPECT_EQ(finding(), plain);
+}
+
+}  // namespace

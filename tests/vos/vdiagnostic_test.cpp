@@ -1,0 +1,59 @@
+// The lines that the foundation library prints on standard output.
+
+#include "vlib/vos/vdiagnostic.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/output_capture.h"
+
+namespace {
+
+std::string printed(const std::function<void()>& action) {
+    OutputCapture output;
+    action();
+    return output.text();
+}
+
+TEST(VDiagnostic, NamesLevelFileFunctionAndLine) {
+    EXPECT_EQ(printed([] { vdiagnostic::print("WARN", "file", "function", 12, "a text"); }),
+              "[WARN]\tfile:function():12 - a text\r\n");
+}
+
+TEST(VDiagnostic, FormatsItsText) {
+    EXPECT_EQ(printed([] { vdiagnostic::print("ERR", "f", "g", 1, "%s=%d", "n", -3); }),
+              "[ERR]\tf:g():1 - n=-3\r\n");
+}
+
+TEST(VDiagnostic, TakesPercentSignsOfArgumentsAsTheyAre) {
+    EXPECT_EQ(printed([] { vdiagnostic::print("ERR", "f", "g", 1, "%s", "100%n"); }),
+              "[ERR]\tf:g():1 - 100%n\r\n");
+}
+
+TEST(VDiagnostic, KeepsLinesOfSeveralThreadsApart) {
+    constexpr int threads = 4;
+    constexpr int linesEach = 250;
+    const std::string line = "[WARN]\tf:g():1 - text\r\n";
+    std::string expected;
+    for (int i = 0; i < threads * linesEach; ++i) {
+        expected += line;
+    }
+    EXPECT_EQ(printed([] {
+                  std::vector<std::jthread> printers;
+                  for (int i = 0; i < threads; ++i) {
+                      printers.emplace_back([] {
+                          for (int n = 0; n < linesEach; ++n) {
+                              vdiagnostic::print("WARN", "f", "g", 1, "%s", "text");
+                          }
+                      });
+                  }
+              }),
+              expected);
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+// Whether a file could be opened for appending, without leaving a trace.
+
+#include "vlib/vos/vfile_access.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include "support/files.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class CanAppendTo : public testing::Test {
+protected:
+    TemporaryDirectory directory;
+    const std::string path = directory.path("file");
+};
+
+TEST_F(CanAppendTo, IsTrueForAFileThatExists) {
+    writeFile(path, "abc");
+    EXPECT_TRUE(vos::canAppendTo(path));
+}
+
+TEST_F(CanAppendTo, ChangesNeitherContentNorTimeOfAFile) {
+    writeFile(path, "abc");
+    const auto past = fs::last_write_time(path) - std::chrono::hours(1);
+    fs::last_write_time(path, past);
+    EXPECT_TRUE(vos::canAppendTo(path));
+    EXPECT_EQ(readFile(path), "abc");
+    EXPECT_EQ(fs::last_write_time(path), past);
+}
+
+TEST_F(CanAppendTo, IsTrueForAFileThatCouldBeMade) {
+    EXPECT_TRUE(vos::canAppendTo(path));
+}
+
+TEST_F(CanAppendTo, LeavesNoNewFileBehind) {
+    ASSERT_TRUE(vos::canAppendTo(path));
+    EXPECT_TRUE(fs::is_empty(directory.path()));
+}
+
+TEST_F(CanAppendTo, IsFalseInAMissingDirectory) {
+    EXPECT_FALSE(vos::canAppendTo(directory.path("missing/file")));
+    EXPECT_TRUE(fs::is_empty(directory.path()));
+}
+
+TEST_F(CanAppendTo, IsFalseBelowAFile) {
+    writeFile(path, "abc");
+    EXPECT_FALSE(vos::canAppendTo(path + "/file"));
+}
+
+TEST_F(CanAppendTo, IsFalseForADirectory) {
+    EXPECT_FALSE(vos::canAppendTo(directory.path()));
+}
+
+TEST_F(CanAppendTo, IsFalseForAnEmptyName) {
+    EXPECT_FALSE(vos::canAppendTo(""));
+}
+
+TEST_F(CanAppendTo, IsFalseForANewNameThatEndsInASlash) {
+    EXPECT_FALSE(vos::canAppendTo(path + "/"));
+    EXPECT_TRUE(fs::is_empty(directory.path()));
+}
+
+TEST_F(CanAppendTo, IsFalseForANameThatIsTooLong) {
+    EXPECT_FALSE(vos::canAppendTo(directory.path(std::string(300, 'n'))));
+}
+
+TEST_F(CanAppendTo, IsFalseForAFileThatMayNotBeWritten) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "root may write every file";
+    }
+    writeFile(path, "abc");
+    fs::permissions(path, fs::perms::owner_read);
+    EXPECT_FALSE(vos::canAppendTo(path));
+}
+
+// The kernel lets nobody write to it, not even root.
+TEST_F(CanAppendTo, IsFalseForAProgramThatIsRunning) {
+    EXPECT_FALSE(vos::canAppendTo("/proc/self/exe"));
+}
+
+TEST_F(CanAppendTo, FollowsALinkToAFile) {
+    writeFile(path, "abc");
+    fs::create_symlink(path, directory.path("link"));
+    EXPECT_TRUE(vos::canAppendTo(directory.path("link")));
+}
+
+TEST_F(CanAppendTo, IsTrueForALinkWhoseMissingTargetCouldBeMade) {
+    fs::create_symlink(path, directory.path("link"));
+    EXPECT_TRUE(vos::canAppendTo(directory.path("link")));
+}
+
+TEST_F(CanAppendTo, LeavesALinkWithoutTargetAsItWas) {
+    fs::create_symlink("file", directory.path("link"));
+    ASSERT_TRUE(vos::canAppendTo(directory.path("link")));
+    EXPECT_TRUE(fs::is_symlink(directory.path("link")));
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(CanAppendTo, FollowsAChainOfLinksWithoutTarget) {
+    fs::create_directory(directory.path("sub"));
+    fs::create_symlink("sub/second", directory.path("first"));
+    fs::create_symlink("third", directory.path("sub/second"));
+    EXPECT_TRUE(vos::canAppendTo(directory.path("first")));
+    EXPECT_FALSE(fs::exists(directory.path("sub/third")));
+}
+
+TEST_F(CanAppendTo, IsFalseForALinkIntoAMissingDirectory) {
+    fs::create_symlink(directory.path("missing/file"), directory.path("link"));
+    EXPECT_FALSE(vos::canAppendTo(directory.path("link")));
+}
+
+TEST_F(CanAppendTo, IsFalseForALinkToItself) {
+    fs::create_symlink("loop", directory.path("loop"));
+    EXPECT_FALSE(vos::canAppendTo(directory.path("loop")));
+}
+
+TEST_F(CanAppendTo, IsFalseForAFifoWithoutAReaderAndDoesNotWaitForOne) {
+    ASSERT_EQ(::mkfifo(path.c_str(), S_IRUSR | S_IWUSR), 0);
+    EXPECT_FALSE(vos::canAppendTo(path));
+}
+
+TEST_F(CanAppendTo, IsTrueForAFifoWithAReader) {
+    ASSERT_EQ(::mkfifo(path.c_str(), S_IRUSR | S_IWUSR), 0);
+    const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    EXPECT_TRUE(vos::canAppendTo(path));
+    ::close(reader);
+}
+
+TEST_F(CanAppendTo, IsTrueForADevice) {
+    EXPECT_TRUE(vos::canAppendTo("/dev/null"));
+}
+
+TEST_F(CanAppendTo, LeavesNoDescriptorOpen) {
+    writeFile(path, "abc");
+    const int before = ::dup(0);
+    ::close(before);
+    ASSERT_TRUE(vos::canAppendTo(path));
+    ASSERT_TRUE(vos::canAppendTo(directory.path("new")));
+    const int after = ::dup(0);
+    ::close(after);
+    EXPECT_EQ(after, before);
+}
+
+}  // namespace
