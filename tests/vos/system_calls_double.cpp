@@ -14,7 +14,6 @@ struct Settings {
     int createError = 0;
     std::vector<size_t> requestedSizes;
     std::vector<size_t> sizes;
-    int destroyed = 0;
     std::optional<uint64_t> monotonicUs;
     std::vector<unsigned> sleeps;
     std::optional<timespec> timeOfDay;
@@ -49,7 +48,6 @@ extern "C" {
 
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 int __real_pthread_attr_setstacksize(pthread_attr_t*, size_t);
-int __real_pthread_attr_destroy(pthread_attr_t*);
 int __real_usleep(useconds_t);
 int __real_clock_gettime(clockid_t, timespec*);
 int __real_gettimeofday(timeval*, void*);
@@ -73,12 +71,6 @@ int __wrap_pthread_attr_setstacksize(pthread_attr_t* attributes, size_t size) {
     const std::lock_guard lock(mutex);
     settings.requestedSizes.push_back(size);
     return __real_pthread_attr_setstacksize(attributes, size);
-}
-
-int __wrap_pthread_attr_destroy(pthread_attr_t* attributes) {
-    const std::lock_guard lock(mutex);
-    ++settings.destroyed;
-    return __real_pthread_attr_destroy(attributes);
 }
 
 int __wrap_usleep(useconds_t microseconds) {
@@ -164,11 +156,6 @@ std::vector<size_t> SystemCallsDouble::requestedStackSizes() const {
 std::vector<size_t> SystemCallsDouble::stackSizes() const {
     const std::lock_guard lock(mutex);
     return settings.sizes;
-}
-
-int SystemCallsDouble::destroyedAttributes() const {
-    const std::lock_guard lock(mutex);
-    return settings.destroyed;
 }
 
 void SystemCallsDouble::stopMonotonicClock() {

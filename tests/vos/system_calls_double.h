@@ -28,9 +28,6 @@ public:
     [[nodiscard]] std::vector<size_t> requestedStackSizes() const;
     [[nodiscard]] std::vector<size_t> stackSizes() const;
 
-    // How often attributes were destroyed.
-    [[nodiscard]] int destroyedAttributes() const;
-
     // Stops the monotonic clock, which then moves as it is told and with usleep, which returns at
     // once.
     void stopMonotonicClock();

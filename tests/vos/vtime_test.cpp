@@ -5,13 +5,13 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ostream>
-#include <regex>
 #include <string>
 #include <type_traits>
 
@@ -154,9 +154,10 @@ TEST(GetFormatedTime, IsFilledUpWithNulCharacters) {
 }
 
 TEST(GetFormatedTime, HasColonsBetweenTheFieldsOfTheDate) {
-    const std::string text = utils::get_formated_time().c_str();
-    const std::regex form(R"(\d{4}:\d{2}:\d{2} \d{2}:\d{2}:\d{2}\.\d{6})");
-    EXPECT_TRUE(std::regex_match(text, form)) << text;
+    std::string text = utils::get_formated_time().c_str();
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }, '0');
+    EXPECT_EQ(text, "0000:00:00 00:00:00.000000");
 }
 
 TEST(GetFormatedTime, IsTheTimeOfDayInTheLocalTimeZone) {
