@@ -113,7 +113,7 @@ TEST_F(VLogWrite, DropsEverythingWithoutRules) {
 // ---- the entry -------------------------------------------------------------------------------
 
 TEST_F(VLogWrite, FillsTheEntry) {
-    route({"x", "y"});
+    route({file, file + "2"});
     const CapturingSink sink(log);
     say("hello");
     ASSERT_THAT(sink.entries, SizeIs(1));
@@ -121,7 +121,7 @@ TEST_F(VLogWrite, FillsTheEntry) {
     EXPECT_EQ(entry.rules.topic, "A");
     EXPECT_EQ(entry.rules.level, INFO);
     EXPECT_EQ(entry.rules.tagfmt, VLogConfig::SIMPLE);
-    EXPECT_THAT(entry.rules.files, ElementsAre("x", "y"));
+    EXPECT_THAT(entry.rules.files, ElementsAre(file, file + "2"));
     EXPECT_THAT(entry.rules.sizes, ElementsAre(0U, 0U));
     EXPECT_EQ(entry.id, 0x2AU);
     EXPECT_EQ(entry.tid, VThread::self());
