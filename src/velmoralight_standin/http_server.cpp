@@ -3,13 +3,19 @@
 #include <fcntl.h>
 
 #include <exception>
+#include <list>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 
+#include "velmoralight_standin/connection.h"
+#include "velmoralight_standin/server_context.h"
 #include "velmoralight_standin/thread_name.h"
 
 namespace standin {
@@ -24,8 +30,39 @@ void closeInChildren(int descriptor) {
 
 }  // namespace
 
-HttpServer::HttpServer(const VelmoraLightServerConfig& config, const std::string& address,
-                       const Limits& limits)
+class HttpServer::Implementation {
+public:
+    Implementation(const VelmoraLightServerConfig& config, const std::string& address,
+                   const Limits& limits);
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
+    ~Implementation();
+
+private:
+    using Connections = std::list<Connection>;
+
+    void listen(const std::string& address);
+    void run();
+    asio::awaitable<void> acceptClients();
+    asio::awaitable<bool> acceptClient();
+    asio::awaitable<void> awaitChange(asio::steady_timer::time_point atMost);
+    [[nodiscard]] bool mayAccept() const;
+    void begin(Socket socket);
+    void end(Connections::iterator connection);
+    void stop();
+
+    ServerContext context_;
+    asio::io_context io_{1};
+    asio::executor_work_guard<asio::io_context::executor_type> keepRunning_{io_.get_executor()};
+    asio::ip::tcp::acceptor acceptor_{io_};
+    // Cancelled whenever a connection ends.
+    asio::steady_timer change_{io_};
+    Connections connections_;
+    std::thread thread_;
+};
+
+HttpServer::Implementation::Implementation(const VelmoraLightServerConfig& config,
+                                           const std::string& address, const Limits& limits)
     : context_(config, limits) {
     listen(address);
     context_.pool.start();
@@ -33,14 +70,14 @@ HttpServer::HttpServer(const VelmoraLightServerConfig& config, const std::string
     thread_ = std::thread([this] { run(); });
 }
 
-HttpServer::~HttpServer() {
+HttpServer::Implementation::~Implementation() {
     asio::post(io_, [this] { stop(); });
     context_.pool.stop();
     keepRunning_.reset();
     thread_.join();
 }
 
-void HttpServer::listen(const std::string& address) {
+void HttpServer::Implementation::listen(const std::string& address) {
     error_code error;
     const asio::ip::address parsed = asio::ip::make_address(address, error);
     if (error) {
@@ -59,7 +96,7 @@ void HttpServer::listen(const std::string& address) {
     }
 }
 
-void HttpServer::run() {
+void HttpServer::Implementation::run() {
     nameThisThread("velmora-io");
     for (;;) {
         try {
@@ -71,7 +108,7 @@ void HttpServer::run() {
     }
 }
 
-asio::awaitable<void> HttpServer::acceptClients() {
+asio::awaitable<void> HttpServer::Implementation::acceptClients() {
     while (!context_.stopping) {
         if (!mayAccept()) {
             co_await awaitChange(asio::steady_timer::time_point::max());
@@ -87,7 +124,7 @@ asio::awaitable<void> HttpServer::acceptClients() {
 }
 
 // False when there is not enough of something, mostly of descriptors.
-asio::awaitable<bool> HttpServer::acceptClient() {
+asio::awaitable<bool> HttpServer::Implementation::acceptClient() {
     error_code error;
     try {
         Socket socket = co_await acceptor_.async_accept(into(error));
@@ -101,19 +138,20 @@ asio::awaitable<bool> HttpServer::acceptClient() {
         error == asio::error::operation_aborted;
 }
 
-asio::awaitable<void> HttpServer::awaitChange(asio::steady_timer::time_point atMost) {
+asio::awaitable<void> HttpServer::Implementation::awaitChange(
+    asio::steady_timer::time_point atMost) {
     change_.expires_at(atMost);
     error_code error;  // a cancelled wait is what is waited for
     co_await change_.async_wait(into(error));
 }
 
-bool HttpServer::mayAccept() const {
+bool HttpServer::Implementation::mayAccept() const {
     const uint64_t refused = connections_.size() - context_.counters.connectionsOpen;
     return context_.hasFreeConnection() ||
            refused < static_cast<uint64_t>(context_.limits.maxRefusedConns);
 }
 
-void HttpServer::begin(Socket socket) {
+void HttpServer::Implementation::begin(Socket socket) {
     closeInChildren(socket.native_handle());
     error_code ignored;  // slower, but it works
     socket.set_option(asio::ip::tcp::no_delay(true), ignored);
@@ -127,12 +165,12 @@ void HttpServer::begin(Socket socket) {
     }
 }
 
-void HttpServer::end(Connections::iterator connection) {
+void HttpServer::Implementation::end(Connections::iterator connection) {
     connections_.erase(connection);
     change_.cancel();
 }
 
-void HttpServer::stop() {
+void HttpServer::Implementation::stop() {
     context_.stopping = true;
     error_code ignored;  // closed is closed
     acceptor_.close(ignored);
@@ -141,5 +179,11 @@ void HttpServer::stop() {
         connection.stop();
     }
 }
+
+HttpServer::HttpServer(const VelmoraLightServerConfig& config, const std::string& address,
+                       const Limits& limits)
+    : implementation_(std::make_unique<Implementation>(config, address, limits)) {}
+
+HttpServer::~HttpServer() = default;
 
 }  // namespace standin

@@ -1,18 +1,11 @@
 // A running server: its listener, its I/O thread, its workers.
 #pragma once
 
-#include <list>
+#include <memory>
 #include <string>
-#include <thread>
-
-#include <boost/asio/executor_work_guard.hpp>
-#include <boost/asio/io_context.hpp>
 
 #include "velmora_light_api_server.h"
-#include "velmoralight_standin/asio.h"
-#include "velmoralight_standin/connection.h"
 #include "velmoralight_standin/limits.h"
-#include "velmoralight_standin/server_context.h"
 
 namespace standin {
 
@@ -32,26 +25,9 @@ public:
     ~HttpServer();
 
 private:
-    using Connections = std::list<Connection>;
-
-    void listen(const std::string& address);
-    void run();
-    asio::awaitable<void> acceptClients();
-    asio::awaitable<bool> acceptClient();
-    asio::awaitable<void> awaitChange(asio::steady_timer::time_point atMost);
-    [[nodiscard]] bool mayAccept() const;
-    void begin(Socket socket);
-    void end(Connections::iterator connection);
-    void stop();
-
-    ServerContext context_;
-    asio::io_context io_{1};
-    asio::executor_work_guard<asio::io_context::executor_type> keepRunning_{io_.get_executor()};
-    asio::ip::tcp::acceptor acceptor_{io_};
-    // Cancelled whenever a connection ends.
-    asio::steady_timer change_{io_};
-    Connections connections_;
-    std::thread thread_;
+    // Keeps the network library, which is slow to compile, out of this header.
+    class Implementation;
+    std::unique_ptr<Implementation> implementation_;
 };
 
 }  // namespace standin
