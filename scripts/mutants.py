@@ -35,7 +35,8 @@ EXPLAINED = ROOT / "tests" / "equal_mutants.txt"
 COMPONENTS = {
     "vlib": (["src/service/vlib_foundation/vlib"], ["vos", "vutils", "vlog"]),
     "parseargs": (["src/velmoraserver/parseargs"], ["parseargs"]),
-    "app": (["src/velmoraserver/app"], ["service", "daemon", "velmoracheck"]),
+    "app": (["src/velmoraserver/app/common", "src/velmoraserver/app/velmoraserviced"], ["service", "daemon"]),
+    "velmoracheck": (["src/velmoraserver/app/velmoracheck"], ["velmoracheck"]),
 }
 
 TOKEN = re.compile(
@@ -256,13 +257,16 @@ def sources_of(component):
 
 
 def chosen_mutants(components, limit, seed):
-    """All mutants, or a sample; in the order of the files, so that little is built twice."""
-    everything = [m for component in components for path in sources_of(component) for m in mutants_of(component, path)]
-    unique = list({m.key: m for m in everything}.values())
-    if limit and limit < len(unique):
-        kept = set(m.key for m in random.Random(seed).sample(unique, limit))
-        unique = [m for m in unique if m.key in kept]
-    return unique
+    """All mutants, or a sample of each component; in the order of the files, so that little is built twice."""
+    chosen = []
+    for component in components:
+        everything = [m for path in sources_of(component) for m in mutants_of(component, path)]
+        unique = list({m.key: m for m in everything}.values())
+        if limit and limit < len(unique):
+            kept = set(m.key for m in random.Random(seed).sample(unique, limit))
+            unique = [m for m in unique if m.key in kept]
+        chosen += unique
+    return chosen
 
 
 def programs_of(component):
@@ -335,7 +339,7 @@ class Tree:
         linker = "-fuse-ld=gold" if shutil.which("ld.gold") else ""
         status = run(
             ["cmake", "-G", "Ninja", "-S", self.path, "-B", self.build, "-DCMAKE_CXX_COMPILER=g++",
-             "-DCMAKE_BUILD_TYPE=Mutants", "-DCMAKE_CXX_FLAGS=-O0 -w", f"-DCMAKE_EXE_LINKER_FLAGS={linker}",
+             "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w", f"-DCMAKE_EXE_LINKER_FLAGS={linker}",
              "-DVELMORA_BUILD_BENCHMARKS=OFF", f"-DVELMORA_LIGHT_DIR={engine}",
              "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"], self.log, 300)
         if status != 0:
@@ -414,8 +418,7 @@ class Trial:
     def prepare_tree(tree, engine, names):
         tree.copy_sources()
         tree.configure(engine)
-        extra = ["engine_double"] if any("service" in n or "daemon" in n or "startup" in n for n in names) else []
-        if not tree.make(names + extra, 3600):
+        if not tree.make(names, 3600):
             raise Failure(f"the build fails without any change: read {tree.log}")
 
     def resume(self):
@@ -553,7 +556,8 @@ def arguments():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--component", choices=COMPONENTS, action="append", help="only this one; may be repeated")
     parser.add_argument("--file", action="append", default=[], help="only sources whose path contains this text")
-    parser.add_argument("--limit", type=int, default=400, help="a sample of so many; 0 for all (default: 400)")
+    parser.add_argument("--limit", type=int, default=150,
+                        help="a sample of so many of each component; 0 for all (default: 150)")
     parser.add_argument("--seed", type=int, default=1, help="chooses the sample (default: 1)")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="copies to work in (default: one a processor)")
     parser.add_argument("--build-seconds", type=int, default=300, help="at most for one build (default: 300)")
