@@ -84,7 +84,8 @@ std::string get_formated_time() {
     ::strftime(scratch, sizeof scratch, "%Y:%m:%d %H:%M:%S", &local);
 
     std::string text(textSize, '\0');
-    std::snprintf(text.data(), textSize, "%s.%06d", scratch, static_cast<int>(now.tv_usec));
+    // At most 24 characters of it: with the microseconds they fill the text to its NUL.
+    std::snprintf(text.data(), textSize, "%.24s.%06d", scratch, static_cast<int>(now.tv_usec));
     return text;
 }
 
