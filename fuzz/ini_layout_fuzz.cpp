@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(last <= 1 + static_cast<std::size_t>(std::ranges::count(text, '\n')));
 
     // A zero byte ends a text in memory, but not a file.
-    if (text.find('\0') == text.npos) {
+    if (text.find('\0') == std::string::npos) {
         Keys reported;
         const bool isError = ::ini_parse_string(text.c_str(), takeKey, &reported) != 0;
         require(found == reported);

@@ -34,7 +34,7 @@ void isolate() {
     constexpr rlimit none{0, 0};
     ::setrlimit(RLIMIT_CORE, &none);
     for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
-        std::signal(crash, SIG_DFL);
+        static_cast<void>(std::signal(crash, SIG_DFL));
     }
     const int nowhere = ::open("/dev/null", O_RDWR);
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

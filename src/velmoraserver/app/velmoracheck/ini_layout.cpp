@@ -27,7 +27,7 @@ struct Alone {
     Alone(const std::string& line, bool isFirst) {
         // A zero byte ends the line for the reader.
         std::string text = isFirst ? "" : "\n";
-        text.append(line.c_str()).append(probe);
+        text.append(line, 0, line.find('\0')).append(probe);
         isError = ::ini_parse_string(text.c_str(), take, this) != 0;
     }
 
@@ -65,7 +65,8 @@ private:
             return nullptr;
         }
         const std::size_t lineEnd = text.find('\n', position);
-        const std::size_t toEnd = (lineEnd == text.npos ? text.size() : lineEnd + 1) - position;
+        const std::size_t toEnd =
+            (lineEnd == std::string_view::npos ? text.size() : lineEnd + 1) - position;
         piece = text.substr(position, std::min(toEnd, size - 1));
         buffer[piece.copy(buffer, size - 1)] = '\0';
         position += piece.size();
@@ -94,7 +95,7 @@ private:
             isRest = false;
         } else if (!isRest && position < text.size()) {
             isRest = true;
-            if (restOfLine().find_first_not_of(" \t\r") != text.npos) {
+            if (restOfLine().find_first_not_of(" \t\r") != std::string_view::npos) {
                 add(IniLine::Overlong, {{}, {}, std::string(restOfLine())});
             }
         }

@@ -7,6 +7,7 @@
 #include "velmoraserver/app/velmoracheck/words.h"
 #include "vlib/vlog/vlog_default_config.h"
 #include "vlib/vlog/vlog_format.h"
+#include "vlib/vutils/vutils_strings.h"
 
 namespace velmoracheck {
 
@@ -39,10 +40,11 @@ void checkOwnTopic(const VLogConfig& config, const Place& place, Findings& findi
     };
     for (const auto& [level, consequence] : wanted) {
         if (config.findEntry(ownTopic, level) == nullptr) {
-            const std::string name = vlogformat::levelName(level);
-            findings.warning(place, "no rule for " + std::string(ownTopic) + " " + name + ": " +
-                                        consequence + "; write '" + ownTopic + " ; " + name +
-                                        " ; SIMPLE_TS ; [STDOUT] ; 0'");
+            const char* name = vlogformat::levelName(level);
+            findings.warning(
+                place, vutils::toStringFormat(
+                           "no rule for %s %s: %s; write '%s ; %s ; SIMPLE_TS ; [STDOUT] ; 0'",
+                           ownTopic, name, consequence, ownTopic, name));
         }
     }
 }

@@ -77,6 +77,11 @@ bool print(const std::string& text) {
            std::fflush(stdout) == 0;
 }
 
+void complain(const std::string& problem) {
+    // What cannot be told even there cannot be told at all.
+    static_cast<void>(std::fputs(("velmoracheck: " + problem + "\n").c_str(), stderr));
+}
+
 int check(const Invocation& invocation) {
     Report report;
     checkSettings(invocation, report);
@@ -86,7 +91,7 @@ int check(const Invocation& invocation) {
 
     const ReportStyle style = styleOf(invocation);
     if (!print(invocation.json ? reportJson(report, style) : reportText(report, style))) {
-        std::fputs("velmoracheck: the report cannot be written\n", stderr);
+        complain("the report cannot be written");
         return CalledWrongly;
     }
     const bool isFound =
@@ -102,7 +107,7 @@ int main(int argc, char** argv) {
         return print(helpText()) ? AsTheFilesSay : CalledWrongly;
     }
     if (!invocation.problem.empty()) {
-        std::fprintf(stderr, "velmoracheck: %s (--help tells more)\n", invocation.problem.c_str());
+        complain(invocation.problem + " (--help tells more)");
         return CalledWrongly;
     }
     return check(invocation);

@@ -38,5 +38,5 @@ ArgvParser* initArgParser() {
 
 void printUsage(ArgvParser* parser) {
     std::printf("[LOG]\t%s\r\n", parser->usageDescription(usageWidth).c_str());
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
 }
