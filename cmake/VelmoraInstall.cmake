@@ -33,10 +33,10 @@ else()
           DESTINATION include COMPONENT Development)
 endif()
 
-install(PROGRAMS packaging/wait-until-serving DESTINATION lib/velmoraserver COMPONENT Runtime)
+install(PROGRAMS packaging/wait-until-serving DESTINATION lib/velmora COMPONENT Runtime)
 install(FILES packaging/velmoraserver.sysusers DESTINATION lib/sysusers.d
         RENAME velmoraserver.conf COMPONENT Runtime)
-install(FILES packaging/other-engine.conf DESTINATION share/velmoraserver COMPONENT Runtime)
+install(FILES packaging/other-engine.conf DESTINATION share/velmora COMPONENT Runtime)
 install(FILES docs/velmoraserviced.8 docs/velmoracheck.8 DESTINATION share/man/man8 COMPONENT Runtime)
 install(FILES docs/velmora.ini.5 docs/vlog.cfg.5 DESTINATION share/man/man5 COMPONENT Runtime)
 install(FILES packaging/completion/velmoraserviced.bash RENAME velmoraserviced

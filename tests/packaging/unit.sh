@@ -13,7 +13,7 @@ said=$(MANPATH="$1/share/man" systemd-analyze verify "$unit" 2>&1) || fail "veri
 
 exposure=$(systemd-analyze security --offline=true --no-pager "$unit" | sed -n 's/.*Overall.*: \([0-9.]*\) .*/\1/p')
 [[ $exposure =~ ^[0-9]+\.[0-9]$ ]] || fail "no exposure level: '$exposure'"
-((${exposure/./} <= 11)) || fail "the exposure is $exposure, more than 1.1"
+((10#${exposure/./} <= 11)) || fail "the exposure is $exposure, more than 1.1"
 
 # The unit names the prefix, and no other place of the daemon's.
 [[ $1 == /opt/velmoraserver ]] || ! grep -q /opt/velmoraserver "$unit" || fail 'the unit names another prefix'

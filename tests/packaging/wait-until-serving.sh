@@ -7,7 +7,7 @@ set -euo pipefail
 source "$(dirname "$0")/common.sh"
 scratch
 
-wait_for="$1/lib/velmoraserver/wait-until-serving"
+wait_for="$1/lib/velmora/wait-until-serving"
 port=$(free_port)
 printf '[default]\nport = %s\nconnections = 4\n' "$port" >"$scratch/one.ini"
 

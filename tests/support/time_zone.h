@@ -2,32 +2,25 @@
 
 #include <time.h>
 
-#include <cstdlib>
 #include <optional>
-#include <string>
+
+#include "support/environment_variable.h"
 
 // The local time zone of the process while the object lives, as the variable TZ takes it:
 // "TST-5:30" is 5 h 30 min east of Greenwich.
 class TimeZone {
 public:
     explicit TimeZone(const char* zone) {
-        if (const char* before = std::getenv("TZ")) {
-            previous = before;
-        }
-        ::setenv("TZ", zone, 1);
+        variable.emplace("TZ", zone);
         ::tzset();
     }
     ~TimeZone() {
-        if (previous) {
-            ::setenv("TZ", previous->c_str(), 1);
-        } else {
-            ::unsetenv("TZ");
-        }
+        variable.reset();
         ::tzset();
     }
     TimeZone(const TimeZone&) = delete;
     TimeZone& operator=(const TimeZone&) = delete;
 
 private:
-    std::optional<std::string> previous;
+    std::optional<EnvironmentVariable> variable;
 };

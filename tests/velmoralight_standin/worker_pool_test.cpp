@@ -21,7 +21,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kNoLimit{0};
 
-// Jobs that stay at work until they are let go.
+// Jobs that stay at work until they are let go. Outlives the pool, as a Record does.
 class Gate {
 public:
     WorkerPool::Job job() {
@@ -62,9 +62,9 @@ struct Record {
 }  // namespace
 
 TEST(WorkerPool, RunsAJob) {
+    Record record;
     WorkerPool pool(1, 1, kNoLimit);
     pool.start();
-    Record record;
     EXPECT_TRUE(pool.submit(record.job()));
     EXPECT_TRUE(waitUntil([&] { return record.calls == 1; }));
     EXPECT_EQ(record.fate, Fate::Work);
@@ -72,9 +72,9 @@ TEST(WorkerPool, RunsAJob) {
 }
 
 TEST(WorkerPool, GivesEachWorkerItsOwnJob) {
+    std::vector<Gate> gates(3);
     WorkerPool pool(3, 0, kNoLimit);
     pool.start();
-    std::vector<Gate> gates(3);
     for (Gate& gate : gates) {
         EXPECT_TRUE(pool.submit(gate.job()));
     }
@@ -85,9 +85,9 @@ TEST(WorkerPool, GivesEachWorkerItsOwnJob) {
 }
 
 TEST(WorkerPool, RefusesAJobWhenEveryQueueIsFull) {
+    std::vector<Gate> gates(6);
     WorkerPool pool(2, 2, kNoLimit);
     pool.start();
-    std::vector<Gate> gates(6);
     for (Gate& gate : gates) {
         EXPECT_TRUE(pool.submit(gate.job()));
     }
@@ -100,12 +100,12 @@ TEST(WorkerPool, RefusesAJobWhenEveryQueueIsFull) {
 }
 
 TEST(WorkerPool, FillsTheShortestQueueFirst) {
-    WorkerPool pool(2, 1, kNoLimit);
-    pool.start();
     Gate first;
     Gate second;
     Record third;
     Record fourth;
+    WorkerPool pool(2, 1, kNoLimit);
+    pool.start();
     EXPECT_TRUE(pool.submit(first.job()));
     EXPECT_TRUE(pool.submit(second.job()));
     // With one place in each queue, both are taken only if the two jobs go to different ones.
@@ -118,11 +118,11 @@ TEST(WorkerPool, FillsTheShortestQueueFirst) {
 }
 
 TEST(WorkerPool, KeepsTheOrderOfAQueue) {
+    Gate gate;
+    std::vector<int> order;
     WorkerPool pool(1, 3, kNoLimit);
     pool.start();
-    Gate gate;
     EXPECT_TRUE(pool.submit(gate.job()));
-    std::vector<int> order;
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(
             pool.submit([&order, i](Fate, WorkerPool::Clock::duration) { order.push_back(i); }));
@@ -134,10 +134,10 @@ TEST(WorkerPool, KeepsTheOrderOfAQueue) {
 }
 
 TEST(WorkerPool, CallsAJobThatWaitedTooLongExpired) {
-    WorkerPool pool(1, 1, milliseconds(1));
-    pool.start();
     Gate gate;
     Record late;
+    WorkerPool pool(1, 1, milliseconds(1));
+    pool.start();
     EXPECT_TRUE(pool.submit(gate.job()));
     EXPECT_TRUE(gate.holds(1));
     EXPECT_TRUE(pool.submit(late.job()));
@@ -148,10 +148,10 @@ TEST(WorkerPool, CallsAJobThatWaitedTooLongExpired) {
 }
 
 TEST(WorkerPool, NeverCallsAJobThatWasWithdrawn) {
-    WorkerPool pool(1, 1, kNoLimit);
-    pool.start();
     Gate gate;
     Record waiting;
+    WorkerPool pool(1, 1, kNoLimit);
+    pool.start();
     EXPECT_TRUE(pool.submit(gate.job()));
     const auto ticket = pool.submit(waiting.job());
     ASSERT_TRUE(ticket);
@@ -164,9 +164,9 @@ TEST(WorkerPool, NeverCallsAJobThatWasWithdrawn) {
 }
 
 TEST(WorkerPool, DoesNotGiveBackAJobThatRuns) {
+    Gate gate;
     WorkerPool pool(1, 1, kNoLimit);
     pool.start();
-    Gate gate;
     const auto ticket = pool.submit(gate.job());
     EXPECT_TRUE(gate.holds(1));
     EXPECT_FALSE(pool.withdraw(*ticket));
@@ -174,10 +174,10 @@ TEST(WorkerPool, DoesNotGiveBackAJobThatRuns) {
 }
 
 TEST(WorkerPool, TellsWaitingJobsThatItStopsAndLetsRunningOnesEnd) {
-    WorkerPool pool(1, 1, kNoLimit);
-    pool.start();
     Gate gate;
     Record waiting;
+    WorkerPool pool(1, 1, kNoLimit);
+    pool.start();
     EXPECT_TRUE(pool.submit(gate.job()));
     EXPECT_TRUE(gate.holds(1));
     EXPECT_TRUE(pool.submit(waiting.job()));

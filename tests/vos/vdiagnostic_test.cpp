@@ -4,12 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "support/on_threads.h"
 #include "support/output_capture.h"
 
 namespace {
@@ -38,20 +36,16 @@ TEST(VDiagnostic, TakesPercentSignsOfArgumentsAsTheyAre) {
 TEST(VDiagnostic, KeepsLinesOfSeveralThreadsApart) {
     constexpr int threads = 4;
     constexpr int linesEach = 250;
-    const std::string line = "[WARN]\tf:g():1 - text\r\n";
     std::string expected;
     for (int i = 0; i < threads * linesEach; ++i) {
-        expected += line;
+        expected += "[WARN]\tf:g():1 - text\r\n";
     }
     EXPECT_EQ(printed([] {
-                  std::vector<std::jthread> printers;
-                  for (int i = 0; i < threads; ++i) {
-                      printers.emplace_back([] {
-                          for (int n = 0; n < linesEach; ++n) {
-                              vdiagnostic::print("WARN", "f", "g", 1, "%s", "text");
-                          }
-                      });
-                  }
+                  onThreads(threads, [](int /*number*/) {
+                      for (int n = 0; n < linesEach; ++n) {
+                          vdiagnostic::print("WARN", "f", "g", 1, "%s", "text");
+                      }
+                  });
               }),
               expected);
 }

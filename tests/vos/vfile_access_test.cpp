@@ -151,4 +151,26 @@ TEST_F(CanAppendTo, LeavesNoDescriptorOpen) {
     EXPECT_EQ(after, before);
 }
 
+class CreationPath : public CanAppendTo {};
+
+TEST_F(CreationPath, IsThePathItselfWithoutALink) {
+    EXPECT_EQ(vos::creationPath(path), path);
+    EXPECT_EQ(vos::creationPath(""), "");
+}
+
+TEST_F(CreationPath, IsTheMissingTargetOfALink) {
+    fs::create_symlink(path, directory.path("link"));
+    EXPECT_EQ(vos::creationPath(directory.path("link")), path);
+}
+
+TEST_F(CreationPath, TakesARelativeTargetFromTheDirectoryOfTheLink) {
+    fs::create_symlink("sub/file", directory.path("link"));
+    EXPECT_EQ(vos::creationPath(directory.path("link")), directory.path("sub/file"));
+}
+
+TEST_F(CreationPath, EndsOnALinkToItself) {
+    fs::create_symlink("loop", directory.path("loop"));
+    EXPECT_EQ(vos::creationPath(directory.path("loop")), directory.path("loop"));
+}
+
 }  // namespace

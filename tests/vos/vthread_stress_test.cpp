@@ -7,8 +7,8 @@
 #include <atomic>
 #include <functional>
 #include <thread>
-#include <vector>
 
+#include "support/on_threads.h"
 #include "support/output_capture.h"
 #include "vlib/vos/vthread.h"
 #include "vos/runnables.h"
@@ -39,14 +39,11 @@ protected:
     static constexpr int lanes = 8;
 
     static void repeat(int rounds, const std::function<void()>& round) {
-        std::vector<std::jthread> threads;
-        for (int lane = 0; lane < lanes; ++lane) {
-            threads.emplace_back([&round, count = rounds / lanes] {
-                for (int i = 0; i < count; ++i) {
-                    round();
-                }
-            });
-        }
+        onThreads(lanes, [&](int /*lane*/) {
+            for (int i = 0; i < rounds / lanes; ++i) {
+                round();
+            }
+        });
     }
 
     void expectAllWell(int rounds) const {

@@ -6,9 +6,9 @@
 
 #include <clocale>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "support/on_threads.h"
 #include "support/output_capture.h"
 
 namespace {
@@ -109,13 +109,9 @@ TEST(ToStringFormat, EndsAtANulCharacterAmongTheFormatted) {
 
 TEST(ToStringFormat, IsReentrant) {
     std::vector<char> results(4);
-    {
-        std::vector<std::jthread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back(
-                [&results, i] { results[static_cast<size_t>(i)] = formatsItsOwnNumber(i * 1111); });
-        }
-    }
+    onThreads(4, [&](int i) {
+        results[static_cast<size_t>(i)] = static_cast<char>(formatsItsOwnNumber(i * 1111));
+    });
     EXPECT_EQ(results, std::vector<char>(4, 1));
 }
 

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Tries the Debian package from its first installation to its purge, in a Debian tree made for that: boots the
+# tree's systemd, has a broken configuration found, serves and logs under the unit's sandbox, upgrades over a
+# changed file, and looks at what is left in the end. Needs root and a package mirror, which is that of this
+# machine's apt.
+#
+# usage: scripts/package-test.sh [PACKAGE]
+#
+#   PACKAGE   the .deb; without it scripts/package.sh builds one
+set -euo pipefail
+
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+case "${1-}" in
+  -h | --help)
+    help
+    exit 0
+    ;;
+esac
+((EUID == 0)) || die 'needs root: it makes a tree of its own and boots it'
+
+package=$(realpath "${1:-$("$root/scripts/package.sh" | tail -n 1)}")
+[[ -f $package ]] || die "no package: $package"
+"$root/scripts/deps.sh" package
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+tree="$scratch/tree"
+checks="$root/tests/packaging"
+
+# The mirror of Debian itself, from either form of apt's sources; the names are apt's to replace.
+# shellcheck disable=SC2016
+mirror=$(apt-get indextargets --format '$(ORIGIN)|$(CODENAME)|$(SITE)|$(REPO_URI)' |
+  sed -n 's/^Debian|bookworm|[^|]*|//p' | head -n 1)
+[[ -n $mirror ]] || die 'no mirror of Debian 12 among the sources of apt: run apt-get update'
+
+say 'making a Debian tree'
+debootstrap --variant=minbase --include=systemd-sysv bookworm "$tree" "$mirror" >"$scratch/log" 2>&1 || {
+  tail -n 5 "$scratch/log" >&2
+  die 'debootstrap failed'
+}
+cp /etc/resolv.conf "$tree/etc/"
+
+in_tree() { DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 chroot "$tree" "$@"; }
+apt_in_tree() {
+  in_tree apt-get -y -q -o APT::Sandbox::User=root --no-install-recommends "$@" >"$scratch/log" 2>&1 || {
+    tail -n 20 "$scratch/log" >&2
+    die "apt-get $1 failed in the tree"
+  }
+}
+# What is in the tree, without what apt, dpkg and systemd keep for themselves.
+files_of_tree() {
+  (cd "$tree" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./run -o -path ./tmp -o -path ./var/cache \
+    -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./var/log/journal -o -path ./var/lib/systemd \) -prune \
+    -o -print | LC_ALL=C sort)
+}
+
+# The libraries that the package depends on stay when it goes, so they are installed before what is compared.
+mkdir -p "$tree/root/packages"
+cp "$package" "$tree/root/packages/first.deb"
+mapfile -t libraries < <(dpkg-deb -f "$package" Depends | tr ',|' '\n' | sed 's/ *(.*//; s/ //g' |
+  grep -vE '^(systemd-.*|)$')
+apt_in_tree update
+apt_in_tree install "${libraries[@]}"
+files_of_tree >"$scratch/before"
+
+say 'installing'
+apt_in_tree install /root/packages/first.deb
+in_tree velmoracheck --quiet --logcfg /opt/velmoraserver/vlog.cfg >"$scratch/said" ||
+  die "the configuration as installed has a fault: $(<"$scratch/said")"
+
+say 'breaking one key and one log rule'
+cp -a "$tree/etc/velmoraserver" "$scratch/etc"
+sed -i 's/^threads =/thread =/' "$tree/etc/velmoraserver/velmora.ini"
+sed -i '0,/^VELMORASRV ; INFO /s//VELMORASRV ; INFOS /' "$tree/etc/velmoraserver/vlog.cfg"
+key_line=$(grep -n '^thread =' "$tree/etc/velmoraserver/velmora.ini" | cut -d : -f 1)
+rule_line=$(grep -n 'INFOS' "$tree/etc/velmoraserver/vlog.cfg" | cut -d : -f 1)
+if in_tree velmoracheck --quiet --logcfg /opt/velmoraserver/vlog.cfg >"$scratch/said"; then
+  die "velmoracheck finds nothing wrong: $(<"$scratch/said")"
+fi
+grep -q "velmora.ini:$key_line: error: .*'thread'.*did you mean 'threads'" "$scratch/said" ||
+  die "velmoracheck does not name the broken key: $(<"$scratch/said")"
+grep -q "vlog.cfg:$rule_line: error: .*'INFOS'.*did you mean 'INFO'" "$scratch/said" ||
+  die "velmoracheck does not name the broken rule: $(<"$scratch/said")"
+cp -a "$scratch/etc/." "$tree/etc/velmoraserver/"
+
+say 'serving under systemd'
+"$checks/boot-tree.sh" "$tree" <"$checks/service-in-tree.sh" || die 'the service does not do as it should'
+
+say 'upgrading over a changed file'
+dpkg-deb -R "$package" "$scratch/next"
+sed -i 's/^Version: .*/&+next/' "$scratch/next/DEBIAN/control"
+echo '; new in this version' >>"$scratch/next/etc/velmoraserver/velmora.ini"
+(cd "$scratch/next" && find . -type f -not -path './DEBIAN/*' -printf '%P\0' | xargs -0 md5sum >DEBIAN/md5sums)
+dpkg-deb --build --root-owner-group "$scratch/next" "$tree/root/packages/next.deb" >/dev/null
+sed -i 's/^port = 51000/port = 51001/' "$tree/etc/velmoraserver/velmora.ini"
+apt_in_tree install -o Dpkg::Options::=--force-confold /root/packages/next.deb
+grep -qx 'port = 51001' "$tree/etc/velmoraserver/velmora.ini" || die 'the upgrade replaced a changed file'
+grep -qx '; new in this version' "$tree/etc/velmoraserver/velmora.ini.dpkg-dist" ||
+  die 'the upgrade did not leave the new file beside the changed one'
+[[ $(in_tree readlink -f /opt/velmoraserver/velmora.ini) == /etc/velmoraserver/velmora.ini ]] ||
+  die 'the daemon would not find its configuration after the upgrade'
+
+say 'removing and purging'
+apt_in_tree remove velmoraserver
+[[ -f $tree/etc/velmoraserver/velmora.ini ]] || die 'removing took a configuration file'
+[[ ! -e $tree/opt/velmoraserver ]] || die "removing left: $(find "$tree/opt/velmoraserver")"
+apt_in_tree purge velmoraserver
+files_of_tree >"$scratch/after"
+left=$(LC_ALL=C comm -13 "$scratch/before" "$scratch/after" | grep -vxE './root/packages/next.deb|./etc/.*-' || true)
+logs=$'./var/log/velmoraserver\n./var/log/velmoraserver/velmoraserviced.log\n./var/log/velmoraserver/velmoraserviced.log.bkp'
+[[ $left == "$logs" ]] || die "left behind, or logs gone: $left"
+
+say 'package: all of it is as it should be'
