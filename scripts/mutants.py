@@ -336,10 +336,9 @@ class Tree:
                     path.unlink()
 
     def configure(self, engine):
-        linker = "-fuse-ld=gold" if shutil.which("ld.gold") else ""
         status = run(
             ["cmake", "-G", "Ninja", "-S", self.path, "-B", self.build, "-DCMAKE_CXX_COMPILER=g++",
-             "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w", f"-DCMAKE_EXE_LINKER_FLAGS={linker}",
+             "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w",
              "-DVELMORA_BUILD_BENCHMARKS=OFF", f"-DVELMORA_LIGHT_DIR={engine}",
              "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"], self.log, 300)
         if status != 0:
