@@ -30,9 +30,9 @@ seconds=${2:-60}
 "$root/scripts/deps.sh" ci
 build fuzz --target fuzzers
 
-for target in "${chosen[@]}"; do
-  found="$root/build/fuzz/found/$target"
-  log="$root/build/fuzz/$target.log"
+# run TARGET: one target for its time, and a line about it.
+run() {
+  local target=$1 found="$root/build/fuzz/found/$1" log="$root/build/fuzz/$1.log"
   mkdir -p "$found"
   "$root/build/fuzz/bin/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$found/" "$found" "$root/fuzz/corpus/$target" >"$log" 2>&1 || {
@@ -41,4 +41,18 @@ for target in "${chosen[@]}"; do
   }
   printf '%s: %s runs in %d s, nothing found\n' "$target" \
     "$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")" "$seconds"
+}
+
+# One target a core at a time.
+slots=$(nproc)
+failed=0
+for target in "${chosen[@]}"; do
+  if ((slots == 0)); then
+    wait -n || failed=1
+    slots=1
+  fi
+  run "$target" &
+  slots=$((slots - 1))
 done
+while wait -n || { (($? != 127)) && failed=1; }; do :; done
+exit "$failed"
