@@ -4,18 +4,24 @@
 # changed file, and looks at what is left in the end. Needs root and a package mirror, which is that of this
 # machine's apt.
 #
-# usage: scripts/package-test.sh [PACKAGE]
+# usage: scripts/package-test.sh [--tree DIR] [PACKAGE]
 #
-#   PACKAGE   the .deb; without it scripts/package.sh builds one
+#   --tree DIR   a minimal Debian 12 tree to copy (debootstrap --variant=minbase); without it one is made
+#   PACKAGE      the .deb; without it scripts/package.sh builds one
 set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+model=
 case "${1-}" in
   -h | --help)
     help
     exit 0
+    ;;
+  --tree)
+    model=$(realpath "${2:?--tree needs a folder}")
+    shift 2
     ;;
 esac
 ((EUID == 0)) || die 'needs root: it makes a tree of its own and boots it'
@@ -29,20 +35,33 @@ trap 'rm -rf "$scratch"' EXIT
 tree="$scratch/tree"
 checks="$root/tests/packaging"
 
-# The mirror of Debian itself, from either form of apt's sources; the names are apt's to replace.
-# shellcheck disable=SC2016
-mirror=$(apt-get indextargets --format '$(ORIGIN)|$(CODENAME)|$(SITE)|$(REPO_URI)' |
-  sed -n 's/^Debian|bookworm|[^|]*|//p' | head -n 1)
-[[ -n $mirror ]] || die 'no mirror of Debian 12 among the sources of apt: run apt-get update'
+make_tree() {
+  local mirror
+  # The mirror of Debian itself, from either form of apt's sources; the names are apt's to replace.
+  # shellcheck disable=SC2016
+  mirror=$(apt-get indextargets --format '$(ORIGIN)|$(CODENAME)|$(SITE)|$(REPO_URI)' |
+    sed -n 's/^Debian|bookworm|[^|]*|//p' | head -n 1)
+  [[ -n $mirror ]] || die 'no mirror of Debian 12 among the sources of apt: run apt-get update'
+  debootstrap --variant=minbase bookworm "$tree" "$mirror" >"$scratch/log" 2>&1 || {
+    tail -n 5 "$scratch/log" >&2
+    die 'debootstrap failed'
+  }
+}
 
 say 'making a Debian tree'
-debootstrap --variant=minbase --include=systemd-sysv bookworm "$tree" "$mirror" >"$scratch/log" 2>&1 || {
-  tail -n 5 "$scratch/log" >&2
-  die 'debootstrap failed'
-}
+if [[ -n $model ]]; then
+  cp -a "$model" "$tree"
+else
+  make_tree
+fi
 cp /etc/resolv.conf "$tree/etc/"
 
-in_tree() { DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 chroot "$tree" "$@"; }
+# With /proc, where the loader learns what folder a program lies in, and so where its engine is.
+in_tree() {
+  # shellcheck disable=SC2016
+  DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 unshare --mount \
+    sh -c 'mount -t proc proc "$1/proc" && exec chroot "$@"' in_tree "$tree" "$@"
+}
 apt_in_tree() {
   in_tree apt-get -y -q -o APT::Sandbox::User=root --no-install-recommends "$@" >"$scratch/log" 2>&1 || {
     tail -n 20 "$scratch/log" >&2
@@ -62,7 +81,7 @@ cp "$package" "$tree/root/packages/first.deb"
 mapfile -t libraries < <(dpkg-deb -f "$package" Depends | tr ',|' '\n' | sed 's/ *(.*//; s/ //g' |
   grep -vE '^(systemd-.*|)$')
 apt_in_tree update
-apt_in_tree install "${libraries[@]}"
+apt_in_tree install systemd-sysv "${libraries[@]}"
 files_of_tree >"$scratch/before"
 
 say 'installing'
