@@ -52,7 +52,7 @@ for ((i = 0; i < 100; ++i)); do
   kill -0 "$daemon" 2>/dev/null || break
   if answers; then
     printf '\nServing. Try, in another terminal (Ctrl-C here ends it):\n\n'
-    printf '  curl --data-binary @%s http://127.0.0.1:%s/v1/recognize\n\n' "$root/config/sample.png" "$port"
+    printf '  curl --data-binary @%s http://127.0.0.1:%s/v1/recognize\n\n' "$(printf %q "$root/config/sample.png")" "$port"
     wait "$daemon" || true
     daemon=
     die "the daemon has ended; what it said last stands above and in build/run/velmoraserviced.log"

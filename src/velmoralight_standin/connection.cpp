@@ -24,7 +24,7 @@ namespace http = boost::beast::http;
 
 namespace {
 
-constexpr std::size_t kReadSize = 16 * 1024;
+constexpr std::size_t kReadSize = std::size_t{16} * 1024;
 
 std::string_view view(beast::string_view text) {
     return {text.data(), text.size()};

@@ -61,7 +61,7 @@ Recognition recognizeOrThrow(std::string_view query, Bytes file, const Limits& l
     if (const Refusal* refusal = std::get_if<Refusal>(&info)) {
         return refuse(result, *refusal);
     }
-    const ImageInfo& image = std::get<ImageInfo>(info);
+    const auto& image = std::get<ImageInfo>(info);
     result.image = image;
     const Roi roi =
         std::get<std::optional<Roi>>(wanted).value_or(Roi{0, 0, image.width, image.height});

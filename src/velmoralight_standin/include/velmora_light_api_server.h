@@ -7,6 +7,8 @@
 extern "C" {
 #endif
 
+/* NOLINTBEGIN(modernize-use-using): C reads this header too */
+
 typedef enum VelmoraLightReturnCode {
     VELMORA_LIGHT_SUCCESS = 0,
     VELMORA_LIGHT_ERROR_FILE_NOT_FOUND = 1,
@@ -45,6 +47,8 @@ int velmoraLight_getVersion(int* major, int* minor, int* patch);
 
 /* The engine's build identifier; the text is the engine's and lives as long as it is loaded. */
 const char* velmoraLight_getBuildSHA1(void);
+
+/* NOLINTEND(modernize-use-using) */
 
 #ifdef __cplusplus
 }

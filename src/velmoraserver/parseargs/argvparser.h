@@ -58,9 +58,8 @@ public:
     // ----- Declaring -----
 
     // Declares an option under its first label. Refused (false): a label that is in use, a single
-    // digit
-    // ("-5" is a number on the command line, not an option). No other character of a label is
-    // checked.
+    // digit ("-5" is a number on the command line, not an option). No other character of a label
+    // is checked.
     bool defineOption(const std::string& name, const std::string& description,
                       OptionAttributes attributes);
 
@@ -90,11 +89,11 @@ public:
     // the first fault or request for help; errorOption() then tells what the fault is about (see
     // parseErrorDescription), and what was found before it stays recorded.
     //
-    //     --name=value  --name value  -n=value  -n value    an option with its value
-    //     --name  -n                                        a flag
-    //     -xyz                       three options, all of them without a value, whatever they
-    //     require anything else, such as - or -- or -5              a plain argument; no option may
-    //     follow it
+    //     --name=value  --name value   an option with its value
+    //     -n=value  -n value           the same
+    //     --name  -n                   a flag
+    //     -xyz                         three options; none gets a value, even if it requires one
+    //     anything else (-, --, -5)    a plain argument; no option may follow it
     //
     // Earlier results are kept: a second call adds to them, and to the text of errorOption() when a
     // required option is missing. Only reset() clears them.

@@ -6,8 +6,7 @@
 //   ENGINE_DOUBLE_BUILD    the build identifier; "unknown" without it
 //   ENGINE_DOUBLE_NO_BUILD when set, the build identifier is a null pointer
 //   ENGINE_DOUBLE_MISBEHAVE what velmoraLight_getVersion does: "crash", "exit" (with status 3),
-//   "hang",
-//                          "chatter" (on standard output, before it answers)
+//                          "hang", "chatter" (on standard output, before it answers)
 //   ENGINE_DOUBLE_DESTROY  the result of velmoraLightServer_destroy; 0 without it
 
 #include <unistd.h>

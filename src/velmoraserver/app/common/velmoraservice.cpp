@@ -42,8 +42,6 @@ VelmoraServiceController::VelmoraServiceController(int thePort, int theConnectio
       queueTimeout(theQueueTimeout),
       g_Server(nullptr) {}
 
-VelmoraServiceController::~VelmoraServiceController() = default;
-
 int VelmoraServiceController::create() {
     printVelmoraInfo();
     printConfigs();

@@ -31,7 +31,7 @@ public:
                              int theThreadQueueSize, int theQueueTimeout);
 
     // Does not touch the server.
-    ~VelmoraServiceController();
+    ~VelmoraServiceController() = default;
 
     // Logs the engine's version and the settings, then creates the server. 0 when it exists, -1
     // otherwise.

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "vlib/vlog/vlog_default_config.h"
@@ -159,14 +161,15 @@ void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* fil
     LogEntry entry;
     entry.rules = *rule;
     entry.id = id;
-    entry.timestamp = utils::get_formated_time().c_str();  // without the padding
+    entry.timestamp = utils::get_formated_time();
+    entry.timestamp.resize(std::strlen(entry.timestamp.c_str()));  // without the padding
     entry.tid = VThread::self();
     entry.file = file != nullptr ? file : "";
     entry.line = static_cast<uint32_t>(line);
 
     std::va_list args;
     va_start(args, fmt);
-    entry.buffer = vlogformat::formatLine({.tagfmt = rule->tagfmt,
+    entry.buffer = vlogformat::formatLine({.tagfmt = entry.rules.tagfmt,
                                            .timestamp = entry.timestamp.c_str(),
                                            .tid = entry.tid,
                                            .topic = topic.c_str(),

@@ -30,8 +30,8 @@ class VLog : public VThread::VIRunnable {
 public:
     // One delivered line.
     struct LogEntry {
-        VLogConfig::Entry
-            rules;  // a copy: what happens to the rule later does not matter to the line
+        // A copy: what happens to the rule later does not matter to the line.
+        VLogConfig::Entry rules;
         uint32_t id = 0;
         std::string timestamp;
         os_thread_t tid{};
@@ -57,7 +57,7 @@ public:
     static void init(std::string configFilename);
 
     // The global logger. Where there is none, one that delivers nothing is created first.
-    [[nodiscard]] static VLog* getGlobalLog();
+    static VLog* getGlobalLog();
 
     // Writes what is queued and deletes the global logger. Pointers to it end with that.
     static void destroy();

@@ -11,7 +11,6 @@
 namespace {
 
 using StringList = std::vector<std::string>;
-using KeyView = std::pair<std::string_view, uint32_t>;
 
 StringList splitIntoLines(const std::string& text) {
     StringList lines;

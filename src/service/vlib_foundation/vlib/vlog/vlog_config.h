@@ -40,14 +40,12 @@ public:
 
     using Key = std::pair<std::string, uint32_t>;
 
+    using KeyView = std::pair<std::string_view, uint32_t>;
+
     // The order of the keys: topic by bytes, then level. Finds a rule without building a key.
     struct KeyLess {
         using is_transparent = void;
-        template <typename A, typename B>
-        bool operator()(const A& a, const B& b) const {
-            const int topics = std::string_view(a.first).compare(b.first);
-            return topics != 0 ? topics < 0 : a.second < b.second;
-        }
+        bool operator()(const KeyView& a, const KeyView& b) const { return a < b; }
     };
 
     static constexpr char comment = '#';

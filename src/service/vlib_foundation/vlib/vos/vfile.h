@@ -56,5 +56,5 @@ private:
     bool writeBytes(const void* data, size_t n);
     bool readBytes(std::vector<unsigned char>& v, size_t n);
 
-    os_file_t file;
+    os_file_t file = nullptr;
 };

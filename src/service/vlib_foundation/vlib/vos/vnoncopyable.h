@@ -9,10 +9,8 @@ protected:
     ~VNoncopyable() = default;
 
 private:
-    // NOLINTNEXTLINE(modernize-use-equals-delete): declared only, for derived classes of any
-    // standard
+    // NOLINTNEXTLINE(modernize-use-equals-delete): declared and never defined is the contract
     VNoncopyable(const VNoncopyable&);
-    // NOLINTNEXTLINE(modernize-use-equals-delete): declared only, for derived classes of any
-    // standard
+    // NOLINTNEXTLINE(modernize-use-equals-delete): declared and never defined is the contract
     VNoncopyable& operator=(const VNoncopyable&);
 };

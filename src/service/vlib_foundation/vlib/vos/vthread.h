@@ -105,6 +105,7 @@ public:
 private:
     static void* threadStaticMain(void* arg);
     void runCycles();
+    bool isStarting() VOS_EXCLUDES(statusMutex);
     void changeState(VThreadState from, VThreadState to) VOS_EXCLUDES(statusMutex);
     void createThread() VOS_REQUIRES(statusMutex);
     void joinAbandoned() VOS_EXCLUDES(statusMutex);
@@ -115,7 +116,7 @@ private:
     VSemaphore joinLock;                                 // part of the class; no operation uses it
     os_thread_t osthread VOS_GUARDED_BY(statusMutex){};  // zero: nothing to join
     VMutex statusMutex;
-    VThreadState state VOS_GUARDED_BY(statusMutex);
+    VThreadState state VOS_GUARDED_BY(statusMutex) = STOPPED;
     uint32_t period_ms;
     uint32_t stack_size;
     [[maybe_unused]] uint32_t priority;  // stored only

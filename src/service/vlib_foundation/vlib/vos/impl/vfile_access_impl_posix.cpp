@@ -46,7 +46,7 @@ bool canAppendTo(const std::string& path) {
     // the name).
     const std::string created = creationPath(path);
     if (!opens(created, O_CREAT | O_EXCL)) {
-        return false;
+        return errno == EEXIST && opens(path, 0);  // somebody else has just made it
     }
     ::unlink(created.c_str());
     return true;

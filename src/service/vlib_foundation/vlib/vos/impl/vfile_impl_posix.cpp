@@ -28,7 +28,7 @@ bool isDirectory(FILE* file) {
 
 }  // namespace
 
-VFile::VFile() : file(nullptr) {}
+VFile::VFile() = default;
 
 VFile::~VFile() {
     close();

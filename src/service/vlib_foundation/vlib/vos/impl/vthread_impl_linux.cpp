@@ -35,7 +35,6 @@ VThread::VThread(VIRunnable* work, std::string threadName, uint32_t stackSize, u
     : name(std::move(threadName)),
       runnable(work),
       joinLock(0),
-      state(STOPPED),
       period_ms(periodMs),
       stack_size(stackSize),
       priority(prio),
@@ -115,7 +114,7 @@ void VThread::cancel() {
 }
 
 void VThread::stopNonBlocking() {
-    while (getState() == STARTING) {
+    while (isStarting()) {
         sleep(startPollMs);
     }
     changeState(RUNNING, STOPPING);
@@ -156,6 +155,13 @@ os_thread_t VThread::takeHandle() {
         return os_thread_t{};
     }
     return std::exchange(osthread, os_thread_t{});
+}
+
+// Whether a thread is there that has not begun yet. Where setState() alone made the state STARTING,
+// there is none to wait for.
+bool VThread::isStarting() {
+    const VMutexGuard guard(statusMutex);
+    return state == STARTING && osthread != os_thread_t{};
 }
 
 bool VThread::getRunning() {
