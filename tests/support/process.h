@@ -27,6 +27,7 @@ public:
         std::string directory;                 // where it runs
         std::string output;                    // the file for its standard output
         std::string errors;                    // the file for its standard error
+        int outputDescriptor = -1;  // of this process; standard output instead of the file
     };
 
     explicit Process(const Start& start)
@@ -105,6 +106,12 @@ private:
         return file >= 0 && ::dup2(file, descriptor) == descriptor;
     }
 
+    static bool takeOutput(const Start& start, int flags) {
+        return start.outputDescriptor >= 0
+                   ? ::dup2(start.outputDescriptor, STDOUT_FILENO) == STDOUT_FILENO
+                   : redirect(STDOUT_FILENO, start.output, flags);
+    }
+
     // In the child. Appending, so that another writer to the same file does not overwrite.
     [[noreturn]] void becomeProgram(const Start& start, pid_t parent) {
         constexpr int newFile = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC;
@@ -112,8 +119,7 @@ private:
         resetSignals();
         if (::getppid() == parent && redirect(STDERR_FILENO, start.errors, newFile) &&
             redirect(STDIN_FILENO, "/dev/null", O_RDONLY | O_CLOEXEC) &&
-            redirect(STDOUT_FILENO, start.output, newFile) &&
-            ::chdir(start.directory.c_str()) == 0) {
+            takeOutput(start, newFile) && ::chdir(start.directory.c_str()) == 0) {
             ::execve(command.front(), command.data(), environment.data());
         }
         ::_exit(cannotStart);

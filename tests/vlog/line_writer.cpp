@@ -1,0 +1,127 @@
+// A program that logs, and then ends as it is told. Run by the tests.
+//
+// usage: line_writer FILE LIMIT LINES STEP...
+//
+// Logs numbered lines to the console and to FILE, which is rotated above LIMIT bytes (0: never), by
+// a logger with the period of the global one: number 0, and when that has come to the file, at the
+// beginning of a period then, the others up to LINES. A STEP is one of
+//
+//   wait        0.6 s, more than a period, and longer where the machine is busy
+//   term kill abort exit delete   end: by that signal, by exit() with the logger left alone, or by
+//                                 deleting the logger and then exit()
+//   fork        a child logs the line 90000 and ends
+//   fork-drain  a child logs the line 90000, brings what is queued to the file, and ends
+//   fork-locked a child that is forked while another thread is inside a sink logs the line 90000;
+//               ended from outside as soon as it is seen to wait for a lock
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+
+#include "support/files.h"
+#include "support/numbered_lines.h"
+#include "support/process_state.h"
+#include "support/wait_until.h"
+#include "support/waiting_sink.h"
+#include "vlib/vlog/vlog.h"
+
+namespace {
+
+VLog* theLog = nullptr;
+
+// In short steps: a machine that is so busy that the writer's thread does not get its turn does not
+// give this one its turn either.
+void waitMoreThanAPeriod() {
+    for (int i = 0; i < 60; ++i) {
+        ::usleep(10000);
+    }
+}
+
+void die(int number) {
+    ::kill(::getpid(), number);
+    ::pause();
+}
+
+void forkChild(const std::function<void()>& work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        writeLines(*theLog, 90000, 90001);
+        work();
+        ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    if (status != 0) {
+        ::_exit(2);
+    }
+}
+
+void forkWhileTheLogIsLocked() {
+    WaitingSink sink;
+    theLog->addSink(&sink);
+    std::thread caller([] { writeLines(*theLog, 90001, 90002); });
+    const bool locked = waitUntil([&] { return sink.entered.load(); });
+    const pid_t child = ::fork();
+    if (child == 0) {
+        writeLines(*theLog, 90000, 90001);
+        ::_exit(0);
+    }
+    const bool waits = waitUntil([child] { return isInCall(child, SYS_futex); });
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    sink.goOn = true;
+    caller.join();
+    theLog->removeSink(&sink);
+    if (!locked || !waits) {
+        ::_exit(2);
+    }
+}
+
+const std::map<std::string, std::function<void()>> steps = {
+    {"wait", waitMoreThanAPeriod},
+    {"term", [] { die(SIGTERM); }},
+    {"kill", [] { die(SIGKILL); }},
+    {"abort", [] { std::abort(); }},
+    {"exit", [] { std::exit(0); }},
+    {"delete",
+     [] {
+         delete theLog;
+         std::exit(0);
+     }},
+    {"fork", [] { forkChild([] {}); }},
+    {"fork-drain", [] { forkChild([] { theLog->dumpToFile(); }); }},
+    {"fork-locked", forkWhileTheLogIsLocked},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 5) {
+        return 3;
+    }
+    const std::string file = argv[1];
+    const rlimit noCore{0, 0};
+    ::setrlimit(RLIMIT_CORE, &noCore);
+
+    theLog = new VLog;
+    theLog->addTopic(numberedTopic, VLogConfig::INFO, VLogConfig::SIMPLE, {"[STDOUT]", file},
+                     {0, std::strtoul(argv[2], nullptr, 10)});
+    const size_t before = readFile(file).size();
+    writeLines(*theLog, 0, 1);
+    if (!waitUntil([&] { return readFile(file).size() > before; })) {
+        return 4;
+    }
+    writeLines(*theLog, 1, std::atoi(argv[3]));
+    for (int i = 4; i < argc; ++i) {
+        steps.at(argv[i])();
+    }
+    return 5;
+}
