@@ -68,7 +68,8 @@ protected:
                                                            .environment = std::move(variables),
                                                            .directory = directory.path(),
                                                            .output = records.path("output"),
-                                                           .errors = records.path("errors")});
+                                                           .errors = records.path("errors"),
+                                                           .outputDescriptor = outputDescriptor});
     }
 
     // Waits for the daemon to create its server. Nothing is written after that, so the output is
@@ -105,6 +106,7 @@ protected:
     TemporaryDirectory directory;  // in which the daemon runs
     std::map<std::string, std::string> environment;
     Arguments prefix;  // the program that starts the daemon, if there is one, and its arguments
+    int outputDescriptor = -1;  // the daemon's standard output, when it is not to be a file
     std::unique_ptr<Process> process;
 
 private:

@@ -2,6 +2,12 @@
 //
 //   ENGINE_DOUBLE_RECORD   file to which a line is appended for each call, with its numbers
 //   ENGINE_DOUBLE_FAIL     when set, velmoraLightServer_create returns null
+//   ENGINE_DOUBLE_CREATE   what velmoraLightServer_create does after it is recorded: "crash",
+//   "block"
+//                          (for 10 s, and then it records "created")
+//   ENGINE_DOUBLE_CHATTER  so many lines are printed on standard output by each of two threads,
+//   which
+//                          velmoraLight_getVersion starts and velmoraLightServer_create awaits
 //   ENGINE_DOUBLE_VERSION  "major minor patch"; without it the numbers are left untouched
 //   ENGINE_DOUBLE_BUILD    the build identifier; "unknown" without it
 //   ENGINE_DOUBLE_NO_BUILD when set, the build identifier is a null pointer
@@ -11,9 +17,12 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
+#include <thread>
+#include <vector>
 
 #include "velmora_light_api_server.h"
 
@@ -50,14 +59,53 @@ void misbehave() {
     }
 }
 
+std::vector<std::thread>& chatterers() {
+    static auto& threads = *new std::vector<std::thread>;
+    return threads;
+}
+
+void startChatter() {
+    const char* variable = std::getenv("ENGINE_DOUBLE_CHATTER");
+    const int lines = variable != nullptr ? std::atoi(variable) : 0;
+    for (int thread = 0; lines > 0 && thread < 2; ++thread) {
+        chatterers().emplace_back([lines] {
+            for (int i = 0; i < lines; ++i) {
+                std::puts("engine speaking");
+                std::fflush(stdout);
+            }
+        });
+    }
+}
+
+void awaitChatter() {
+    for (std::thread& thread : chatterers()) {
+        thread.join();
+    }
+    chatterers().clear();
+}
+
+void createAsTold() {
+    const char* variable = std::getenv("ENGINE_DOUBLE_CREATE");
+    const std::string_view how = variable != nullptr ? variable : "";
+    if (how == "crash") {
+        std::abort();
+    }
+    if (how == "block") {
+        std::this_thread::sleep_for(std::chrono::seconds(10));
+        record("created\n%s", "");
+    }
+}
+
 }  // namespace
 
 extern "C" {
 
 [[gnu::visibility("default")]] VelmoraLightServer* velmoraLightServer_create(
     VelmoraLightServerConfig* config) {
+    awaitChatter();
     record("create port=%d conns=%d threads=%d threadQueueSize=%d queueTimeout=%d\n", config->port,
            config->conns, config->threads, config->threadQueueSize, config->queueTimeout);
+    createAsTold();
     return std::getenv("ENGINE_DOUBLE_FAIL") != nullptr ? nullptr : &theServer;
 }
 
@@ -70,6 +118,7 @@ extern "C" {
 [[gnu::visibility("default")]] int velmoraLight_getVersion(int* major, int* minor, int* patch) {
     record("getVersion\n%s", "");
     misbehave();
+    startChatter();
     if (const char* version = std::getenv("ENGINE_DOUBLE_VERSION")) {
         std::sscanf(version, "%d %d %d", major, minor, patch);
     }

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -11,6 +14,18 @@ namespace {
 
 // The shell sees 255.
 constexpr int badCommandLine = -1;
+
+// The standard streams that the caller has closed. Else the next file or connection takes the place
+// of standard output, and what is printed goes into it.
+void openClosedStreams() {
+    int descriptor = -1;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+}
 
 void initLogger() {
     if (const char* configuration = std::getenv("VL_LOGCFG")) {
@@ -36,6 +51,7 @@ int startFromCommandLine(ArgvParser& parser) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    openClosedStreams();
     initLogger();
     const std::unique_ptr<ArgvParser> parser(initArgParser());
 
