@@ -90,6 +90,12 @@ TEST_F(Report, ShowsTheBuiltInRulesWhenTheDaemonUsesThem) {
 }
 
 // What somebody is told who has broken one key and one rule of the sample files.
+TEST_F(Report, ShowsARuleThatHasNoDestination) {
+    writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;SIMPLE;,;0\n"));
+    const std::string text = check({"--logcfg", "vlog.cfg", "-p", "6000"}).output;
+    EXPECT_NE(text.find("\n  LOGGER      INFO      SIMPLE     \n"), std::string::npos) << text;
+}
+
 TEST_F(Report, TellsANewcomerBothPlacesAndWhatToWrite) {
     std::string ini = readFile(SAMPLE_DIRECTORY "/velmora.ini");
     std::string log = readFile(SAMPLE_DIRECTORY "/vlog.cfg");

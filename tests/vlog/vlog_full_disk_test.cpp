@@ -8,6 +8,7 @@
 #include <string>
 
 #include "support/files.h"
+#include "support/numbered_lines.h"
 #include "vlib/vlog/vlog.h"
 
 namespace {
@@ -40,6 +41,11 @@ protected:
     void route(unsigned long size) {
         log.addTopic("A", INFO, VLogConfig::SIMPLE, {disk + "/log"}, {size});
     }
+    void sayTen(int begin) {
+        log.addTopic(numberedTopic, INFO, VLogConfig::SIMPLE, {disk + "/log"}, {0});
+        writeLines(log, begin, begin + 10);
+        log.dumpToFile();
+    }
     void say(const char* text) {
         log.write("A", 1, INFO, "call.cpp", 12, "%s", text);
         log.dumpToFile();
@@ -48,6 +54,18 @@ protected:
     std::string disk;
     VLog log{1};
 };
+
+// The first ten lines fill a block to its end, so that no part of the others has room in it.
+TEST_F(VLogFullDisk, FindsTwentyOfThirtyLinesWhenItIsFullForAWhile) {
+    const std::string content(blockSize - numberedLines(0, 10).size(), 'x');
+    writeFile(disk + "/log", content);
+    sayTen(0);
+    fill();
+    sayTen(10);
+    fs::remove(disk + "/filler");
+    sayTen(20);
+    EXPECT_EQ(readFile(disk + "/log"), content + numberedLines(0, 10) + numberedLines(20, 30));
+}
 
 TEST_F(VLogFullDisk, LosesTheLineAndNothingElse) {
     const std::string content(blockSize, 'x');
@@ -59,6 +77,20 @@ TEST_F(VLogFullDisk, LosesTheLineAndNothingElse) {
     fs::remove(disk + "/filler");
     say("found");
     EXPECT_EQ(readFile(disk + "/log"), content + "[A        : 0x0001 : INFO] -> found\r\n");
+}
+
+// The next line stands behind the part, whole.
+TEST_F(VLogFullDisk, KeepsThePartOfALineThatHasRoom) {
+    const std::string content(blockSize - 10, 'x');
+    writeFile(disk + "/log", content);
+    route(0);
+    fill();
+    say("lost");
+    EXPECT_EQ(readFile(disk + "/log"), content + "[A        ");
+    fs::remove(disk + "/filler");
+    say("found");
+    EXPECT_EQ(readFile(disk + "/log"),
+              content + "[A        " + "[A        : 0x0001 : INFO] -> found\r\n");
 }
 
 TEST_F(VLogFullDisk, AppendsInTheRoomThatABackupDoesNotFitInto) {
