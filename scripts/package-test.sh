@@ -26,7 +26,9 @@ case "${1-}" in
 esac
 ((EUID == 0)) || die 'needs root: it makes a tree of its own and boots it'
 
-package=$(realpath "${1:-$("$root/scripts/package.sh" | tail -n 1)}")
+package=${1-}
+[[ -n $package ]] || package=$("$root/scripts/package.sh" | tail -n 1)
+package=$(realpath "$package")
 [[ -f $package ]] || die "no package: $package"
 "$root/scripts/deps.sh" package
 

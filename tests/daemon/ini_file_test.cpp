@@ -183,8 +183,9 @@ TEST_F(DaemonIniFileThatCannotBeOpened, EndsTheDaemonWhenItIsBelowAFile) {
 TEST_F(DaemonIniFileThatCannotBeOpened, EndsTheDaemonWhenItIsUnreadable) {
     writeFile(directory.path("a.ini"), "[default]\nport=6000\n");
     std::filesystem::permissions(directory.path("a.ini"), std::filesystem::perms::none);
-    if (::access(directory.path("a.ini").c_str(), R_OK) == 0) {
-        GTEST_SKIP() << "this user reads every file";
+    if (::geteuid() == 0) {
+        // Binds root by the permissions of files, too.
+        prefix = {"/usr/bin/setpriv", "--bounding-set=-dac_override,-dac_read_search"};
     }
 
     const Outcome outcome = run({"--ini", "a.ini"});

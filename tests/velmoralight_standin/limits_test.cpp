@@ -187,8 +187,12 @@ TEST(RefusedConnections, WaitInTheBacklogWhenThereAreTooMany) {
 TEST(Accept, RestsWhileThereAreNoDescriptors) {
     const LimitedServer server{Limits()};
     HttpClient client(server.port);
-    client.send(httpRequest("GET", "/healthz"));
-    EXPECT_EQ(client.receive().status, 200);
+    // Twice: the second answer tells that the server is through with the first in all its parts.
+    // The undefined-behaviour sanitizer needs descriptors to look at a type that it has not met.
+    for (int i = 0; i < 2; ++i) {
+        client.send(httpRequest("GET", "/healthz"));
+        EXPECT_EQ(client.receive().status, 200);
+    }
     const int second = ::socket(AF_INET, SOCK_STREAM, 0);
     {
         const NoMoreDescriptors nothing;
