@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/bound_by_permissions.h"
 #include "support/capturing_sink.h"
 #include "support/files.h"
 #include "support/held_writer.h"
@@ -18,7 +19,6 @@
 #include "support/output_capture.h"
 #include "support/resource_limit.h"
 #include "support/temporary_directory.h"
-#include "support/unprivileged.h"
 #include "support/wait_until.h"
 #include "vlib/vlog/vlog.h"
 
@@ -85,6 +85,14 @@ protected:
         log.dumpToFile();
     }
 
+    void writeTenBeforeDuringAndAfterTheAbsenceOf(const std::string& path) {
+        writeTen();
+        fs::rename(path, aside);
+        writeTen();
+        fs::rename(aside, path);
+        writeTen();
+    }
+
     TemporaryDirectory directory;
     const std::string logs = directory.path("logs");
     const std::string file = directory.path("log");
@@ -106,11 +114,7 @@ TEST_F(VLogLosses, TenOfTwentyAreFoundWhenTheDirectoryIsMissingAtTheStart) {
 TEST_F(VLogLosses, TwentyOfThirtyAreFoundWhenTheDirectoryIsMovedAwayAndBack) {
     fs::create_directory(logs);
     route({logs + "/log"});
-    writeTen();
-    fs::rename(logs, aside);
-    writeTen();
-    fs::rename(aside, logs);
-    writeTen();
+    writeTenBeforeDuringAndAfterTheAbsenceOf(logs);
     EXPECT_EQ(readFile(logs + "/log"), numberedLines(0, 10) + numberedLines(20, 30));
 }
 
@@ -118,11 +122,7 @@ TEST_F(VLogLosses, TwentyOfThirtyAreFoundWhenALinkLosesItsDirectoryForAWhile) {
     fs::create_directory(logs);
     fs::create_directory_symlink(logs, directory.path("link"));
     route({directory.path("link") + "/log"});
-    writeTen();
-    fs::rename(logs, aside);
-    writeTen();
-    fs::rename(aside, logs);
-    writeTen();
+    writeTenBeforeDuringAndAfterTheAbsenceOf(logs);
     EXPECT_EQ(readFile(logs + "/log"), numberedLines(0, 10) + numberedLines(20, 30));
 }
 
@@ -180,16 +180,19 @@ TEST_F(VLogLosses, TwentyOfThirtyAreFoundWhenADirectoryStandsInThePlaceOfTheFile
     EXPECT_EQ(readFile(aside) + readFile(file), numberedLines(0, 10) + numberedLines(20, 30));
 }
 
+// The logger is made where permissions bind, and its thread with it.
 TEST_F(VLogLosses, TwentyOfThirtyAreFoundWhenTheFileIsReadOnlyForAWhile) {
-    writeTen();
-    fs::permissions(directory.path(), fs::perms::all);
-    fs::permissions(file, fs::perms::owner_read | fs::perms::others_read);
-    {
-        const Unprivileged user;
-        writeTen();
-    }
+    const BoundByPermissions user;
+    VLog bound(1);
+    bound.addTopic(numberedTopic, VLogConfig::INFO, VLogConfig::SIMPLE, {file}, {0});
+    writeLines(bound, 0, 10);
+    bound.dumpToFile();
+    fs::permissions(file, fs::perms::owner_read);
+    writeLines(bound, 10, 20);
+    bound.dumpToFile();
     fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
-    writeTen();
+    writeLines(bound, 20, 30);
+    bound.dumpToFile();
     EXPECT_EQ(readFile(file), numberedLines(0, 10) + numberedLines(20, 30));
 }
 
