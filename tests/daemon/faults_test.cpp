@@ -10,6 +10,7 @@
 #include "daemon/daemon_engine.h"
 #include "support/pipe.h"
 #include "support/row_name.h"
+#include "support/sanitizers.h"
 #include "support/stopwatch.h"
 
 namespace {
@@ -149,13 +150,19 @@ std::ostream& operator<<(std::ostream& out, const MissingFunction& function) {
 }
 
 class DaemonEngineWithout : public DaemonFault,
-                            public testing::WithParamInterface<MissingFunction> {};
+                            public testing::WithParamInterface<MissingFunction> {
+protected:
+    DaemonEngineWithout() {
+        environment["LD_LIBRARY_PATH"] =
+            std::string(INCOMPLETE_ENGINES) + "/without_" + GetParam().symbol;
+        if (!bindsAtStart) {
+            environment["LD_BIND_NOW"] = "1";
+        }
+    }
+};
 
 // All functions are looked up before the start, not when they are called.
 TEST_P(DaemonEngineWithout, EndsTheDaemonBeforeItsFirstLine) {
-    environment["LD_LIBRARY_PATH"] =
-        std::string(INCOMPLETE_ENGINES) + "/without_" + GetParam().symbol;
-
     const Outcome outcome = run(arguments);
 
     EXPECT_NE(outcome.errors.find(std::string("symbol lookup error: ") + VELMORASERVICED +

@@ -13,3 +13,6 @@ inline constexpr bool failedAllocationIsFatal = false;
 #else
 inline constexpr bool failedAllocationIsFatal = false;
 #endif
+
+// Such builds are not hardened: their functions are looked up when they are first called.
+inline constexpr bool bindsAtStart = !failedAllocationIsFatal;
