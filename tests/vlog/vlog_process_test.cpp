@@ -42,12 +42,14 @@ protected:
         Words command = shell.empty() ? Words{} : Words{"/bin/sh", "-c", shell, "sh"};
         command.emplace_back(LINE_WRITER);
         command.insert(command.end(), arguments.begin(), arguments.end());
-        return std::make_unique<Process>(Process::Start{.command = command,
-                                                        .environment = {},
-                                                        .directory = directory.path(),
-                                                        .output = console,
-                                                        .errors = directory.path("errors"),
-                                                        .outputDescriptor = outputDescriptor});
+        return std::make_unique<Process>(
+            Process::Start{.command = command,
+                           // The thread sanitizer waits a second in exit().
+                           .environment = {"TSAN_OPTIONS=atexit_sleep_ms=0"},
+                           .directory = directory.path(),
+                           .output = console,
+                           .errors = directory.path("errors"),
+                           .outputDescriptor = outputDescriptor});
     }
 
     TemporaryDirectory directory;
