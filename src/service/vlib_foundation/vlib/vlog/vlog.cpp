@@ -179,20 +179,22 @@ void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* fil
                                            .line = line},
                                           fmt != nullptr ? fmt : "", args);
     va_end(args);
-    deliver(entry);
+    deliver(std::move(entry));
 }
 
-void VLog::deliver(const LogEntry& entry) {
+void VLog::deliver(LogEntry&& entry) {
     const VMutexGuard guard(mutex);
     if (std::ranges::find(entry.rules.files, vlogConsole) != entry.rules.files.end()) {
         std::fputs(entry.buffer.c_str(), stdout);
         std::fflush(stdout);
     }
+    const LogEntry* delivered = &entry;
     if (messages.size() < maxQueued) {
-        messages.push_back(entry);
+        messages.push_back(std::move(entry));
+        delivered = &messages.back();
     }
     for (ILogSink* sink : sinks) {
-        sink->consume(this, entry);
+        sink->consume(this, *delivered);
     }
 }
 
@@ -242,7 +244,6 @@ void VLog::cleanup() {
 
 void VLog::dumpToFile() {
     const VMutexGuard drain(drainMutex);
-    std::vector<LogEntry> taken;
     {
         const VMutexGuard guard(mutex);
         taken.swap(messages);
@@ -254,6 +255,7 @@ void VLog::dumpToFile() {
             }
         }
     }
+    taken.clear();
 }
 
 void VLog::appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line) {

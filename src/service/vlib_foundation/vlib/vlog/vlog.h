@@ -119,7 +119,7 @@ public:
 
 private:
     void appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line);
-    void deliver(const LogEntry& entry) VOS_EXCLUDES(mutex);
+    void deliver(LogEntry&& entry) VOS_EXCLUDES(mutex);
 
     std::vector<LogEntry> messages VOS_GUARDED_BY(mutex);
     std::unique_ptr<VThread> thread;
@@ -128,6 +128,8 @@ private:
     VLogConfig config;  // on purpose not guarded: changed at start-up only
     std::vector<ILogSink*> sinks VOS_GUARDED_BY(mutex);
     VMutex drainMutex;  // one drain at a time, so that the order of the lines is kept
+    // What a drain works on. Changes places with the queue, so that neither has to grow again.
+    std::vector<LogEntry> taken VOS_GUARDED_BY(drainMutex);
 
     static std::atomic<VLog*> Log;  // the global logger
 };
