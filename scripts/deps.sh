@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Installs what is needed, by package name (Debian 12). Quick and silent when nothing is missing.
 #
-# usage: scripts/deps.sh [run|test|package|ci]
+# usage: scripts/deps.sh [run|test|bench|package|ci]
 #
 #   run       what scripts/run.sh needs: to build the daemon and to talk to it
 #   test      that, and what scripts/test.sh needs (the default)
+#   bench     that, and what scripts/bench.sh compares with
 #   package   what scripts/run.sh needs, and scripts/package.sh and scripts/package-test.sh
 #   ci        all of that, and the other compiler and the checkers of .ci/run
 set -euo pipefail
@@ -16,6 +17,10 @@ run_packages=(
 test_packages=(
   "${run_packages[@]}" bash-completion binutils libbenchmark-dev libgmock-dev libgtest-dev man-db mandoc
   qrencode systemd zint zsh
+)
+bench_packages=(
+  "${test_packages[@]}" libboost-log-dev libboost-program-options-dev libcli11-dev libcxxopts-dev libgoogle-glog-dev
+  liblog4cplus-dev libspdlog-dev python3 wrk
 )
 package_packages=("${run_packages[@]}" debhelper debootstrap dpkg-dev lintian)
 ci_packages=(
@@ -31,13 +36,14 @@ die() {
 case "${1-test}" in
   run) packages=("${run_packages[@]}") ;;
   test) packages=("${test_packages[@]}") ;;
+  bench) packages=("${bench_packages[@]}") ;;
   package) packages=("${package_packages[@]}") ;;
   ci) packages=("${ci_packages[@]}") ;;
   -h | --help)
     sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"
     exit 0
     ;;
-  *) die "unknown set '$1': run, test, package or ci" ;;
+  *) die "unknown set '$1': run, test, bench, package or ci" ;;
 esac
 
 if ! command -v apt-get >/dev/null; then
