@@ -41,11 +41,13 @@ start() {
   return 1
 }
 
-for workers in 1 2 4; do
-  printf '{"name": "loop-%d", "rate": %s}\n' "$workers" "$("$tree/bin/recognition_loop" "$workers" "$seconds" "$IMAGE")"
+# Loop and load in turn, so that what else the machine does meets both.
+for workers in 1 2 4 1 2 4 1 2 4; do
+  printf '{"name": "loop", "workers": %d, "rate": %s}\n' "$workers" \
+    "$("$tree/bin/recognition_loop" "$workers" "$seconds" "$IMAGE")"
   start "$workers"
   # Two requests a worker keep the queues filled; one thread of wrk is enough for them.
-  printf '{"name": "workers-%d", "result": %s}\n' "$workers" \
+  printf '{"name": "load", "workers": %d, "result": %s}\n' "$workers" \
     "$(wrk -t 1 -c "$((2 * workers))" -d "${seconds}s" -s "$here/recognize.lua" "http://127.0.0.1:$port" | tail -n 1)"
   stop
 done
