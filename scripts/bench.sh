@@ -14,7 +14,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 markdown=()
-repetitions=9 min_time=0.1 load_seconds=5
+repetitions=9 min_time=0.03 load_seconds=3
 export ROUNDS=11 # of ten starts each
 while (($#)); do
   case $1 in
