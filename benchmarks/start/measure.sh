@@ -28,8 +28,11 @@ host full "$tree/benchmarks/full/bin/full_host" "$tree/benchmarks/full/lib/libve
 host daemon-thin "$tree/bin/velmoraserviced" "$tree/benchmarks/thin/lib/libvelmoraLight.so"
 host daemon-standin "$tree/bin/velmoraserviced" "$tree/lib/libvelmoraLight.so"
 
-# The kernel names a port that is free; each program takes it again.
-port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+# One on which nobody listens; each program takes it again. Below those that the kernel hands out.
+port=
+while [[ -z $port ]] || (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do
+  port=$((20000 + RANDOM % 12000))
+done
 printf '[default]\nport = %d\nconnections = 4\nthreads = 1\nthreadQueuesize = 10\nqueueTimeout = 0\n' "$port" \
   >"$work/velmora.ini"
 # With the line of the start, two of the logger's: sixteen lines and one.
