@@ -1,47 +1,49 @@
 #!/usr/bin/env bash
 # Installs what is needed, by package name (Debian 12). Quick and silent when nothing is missing.
 #
-# usage: scripts/deps.sh [run|test|package|soak|ci]
+# usage: scripts/deps.sh [SET]
 #
 #   run       what scripts/run.sh needs: to build the daemon and to talk to it
 #   test      that, and what scripts/test.sh needs (the default)
+#   bench     that, and what scripts/bench.sh compares with
+#   copies    what scripts/test.sh and scripts/many.sh need, and tests/copies/run.sh
+#   image     what scripts/image.sh needs: a builder of container images
+#   many      what scripts/run.sh needs, and HAProxy for scripts/many.sh
 #   package   what scripts/run.sh needs, and scripts/package.sh and scripts/package-test.sh
+#   page      what scripts/run.sh needs, and tests/page/run.sh: a browser and its driver
 #   soak      what scripts/run.sh needs, and scripts/soak.sh
 #   ci        all of that, and the other compiler and the checkers of .ci/run
 set -euo pipefail
 
-run_packages=(
-  cmake curl g++ git libboost-dev libinih-dev libpng-dev libturbojpeg0-dev libzxing-dev ninja-build
-  nlohmann-json3-dev pkg-config
-)
-test_packages=(
-  "${run_packages[@]}" bash-completion binutils libbenchmark-dev libgmock-dev libgtest-dev man-db mandoc
-  qrencode systemd zint zsh
-)
-package_packages=("${run_packages[@]}" debhelper debootstrap dpkg-dev lintian)
-soak_packages=("${run_packages[@]}" python3)
-ci_packages=(
-  "${test_packages[@]}" "${package_packages[@]}" "${soak_packages[@]}" clang-14 clang-format clang-tidy gcovr
-  libclang-rt-14-dev shellcheck
-)
+declare -A sets
+sets[run]='cmake curl g++ git libboost-dev libinih-dev libpng-dev libturbojpeg0-dev libzxing-dev ninja-build
+  nlohmann-json3-dev pkg-config'
+sets[test]="${sets[run]} bash-completion binutils libbenchmark-dev libgmock-dev libgtest-dev man-db mandoc qrencode
+  systemd zint zsh"
+sets[bench]="${sets[test]} libboost-log-dev libboost-program-options-dev libcli11-dev libcxxopts-dev
+  libgoogle-glog-dev liblog4cplus-dev libspdlog-dev python3 wrk"
+sets[many]="${sets[run]} haproxy"
+sets[copies]="${sets[test]} ${sets[many]} hey python3 socat tini"
+sets[image]='buildah ca-certificates crun curl debootstrap git python3'
+sets[package]="${sets[run]} debhelper debootstrap dpkg-dev lintian"
+sets[page]="${sets[run]} chromium chromium-driver python3-selenium qrencode"
+sets[soak]="${sets[run]} python3"
+sets[ci]="${sets[*]} clang-14 clang-format clang-tidy gcovr libclang-rt-14-dev shellcheck"
 
 die() {
   printf 'deps: %s\n' "$*" >&2
   exit 1
 }
 
-case "${1-test}" in
-  run) packages=("${run_packages[@]}") ;;
-  test) packages=("${test_packages[@]}") ;;
-  package) packages=("${package_packages[@]}") ;;
-  soak) packages=("${soak_packages[@]}") ;;
-  ci) packages=("${ci_packages[@]}") ;;
+case "${1-}" in
   -h | --help)
     sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"
     exit 0
     ;;
-  *) die "unknown set '$1': run, test, package, soak or ci" ;;
 esac
+wanted=${1-test}
+[[ -n ${sets[$wanted]-} ]] || die "unknown set '$wanted': scripts/deps.sh --help names them"
+mapfile -t packages < <(tr -s ' ' '\n' <<<"${sets[$wanted]}" | sort -u)
 
 if ! command -v apt-get >/dev/null; then
   die "no apt here; install what these Debian packages hold: ${packages[*]}"

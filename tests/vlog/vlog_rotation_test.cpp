@@ -1,6 +1,9 @@
 // The writer: how lines come into their files, and when a file is rotated.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -167,6 +170,31 @@ TEST_F(VLogRotation, CopiesEveryByteIntoTheBackup) {
     log.rotateFile(file, 1);
     EXPECT_EQ(readFile(backup), content);
     EXPECT_EQ(readFile(file), "");
+}
+
+TEST_F(VLogRotation, CopiesAFileOfWholePiecesIntoTheBackup) {
+    const std::string content(2 * 65536, 'x');
+    writeFile(file, content);
+    log.rotateFile(file, 1);
+    EXPECT_EQ(readFile(backup), content);
+}
+
+TEST_F(VLogRotation, CopiesTheByteBehindWholePiecesIntoTheBackup) {
+    const std::string content = std::string(65536, 'x') + "y";
+    writeFile(file, content);
+    log.rotateFile(file, 1);
+    EXPECT_EQ(readFile(backup), content);
+}
+
+TEST_F(VLogRotation, TakesNothingOutOfAFifo) {
+    ASSERT_EQ(::mkfifo(file.c_str(), S_IRUSR | S_IWUSR), 0);
+    const int fifo = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(::write(fifo, "abc", 3), 3);
+    log.rotateFile(file, 1);
+    char bytes[4] = {};
+    EXPECT_EQ(::read(fifo, bytes, sizeof bytes), 3);
+    EXPECT_FALSE(fs::exists(backup));
+    ::close(fifo);
 }
 
 TEST_F(VLogRotation, LeavesTheFileWhenTheBackupCannotBeOpened) {

@@ -82,6 +82,30 @@ TEST_F(VLogWrite, DropsATopicWithoutARule) {
     EXPECT_THAT(sink.entries, IsEmpty());
 }
 
+// Two topics of one length with one first letter.
+TEST_F(VLogWrite, DropsATopicThatIsLikeOneWithARule) {
+    log.addTopic("TOPIC1", INFO, VLogConfig::SIMPLE, {}, {});
+    const CapturingSink sink(log);
+    log.write("TOPIC2", 1, INFO, "call.cpp", 12, "hello");
+    EXPECT_THAT(sink.entries, IsEmpty());
+}
+
+TEST_F(VLogWrite, ServesATopicWhenOneThatIsLikeItHasGone) {
+    log.addTopic("TOPIC1", INFO, VLogConfig::SIMPLE, {}, {});
+    log.addTopic("TOPIC2", INFO, VLogConfig::SIMPLE, {}, {});
+    log.removeTopic("TOPIC1", INFO);
+    const CapturingSink sink(log);
+    log.write("TOPIC2", 1, INFO, "call.cpp", 12, "hello");
+    EXPECT_EQ(sink.last(), "[TOPIC2   : 0x0001 : INFO] -> hello\r\n");
+}
+
+TEST_F(VLogWrite, ServesAnEmptyTopic) {
+    log.addTopic("", INFO, VLogConfig::SIMPLE, {}, {});
+    const CapturingSink sink(log);
+    log.write("", 1, INFO, "call.cpp", 12, "hello");
+    EXPECT_EQ(sink.last(), "[         : 0x0001 : INFO] -> hello\r\n");
+}
+
 TEST_F(VLogWrite, TreatsTheStarAsAName) {
     log.addTopic("*", INFO, VLogConfig::SIMPLE, {}, {});
     const CapturingSink sink(log);

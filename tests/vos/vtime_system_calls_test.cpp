@@ -7,6 +7,7 @@
 #include <string>
 #include <tuple>
 
+#include "support/environment_variable.h"
 #include "support/row_name.h"
 #include "support/time_zone.h"
 #include "vlib/vos/vtime.h"
@@ -115,6 +116,29 @@ TEST_F(WallClockEastOfGreenwich, IsPaddedWhateverTheYear) {
     system.setTimeOfDay(253402300800, 0);
     EXPECT_STREQ(utils::get_formated_time().c_str(), "10000:01:01 05:30:00.000000");
     EXPECT_EQ(utils::get_formated_time().size(), 32U);
+}
+
+TEST_F(WallClockEastOfGreenwich, IsFormattedInANewTimeZoneWithinTheSameSecond) {
+    system.setTimeOfDay(1767225599, 0);
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "2026:01:01 05:29:59.000000");
+    const TimeZone further("TST-6:30");
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "2026:01:01 06:29:59.000000");
+}
+
+// Name and difference of both zones are the same: only their summer is another.
+TEST_F(WallClockEastOfGreenwich, IsFormattedByNewRulesOfSummerTimeWithinTheSameSecond) {
+    const TimeZone northern("XST-1XDT,M3.5.0,M10.5.0");
+    system.setTimeOfDay(1767225599, 0);
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "2026:01:01 00:59:59.000000");
+    const TimeZone southern("XST-1XDT,M10.5.0,M3.5.0");
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "2026:01:01 01:59:59.000000");
+}
+
+// As localtime_r does it: the variable alone changes nothing before tzset().
+TEST_F(WallClockEastOfGreenwich, IsFormattedInTheTimeZoneThatWasSetLast) {
+    system.setTimeOfDay(1767225599, 0);
+    const EnvironmentVariable variable("TZ", "UTC0");
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "2026:01:01 05:29:59.000000");
 }
 
 TEST(MonotonicClock, IsCutToWholeUnits) {

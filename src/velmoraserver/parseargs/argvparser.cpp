@@ -95,25 +95,61 @@ bool isDigit(const char& c) {
     return c >= '0' && c <= '9';
 }
 
+namespace {
+
+bool isOption(std::string_view element) {
+    return element.length() >= 2 && element[0] == '-' && element != "--" && !isDigit(element[1]);
+}
+
+bool isLongOption(std::string_view element) {
+    return element.length() >= 4 && element.starts_with("--");
+}
+
+// A name, and behind it the "=" and what stands joined to it. Both empty where there are no two
+// pieces.
+struct NameAndRest {
+    std::string_view name;
+    std::string_view rest;
+};
+
+NameAndRest cutAtEquals(std::string_view text) {
+    constexpr char equals = '=';
+    const std::size_t begin = text.find_first_not_of(equals);
+    const std::size_t end = text.find(equals, begin);
+    if (end == std::string_view::npos ||
+        text.find_first_not_of(equals, end) == std::string_view::npos) {
+        return {};
+    }
+    return {text.substr(begin, end - begin), text.substr(end)};
+}
+
+std::string withoutEquals(std::string_view text) {
+    std::string value(text);
+    std::erase(value, '=');
+    return value;
+}
+
+}  // namespace
+
 bool isValidOptionString(const std::string& s) {
-    return s.length() >= 2 && s[0] == '-' && s != "--" && !isDigit(s[1]);
+    return isOption(s);
 }
 
 bool isValidLongOptionString(const std::string& s) {
-    return s.length() >= 4 && s.starts_with("--");
+    return isLongOption(s);
 }
 
 bool splitOptionAndValue(const std::string& text, std::string& option, std::string& value) {
-    std::vector<std::string> pieces;
-    splitString(pieces, text, "=");
-    if (pieces.size() < 2) {
+    const auto [name, rest] = cutAtEquals(text);
+    if (name.empty()) {
         option = text;
         return false;
     }
-    option = pieces.front();
-    for (std::size_t i = 1; i < pieces.size(); ++i) {
-        value += pieces[i];
-    }
+    // Both are made before either is handed over: `text` may be one of the objects.
+    std::string first(name);
+    const std::string joined = withoutEquals(rest);
+    option = std::move(first);
+    value += joined;
     return true;
 }
 
@@ -348,8 +384,8 @@ const std::string& ArgvParser::errorOption() const {
 
 namespace {
 
-ArgvParser::ArgumentContainer elementsOf(int argc, char** argv) {
-    ArgvParser::ArgumentContainer elements;
+std::vector<std::string_view> elementsOf(int argc, char** argv) {
+    std::vector<std::string_view> elements;
     for (int i = 1; argv != nullptr && i < argc && argv[i] != nullptr; ++i) {
         elements.emplace_back(argv[i]);
     }
@@ -374,21 +410,20 @@ std::string joinLabels(const Labels& labels, std::string_view marker) {
 }  // namespace
 
 ArgvParser::ParserResults ArgvParser::parse(int argc, char** argv) {
-    const ArgumentContainer elements = elementsOf(argc, argv);
+    const Elements elements = elementsOf(argc, argv);
     bool argument_seen = false;
     for (std::size_t index = 0; index < elements.size(); ++index) {
-        const std::string& element = elements[index];
-        if (!isValidOptionString(element)) {
-            argument_container.push_back(element);
+        const std::string_view element = elements[index];
+        if (!isOption(element)) {
+            argument_container.emplace_back(element);
             argument_seen = true;
             continue;
         }
         if (argument_seen) {
             return fail(ParserOptionAfterArgument, element);
         }
-        const ParserResults result = isValidLongOptionString(element)
-                                         ? parseLongOption(elements, index)
-                                         : parseShortForm(elements, index);
+        const ParserResults result = isLongOption(element) ? parseLongOption(elements, index)
+                                                           : parseShortForm(elements, index);
         if (result != NoParserError) {
             return result;
         }
@@ -396,33 +431,30 @@ ArgvParser::ParserResults ArgvParser::parse(int argc, char** argv) {
     return checkRequiredOptions();
 }
 
-ArgvParser::ParserResults ArgvParser::parseLongOption(const ArgumentContainer& elements,
+ArgvParser::ParserResults ArgvParser::parseLongOption(const Elements& elements,
                                                       std::size_t& index) {
-    std::string name;
-    std::string value;
-    splitOptionAndValue(elements[index].substr(2), name, value);
-    return takeOption(name, std::move(value), elements, index);
+    const std::string_view text = elements[index].substr(2);
+    const auto [name, rest] = cutAtEquals(text);
+    return takeOption(name.empty() ? text : name, withoutEquals(rest), elements, index);
 }
 
-ArgvParser::ParserResults ArgvParser::parseShortForm(const ArgumentContainer& elements,
-                                                     std::size_t& index) {
-    std::string name;
-    std::string value;
-    if (splitOptionAndValue(elements[index].substr(1), name, value)) {
-        if (name.length() > 1) {
-            return fail(ParserMalformedMultipleShortOption, name);
-        }
-        return takeOption(name, std::move(value), elements, index);
+ArgvParser::ParserResults ArgvParser::parseShortForm(const Elements& elements, std::size_t& index) {
+    const std::string_view text = elements[index].substr(1);
+    const auto [name, rest] = cutAtEquals(text);
+    if (name.length() > 1) {
+        return fail(ParserMalformedMultipleShortOption, name);
     }
-    // Without a value the name is all that follows the dash.
-    return name.length() == 1 ? takeOption(name, {}, elements, index) : parseGroup(name);
+    if (name.length() == 1) {
+        return takeOption(name, withoutEquals(rest), elements, index);
+    }
+    return text.length() == 1 ? takeOption(text, {}, elements, index) : parseGroup(text);
 }
 
 // Members of a group get no value, not even those that require one.
-ArgvParser::ParserResults ArgvParser::parseGroup(const std::string& labels) {
-    for (const char label : labels) {
+ArgvParser::ParserResults ArgvParser::parseGroup(std::string_view labels) {
+    for (std::size_t i = 0; i < labels.length(); ++i) {
         unsigned int key = 0;
-        const ParserResults result = identify(std::string(1, label), key);
+        const ParserResults result = identify(labels.substr(i, 1), key);
         if (result != NoParserError) {
             return result;
         }
@@ -433,9 +465,8 @@ ArgvParser::ParserResults ArgvParser::parseGroup(const std::string& labels) {
 
 // Records one option. A value that is required and not joined to the name is the next element, on
 // which `index` then stands.
-ArgvParser::ParserResults ArgvParser::takeOption(const std::string& name, std::string value,
-                                                 const ArgumentContainer& elements,
-                                                 std::size_t& index) {
+ArgvParser::ParserResults ArgvParser::takeOption(std::string_view name, std::string value,
+                                                 const Elements& elements, std::size_t& index) {
     unsigned int key = 0;
     const ParserResults result = identify(name, key);
     if (result != NoParserError) {
@@ -443,7 +474,7 @@ ArgvParser::ParserResults ArgvParser::takeOption(const std::string& name, std::s
     }
     if ((option2attribute[key] & OptionRequiresValue) != 0 && value.empty()) {
         ++index;
-        if (index >= elements.size() || isValidOptionString(elements[index])) {
+        if (index >= elements.size() || isOption(elements[index])) {
             return fail(ParserMissingValue, name);
         }
         value = elements[index];
@@ -452,8 +483,8 @@ ArgvParser::ParserResults ArgvParser::takeOption(const std::string& name, std::s
     return NoParserError;
 }
 
-ArgvParser::ParserResults ArgvParser::identify(const std::string& name, unsigned int& key) {
-    const auto label = option2key.find(name);
+ArgvParser::ParserResults ArgvParser::identify(std::string_view name, unsigned int& key) {
+    const auto label = option2key.find(std::string(name));
     if (label == option2key.end()) {
         return fail(ParserUnknownOption, name);
     }
@@ -471,7 +502,7 @@ ArgvParser::ParserResults ArgvParser::checkRequiredOptions() {
     return NoParserError;
 }
 
-ArgvParser::ParserResults ArgvParser::fail(ParserResults result, const std::string& option) {
+ArgvParser::ParserResults ArgvParser::fail(ParserResults result, std::string_view option) {
     error_option = option;
     return result;
 }

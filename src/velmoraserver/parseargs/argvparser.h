@@ -4,6 +4,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // A command-line parser of its own: options with alternative labels, grouped short options, texts
@@ -140,14 +141,16 @@ public:
     [[nodiscard]] std::list<std::string> getAllOptionAlternatives(unsigned int key) const;
 
 private:
-    ParserResults parseLongOption(const ArgumentContainer& elements, std::size_t& index);
-    ParserResults parseShortForm(const ArgumentContainer& elements, std::size_t& index);
-    ParserResults parseGroup(const std::string& labels);
-    ParserResults takeOption(const std::string& name, std::string value,
-                             const ArgumentContainer& elements, std::size_t& index);
-    ParserResults identify(const std::string& name, unsigned int& key);
+    using Elements = std::vector<std::string_view>;  // of a command line, which owns the texts
+
+    ParserResults parseLongOption(const Elements& elements, std::size_t& index);
+    ParserResults parseShortForm(const Elements& elements, std::size_t& index);
+    ParserResults parseGroup(std::string_view labels);
+    ParserResults takeOption(std::string_view name, std::string value, const Elements& elements,
+                             std::size_t& index);
+    ParserResults identify(std::string_view name, unsigned int& key);
     ParserResults checkRequiredOptions();
-    ParserResults fail(ParserResults result, const std::string& option);
+    ParserResults fail(ParserResults result, std::string_view option);
 
     [[nodiscard]] std::string introductionText(unsigned int width) const;
     [[nodiscard]] std::string optionsText(unsigned int width) const;

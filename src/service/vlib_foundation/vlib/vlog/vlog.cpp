@@ -11,6 +11,7 @@
 #include "vlib/vlog/vlog_default_config.h"
 #include "vlib/vlog/vlog_format.h"
 #include "vlib/vos/vdiagnostic.h"
+#include "vlib/vos/vfile_access.h"
 #include "vlib/vos/vtime.h"
 
 namespace {
@@ -32,26 +33,39 @@ VMutex& lifecycleMutex() {
     return mutex;
 }
 
+// Which of 64 bits stands for the rules of a topic and level.
+uint64_t ruleBit(std::string_view topic, uint32_t level) {
+    const size_t first = topic.empty() ? 0 : static_cast<unsigned char>(topic.front());
+    return uint64_t{1} << ((first + 7 * topic.size() + level) % 64);
+}
+
 bool isDefaultName(const std::string& name) {
     return std::ranges::equal(name, std::string_view("default"),
                               [](unsigned char a, char b) { return std::tolower(a) == b; });
 }
 
-// Copies the whole of an open file into a backup. False when any byte of it did not get there.
-bool backUp(VFile& file, const std::string& backupName) {
-    std::vector<unsigned char> content;
-    if (!file.read(content)) {
+// Copies an open file of so many bytes, and empties the copy when not all of them got there: half
+// a copy is of no use, and on a full disk it takes the room that the next line needs.
+bool backUp(VFile& file, size_t size, const std::string& backupName) {
+    // In pieces, since memory for the whole costs as much as the copy.
+    constexpr size_t pieceSize = 65536;
+    // A FIFO has no size, and reading it would take what belongs to others.
+    constexpr auto noSize = static_cast<size_t>(-1);
+    std::vector<unsigned char> piece;
+    if (size == noSize || !file.read(piece, std::min(size, pieceSize))) {
         return false;
     }
     VFile backup;
     if (!backup.open(backupName.c_str(), "wb")) {
         return false;
     }
-    const bool written = backup.write(content);
-    if (backup.close() && written) {
+    bool copied = backup.write(piece);
+    for (size_t left = size - piece.size(); copied && left > 0; left -= piece.size()) {
+        copied = file.read(piece, std::min(left, pieceSize)) && backup.write(piece);
+    }
+    if (backup.close() && copied) {
         return true;
     }
-    // Half a copy is of no use, and on a full disk it takes the room that the next line needs.
     backup.open(backupName.c_str(), "wb");
     return false;
 }
@@ -116,6 +130,7 @@ VLog::~VLog() {
 int VLog::configFromFile(std::string filename) {
     config.removeAll();
     const int state = config.loadFromFile(filename);
+    noteRules();
     if ((state & VLogConfig::FILE_NOT_FOUND) != 0) {
         configFromDefault();
         write(ownTopic, 1, VLogConfig::CRITICAL, sourceName, __LINE__,
@@ -137,6 +152,7 @@ int VLog::configFromDefault() {
     config.removeAll();
     std::string text = vlogDefaultConfig();
     const int state = config.loadFromString(text);
+    noteRules();
     configStderr();
     return state;
 }
@@ -146,14 +162,30 @@ void VLog::addTopic(std::string topic, uint32_t level, uint32_t tagfmt,
     VLogConfig::Entry entry{std::move(topic), level, tagfmt, std::move(files), std::move(sizes)};
     VLogConfig::pairSizes(entry);
     config.addEntry(entry);
+    noteRules();
 }
 
 void VLog::removeTopic(std::string topic, uint32_t level) {
     config.removeEntry(std::move(topic), level);
+    noteRules();
+}
+
+void VLog::noteRules() {
+    ruleBits = 0;
+    for (const auto& [key, entry] : config.configTree) {
+        ruleBits |= ruleBit(key.first, key.second);
+    }
+}
+
+bool VLog::mayHaveRule(const std::string& topic, uint32_t level) const {
+    return (ruleBits & ruleBit(topic, level)) != 0;
 }
 
 void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* file, int line,
                  const char* fmt, ...) {
+    if (!mayHaveRule(topic, level)) {
+        return;
+    }
     const VLogConfig::Entry* rule = config.findEntry(topic, level);
     if (rule == nullptr) {
         return;
@@ -179,20 +211,22 @@ void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* fil
                                            .line = line},
                                           fmt != nullptr ? fmt : "", args);
     va_end(args);
-    deliver(entry);
+    deliver(std::move(entry));
 }
 
-void VLog::deliver(const LogEntry& entry) {
+void VLog::deliver(LogEntry&& entry) {
     const VMutexGuard guard(mutex);
     if (std::ranges::find(entry.rules.files, vlogConsole) != entry.rules.files.end()) {
         std::fputs(entry.buffer.c_str(), stdout);
         std::fflush(stdout);
     }
+    const LogEntry* delivered = &entry;
     if (messages.size() < maxQueued) {
-        messages.push_back(entry);
+        messages.push_back(std::move(entry));
+        delivered = &messages.back();
     }
     for (ILogSink* sink : sinks) {
-        sink->consume(this, entry);
+        sink->consume(this, *delivered);
     }
 }
 
@@ -242,7 +276,6 @@ void VLog::cleanup() {
 
 void VLog::dumpToFile() {
     const VMutexGuard drain(drainMutex);
-    std::vector<LogEntry> taken;
     {
         const VMutexGuard guard(mutex);
         taken.swap(messages);
@@ -254,6 +287,7 @@ void VLog::dumpToFile() {
             }
         }
     }
+    taken.clear();
 }
 
 void VLog::appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line) {
@@ -270,7 +304,8 @@ void VLog::appendLine(const std::string& filename, uint64_t maxFileSize, const s
 void VLog::rotateFile(std::string filename, size_t maxFileSize) {
     VFile file;
     file.open(filename.c_str(), "rb");  // not looked at: a file that is not there has size 0
-    if (file.getSize() > maxFileSize && backUp(file, filename + backupSuffix)) {
+    const size_t size = vos::sizeOf(file);
+    if (size > maxFileSize && backUp(file, size, filename + backupSuffix)) {
         file.close();
         file.open(filename.c_str(), "wb");
     }

@@ -118,8 +118,10 @@ public:
     void rotateFile(std::string filename, size_t maxFileSize);
 
 private:
+    [[nodiscard]] bool mayHaveRule(const std::string& topic, uint32_t level) const;
+    void noteRules();
     void appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line);
-    void deliver(const LogEntry& entry) VOS_EXCLUDES(mutex);
+    void deliver(LogEntry&& entry) VOS_EXCLUDES(mutex);
 
     std::vector<LogEntry> messages VOS_GUARDED_BY(mutex);
     std::unique_ptr<VThread> thread;
@@ -128,6 +130,10 @@ private:
     VLogConfig config;  // on purpose not guarded: changed at start-up only
     std::vector<ILogSink*> sinks VOS_GUARDED_BY(mutex);
     VMutex drainMutex;  // one drain at a time, so that the order of the lines is kept
+    // What a drain works on. Changes places with the queue, so that neither has to grow again.
+    std::vector<LogEntry> taken VOS_GUARDED_BY(drainMutex);
+    // A bit for each rule, several rules a bit. Most messages without a rule are known by it.
+    uint64_t ruleBits = 0;
 
     static std::atomic<VLog*> Log;  // the global logger
 };

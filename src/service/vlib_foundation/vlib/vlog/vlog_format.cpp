@@ -1,36 +1,77 @@
 #include "vlib/vlog/vlog_format.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstddef>
 #include <cstdio>
+#include <iterator>
+#include <limits>
+#include <string_view>
 
 namespace vlogformat {
 namespace {
 
 constexpr size_t minThreadIdLength = 8;
+constexpr size_t minTopicLength = 8;
+constexpr size_t minIdLength = 4;
 
-// The length of the text that snprintf left in a buffer of size bytes.
-size_t keptLength(int result, size_t size) {
-    return result < 0 ? 0 : std::min(static_cast<size_t>(result), size - 1);
-}
+constexpr char lineEnd[] = "\r\n";
+constexpr size_t lineEndLength = sizeof lineEnd - 1;
+
+// Fills the place of a prefix. By hand, since the C library takes longer for this than for all the
+// rest of a line. What does not fit is left out.
+class PrefixWriter {
+public:
+    explicit PrefixWriter(char* place) : begin(place), end(place) {}
+
+    PrefixWriter& operator<<(std::string_view text) {
+        const size_t length = std::min(text.size(), prefixLimit - 1 - size());
+        end = std::copy_n(text.data(), length, end);
+        return *this;
+    }
+    PrefixWriter& operator<<(int number) {
+        char digits[std::numeric_limits<int>::digits10 + 2];
+        const auto result = std::to_chars(std::begin(digits), std::end(digits), number);
+        return *this << std::string_view(digits, static_cast<size_t>(result.ptr - digits));
+    }
+    PrefixWriter& topic(std::string_view text) {
+        constexpr std::string_view blanks = "        ";
+        static_assert(blanks.size() == minTopicLength);
+        return *this << text << blanks.substr(std::min(text.size(), blanks.size()));
+    }
+    PrefixWriter& id(uint32_t number) {
+        char digits[2 * sizeof number];
+        char* first = std::end(digits);
+        do {
+            *--first = "0123456789ABCDEF"[number % 16];
+            number /= 16;
+        } while (number > 0 || std::end(digits) - first < static_cast<ptrdiff_t>(minIdLength));
+        return *this << "0x"
+                     << std::string_view(first, static_cast<size_t>(std::end(digits) - first));
+    }
+    [[nodiscard]] size_t size() const { return static_cast<size_t>(end - begin); }
+
+private:
+    char* const begin;
+    char* end;
+};
 
 size_t writePrefix(char* buffer, const Prefix& p) {
-    int result = 0;
-    switch (p.tagfmt) {
-        case VLogConfig::SIMPLE:
-            result = std::snprintf(buffer, prefixLimit, "[%-8s : 0x%04X : %s] -> ", p.topic, p.id,
-                                   p.level);
-            break;
-        case VLogConfig::FULL:
-            result = std::snprintf(
-                buffer, prefixLimit, "[%s : %s : %-8s : 0x%04X : %s : %s : %d] -> ", p.timestamp,
-                threadIdText(p.tid).c_str(), p.topic, p.id, p.level, p.file, p.line);
-            break;
-        default:
-            result = std::snprintf(buffer, prefixLimit, "[%s : %-8s : 0x%04X : %s] -> ",
-                                   p.timestamp, p.topic, p.id, p.level);
-            break;
+    PrefixWriter prefix(buffer);
+    prefix << "[";
+    if (p.tagfmt != VLogConfig::SIMPLE) {
+        prefix << p.timestamp << " : ";
     }
-    return keptLength(result, prefixLimit);
+    if (p.tagfmt == VLogConfig::FULL) {
+        prefix << threadIdText(p.tid) << " : ";
+    }
+    prefix.topic(p.topic) << " : ";
+    prefix.id(p.id) << " : " << p.level;
+    if (p.tagfmt == VLogConfig::FULL) {
+        prefix << " : " << p.file << " : " << p.line;
+    }
+    prefix << "] -> ";
+    return prefix.size();
 }
 
 }  // namespace
@@ -63,15 +104,22 @@ std::string threadIdText(os_thread_t tid) {
 }
 
 std::string formatLine(const Prefix& prefix, const char* fmt, std::va_list args) {
-    std::string buffer(bufferSize, '?');
-    const size_t prefixLength = writePrefix(buffer.data(), prefix);
+    // On the stack, so that the line is allocated once, with the size that it has.
+    char buffer[bufferSize + lineEndLength];
+    const size_t prefixLength = writePrefix(buffer, prefix);
     const int messageLength =
-        std::vsnprintf(buffer.data() + prefixLength, bufferSize - prefixLength, fmt, args);
-    // Only the length counts: beyond what was written there are zero bytes, never what stood there
-    // before.
-    buffer.resize(prefixLength + static_cast<size_t>(std::max(messageLength, 0)), '\0');
-    buffer += "\r\n";
-    return buffer;
+        std::vsnprintf(buffer + prefixLength, bufferSize - prefixLength, fmt, args);
+    const size_t length = prefixLength + static_cast<size_t>(std::max(messageLength, 0));
+    if (length < bufferSize) {
+        std::copy_n(lineEnd, lineEndLength, buffer + length);
+        return {buffer, length + lineEndLength};
+    }
+    std::string line;
+    line.reserve(length + lineEndLength);
+    line.assign(buffer, bufferSize - 1);
+    line.resize(length, '\0');
+    line += lineEnd;
+    return line;
 }
 
 }  // namespace vlogformat

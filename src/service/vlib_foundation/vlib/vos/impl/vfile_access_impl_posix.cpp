@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -23,6 +24,14 @@ bool opens(const std::string& path, int flags) {
 }  // namespace
 
 namespace vos {
+
+size_t sizeOf(VFile& file) {
+    struct stat status {};
+    if (::fstat(file.getFd(), &status) == 0 && S_ISREG(status.st_mode)) {
+        return static_cast<size_t>(status.st_size);
+    }
+    return file.getSize();
+}
 
 std::string creationPath(const std::string& path) {
     constexpr int maxLinks = 40;  // as many as the kernel follows

