@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs what is needed, by package name (Debian 12). Quick and silent when nothing is missing.
 #
-# usage: scripts/deps.sh [run|test|package|ci]
+# usage: scripts/deps.sh [run|test|package|page|ci]
 #
 #   run       what scripts/run.sh needs: to build the daemon and to talk to it
 #   test      that, and what scripts/test.sh needs (the default)
 #   package   what scripts/run.sh needs, and scripts/package.sh and scripts/package-test.sh
+#   page      what scripts/run.sh needs, and tests/page/run.sh: a browser and its driver
 #   ci        all of that, and the other compiler and the checkers of .ci/run
 set -euo pipefail
 
@@ -18,9 +19,10 @@ test_packages=(
   qrencode systemd zint zsh
 )
 package_packages=("${run_packages[@]}" debhelper debootstrap dpkg-dev lintian)
+page_packages=("${run_packages[@]}" chromium chromium-driver python3-selenium qrencode)
 ci_packages=(
-  "${test_packages[@]}" "${package_packages[@]}" clang-14 clang-format clang-tidy gcovr libclang-rt-14-dev python3
-  shellcheck
+  "${test_packages[@]}" "${package_packages[@]}" "${page_packages[@]}" clang-14 clang-format clang-tidy gcovr
+  libclang-rt-14-dev python3 shellcheck
 )
 
 die() {
@@ -32,12 +34,13 @@ case "${1-test}" in
   run) packages=("${run_packages[@]}") ;;
   test) packages=("${test_packages[@]}") ;;
   package) packages=("${package_packages[@]}") ;;
+  page) packages=("${page_packages[@]}") ;;
   ci) packages=("${ci_packages[@]}") ;;
   -h | --help)
     sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"
     exit 0
     ;;
-  *) die "unknown set '$1': run, test, package or ci" ;;
+  *) die "unknown set '$1': run, test, package, page or ci" ;;
 esac
 
 if ! command -v apt-get >/dev/null; then

@@ -1,6 +1,7 @@
 """The engine's page in a browser. Started by tests/page/run.sh, with the daemon's program as the argument."""
 
 import base64
+import concurrent.futures
 import json
 import sys
 import unittest
@@ -110,12 +111,11 @@ class PageTest(unittest.TestCase):
     def assert_outline_holds_ink(self):
         """Compares the only outline with what can be seen on the screen."""
         self.browser.run("""for (const id of ['outlines', 'badges'])
-            document.getElementById(id).style.visibility = 'hidden';
-            document.getElementById('stage').scrollIntoView({block: 'center'})""")
+            document.getElementById(id).style.visibility = 'hidden'; scrollTo(0, 0)""")
         outline, = self.outlines()
-        screen = pictures.read_png(self.browser.driver.get_screenshot_as_png())
         left, top, right, bottom = (round(value) for value in self.image_box())
-        box = screen.ink_box(left + 3, top + 3, right - 3, bottom - 3)
+        seen = pictures.read_png(self.browser.photograph(left + 3, top + 3, right - 3, bottom - 3))
+        box = [value + origin for value, origin in zip(seen.ink_box(), (left + 3, top + 3) * 2)]
         self.assert_near([f(at[axis] for at in outline) for f in (min, max) for axis in (0, 1)], box)
 
 
@@ -462,7 +462,7 @@ class Answers(PageTest):
         self.browser.wait(lambda: self.browser.text("images") == "1,534")
         self.assertEqual(self.browser.text("unreadable"), "34")
         self.assertEqual(self.browser.text("health-text"), "Serving · 2 copies")
-        self.assertEqual(self.browser.text("rate-summary"), "0 images in the last five minutes")
+        self.assertEqual(self.browser.text("rate-summary"), "0 requests in the last five minutes")
 
     def test_nobody_is_asked_while_nobody_looks(self):
         page = self.browser.driver.current_window_handle
@@ -495,7 +495,7 @@ class Engine(PageTest):
         self.browser.wait(lambda: int(self.browser.text("images")) == before + 3)
         self.assertIn("M", self.browser.find("rate-bars").get_dom_attribute("d"))
         self.assertIn("M", self.browser.find("worked-bars").get_dom_attribute("d"))
-        self.assertEqual(self.browser.text("rate-summary"), "3 images in the last five minutes")
+        self.assertEqual(self.browser.text("rate-summary"), "3 requests in the last five minutes")
         self.assertRegex(self.browser.text("time-summary"), r"^An image waited [0-9.]+ ms and was worked on for")
         status = json.loads(self.daemon.ask("GET", "/v1/status").content)
         self.assertEqual(self.browser.text("version"), f"{status['description']} · 1.0.0 · {status['build']}")
@@ -571,13 +571,14 @@ def take_screenshot(path):
         browser.resize(1200, 900)
         browser.open(daemon.port)
         picture = two_symbols()[0].png()
-        for count in (4, 9, 6, 12, 3, 8, 10, 5):
-            for _ in range(count):
-                daemon.recognise(picture)
+        for look in range(60):
+            with concurrent.futures.ThreadPoolExecutor(4) as clients:
+                list(clients.map(daemon.recognise, [picture] * (5 + look * 37 % 23)))
             seen = browser.text("rate-summary")
             browser.wait(lambda: browser.text("rate-summary") != seen)
+        images = int(browser.text("images"))
         browser.choose("two.png", picture)
-        browser.wait(lambda: browser.text("images") == "58")
+        browser.wait(lambda: browser.text("images") == str(images + 1))
         height = browser.run("return document.documentElement.scrollHeight")
         browser.resize(1200, height)
         with open(path, "wb") as file:

@@ -36,15 +36,15 @@ class Picture:
         head = f"YUV4MPEG2 W{self.width} H{self.height} F10:1 Ip A1:1 C420jpeg\n".encode()
         return head + 2 * (b"FRAME\n" + bytes(self.pixels) + colours)
 
-    def ink_box(self, left, top, right, bottom):
-        """Left, top, right and bottom of what is dark inside a box."""
+    def ink_box(self):
+        """Left, top, right and bottom of what is dark."""
         columns, rows = [], []
-        for y in range(top, bottom):
-            line = self.pixels[y * self.width + left : y * self.width + right]
+        for y in range(self.height):
+            line = self.pixels[y * self.width : (y + 1) * self.width]
             dark = [x for x, grey in enumerate(line) if grey < 96]
             if dark:
                 rows.append(y)
-                columns += [left + dark[0], left + dark[-1]]
+                columns += [dark[0], dark[-1]]
         return min(columns), rows[0], max(columns) + 1, rows[-1] + 1
 
 

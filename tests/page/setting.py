@@ -1,5 +1,6 @@
 """What the test of the page runs in: the daemon, a server that answers as it is told, and the browser."""
 
+import base64
 import http.client
 import http.server
 import json
@@ -187,6 +188,12 @@ class Browser:
 
     def command(self, name, **parameters):
         return self.driver.execute_cdp_cmd(name, parameters)
+
+    def photograph(self, left, top, right, bottom):
+        """A part of the page as a PNG file."""
+        part = {"x": left, "y": top, "width": right - left, "height": bottom - top, "scale": 1}
+        return base64.b64decode(self.command("Page.captureScreenshot", format="png", clip=part,
+                                             captureBeyondViewport=True)["data"])
 
     def wait(self, condition):
         WebDriverWait(self.driver, PATIENCE, 0.05).until(lambda _: condition())

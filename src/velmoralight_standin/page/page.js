@@ -493,7 +493,7 @@ const kForgetAfter = 3;         // rounds through all copies in which one did no
 // By start time and port: what a copy said last, and the number of the look at which it did.
 const copies = new Map();
 let looks = 0;
-// What was new at each look: {from, to} in seconds, {images, waited, worked} with seconds too.
+// What was new at each look: {from, to, waited, worked} in seconds, {requests, images}.
 const samples = [];
 
 const seconds = () => performance.now() / 1000;
@@ -538,8 +538,9 @@ function takeIn(status) {
     }
   }
   if (known) {
-    samples.push({from: samples.at(-1)?.to > known.at ? samples.at(-1).to : known.at, to: now.at,
-                  images: now.images - known.images, waited: now.waited - known.waited, worked: now.worked - known.worked});
+    const gained = (name) => now[name] - known[name];
+    samples.push({from: Math.max(known.at, samples.at(-1)?.to ?? 0), to: now.at, images: gained('images'),
+                  requests: gained('images') + gained('refused'), waited: gained('waited'), worked: gained('worked')});
   }
   showCounters();
   const many = copies.size > 1 ? ` · ${copies.size} copies` : '';
@@ -609,18 +610,17 @@ function drawPlots() {
   while (samples.length > 0 && samples[0].to < start) {
     samples.shift();
   }
-  const active = samples.filter(({images}) => images > 0);
-  drawRates(active);
-  drawTimes(active);
+  drawRates(samples.filter(({requests}) => requests > 0));
+  drawTimes(samples.filter(({images}) => images > 0));
 }
 
 function drawRates(active) {
-  const bars = active.map(({from, to, images}) => ({from, to, low: 0, high: images / Math.max(to - from, 0.1)}));
+  const bars = active.map(({from, to, requests}) => ({from, to, low: 0, high: requests / Math.max(to - from, 0.1)}));
   const most = roundedUp(Math.max(1, ...bars.map(({high}) => high)));
   $('rate-bars').setAttribute('d', pathOf(bars, most));
   $('rate-most').textContent = `${inWhole(most)} a second`;
-  const images = sum(active.map((sample) => sample.images));
-  $('rate-summary').textContent = `${inWhole(images)} images in the last five minutes`;
+  const requests = sum(active.map((sample) => sample.requests));
+  $('rate-summary').textContent = `${inWhole(requests)} requests in the last five minutes`;
 }
 
 function drawTimes(active) {
