@@ -1,9 +1,12 @@
 """The engine's page in a browser. Started by tests/page/run.sh, with the daemon's program as the argument."""
 
+import atexit
 import base64
 import concurrent.futures
 import json
+import signal
 import sys
+import time
 import unittest
 import urllib.parse
 
@@ -43,10 +46,10 @@ class PageTest(unittest.TestCase):
     def setUpClass(cls):
         if not PageTest.daemon:
             PageTest.daemon = setting.Daemon(PROGRAM)
-            unittest.addModuleCleanup(PageTest.daemon.stop)
+            atexit.register(PageTest.daemon.stop)
         if cls.film not in cls.browsers:
             cls.browsers[cls.film] = setting.Browser(cls.film)
-            unittest.addModuleCleanup(cls.browsers[cls.film].stop)
+            atexit.register(cls.browsers[cls.film].stop)
         cls.browser = cls.browsers[cls.film]
         cls.browser.driver.get("about:blank")
         cls.browser.collect()  # what the browser did for itself before
@@ -467,19 +470,17 @@ class Answers(PageTest):
     def test_nobody_is_asked_while_nobody_looks(self):
         page = self.browser.driver.current_window_handle
         self.browser.driver.switch_to.new_window("tab")
-        try:
-            setting.wait_until(lambda: self.pauses_for(5))
-        finally:
-            self.browser.driver.close()
-            self.browser.driver.switch_to.window(page)
+        setting.wait_until(lambda: self.pauses_for(5))
+        self.browser.driver.close()
+        self.browser.driver.switch_to.window(page)
         asked = self.server.asked
         setting.wait_until(lambda: self.server.asked > asked)
 
     def pauses_for(self, seconds):
         """Whether there is a time of so many seconds without a look at the engine."""
-        asked, end = self.server.asked, setting.time.monotonic() + seconds
-        while self.server.asked == asked and setting.time.monotonic() < end:
-            setting.time.sleep(0.05)
+        asked, end = self.server.asked, time.monotonic() + seconds
+        while self.server.asked == asked and time.monotonic() < end:
+            time.sleep(0.05)
         return self.server.asked == asked
 
 
@@ -590,8 +591,8 @@ def take_screenshot(path):
 
 
 if __name__ == "__main__":
-    # A signal ends the test like a failure, with everything that it has started.
-    setting.signal.signal(setting.signal.SIGTERM, lambda *_: sys.exit(143))
+    # Being ended is like Ctrl-C: no further test, and what was started ends too.
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
     PROGRAM = sys.argv.pop(1)
     if sys.argv[1:2] == ["--screenshot"]:
         take_screenshot(sys.argv[2])

@@ -5,7 +5,6 @@ import http.client
 import http.server
 import json
 import os
-import signal
 import socket
 import subprocess
 import tempfile
