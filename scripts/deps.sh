@@ -41,7 +41,7 @@ case "${1-}" in
     exit 0
     ;;
 esac
-wanted=${1-test}
+wanted=${1:-test}
 [[ -n ${sets[$wanted]-} ]] || die "unknown set '$wanted': scripts/deps.sh --help names them"
 mapfile -t packages < <(tr -s ' ' '\n' <<<"${sets[$wanted]}" | sort -u)
 

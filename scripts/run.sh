@@ -53,6 +53,7 @@ for ((i = 0; i < 100; ++i)); do
   if answers; then
     printf '\nServing. Try, in another terminal (Ctrl-C here ends it):\n\n'
     printf '  curl --data-binary @%s http://127.0.0.1:%s/v1/recognize\n\n' "$(printf %q "$root/config/sample.png")" "$port"
+    printf 'or look at http://127.0.0.1:%s/ in a browser.\n\n' "$port"
     wait "$daemon" || true
     daemon=
     die "the daemon has ended; what it said last stands above and in build/run/velmoraserviced.log"

@@ -10,8 +10,10 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/beast/http/span_body.hpp>
 #include <boost/beast/http/write.hpp>
 
+#include "velmoralight_standin/page.h"
 #include "velmoralight_standin/protocol.h"
 #include "velmoralight_standin/reports.h"
 #include "velmoralight_standin/request_target.h"
@@ -34,8 +36,11 @@ Bytes bytesOf(const std::string& text) {
     return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
 }
 
-http::response<http::string_body> messageOf(Response response, const Connection::Manner& manner) {
-    http::response<http::string_body> message;
+using Body = http::span_body<const char>;
+
+// The message's body is that of `response`, which has to outlive it.
+http::response<Body> messageOf(const Response& response, const Connection::Manner& manner) {
+    http::response<Body> message;
     message.version(manner.version);
     message.result(static_cast<unsigned int>(response.status));
     message.set(http::field::server, std::string("velmoraLight-stand-in/") + kVersionText);
@@ -45,10 +50,11 @@ http::response<http::string_body> messageOf(Response response, const Connection:
     for (const auto& [name, value] : response.fields) {
         message.set(name, value);
     }
-    message.content_length(response.body.size());
+    const std::string_view text = response.text();
+    message.content_length(text.size());
     message.keep_alive(manner.next == Connection::Next::Stay);
     if (!manner.headOnly) {
-        message.body() = std::move(response.body);
+        message.body() = {text.data(), text.size()};
     }
     return message;
 }
@@ -186,8 +192,14 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
     if (!hasBody) {
         co_return Next::Leave;
     }
-    Response response = co_await answer(std::get<Route>(routed), std::string(target.query),
-                                        std::move(parser.get().body()));
+    const Route wanted = std::get<Route>(routed);
+    if (wanted == Route::Page || leavesAfterAnswer(parser.get())) {
+        // A browser would keep the connection, and with it a place that others need, for as long as
+        // the page is looked at.
+        manner.next = Next::Leave;
+    }
+    Response response =
+        co_await answer(wanted, std::string(target.query), std::move(parser.get().body()));
     const Next next = co_await send(std::move(response), manner);
     co_return next;
 }
@@ -244,8 +256,11 @@ asio::awaitable<bool> Connection::readBody(Parser& parser) {
 }
 
 asio::awaitable<Response> Connection::answer(Route route, std::string query, std::string body) {
-    const ServerState state{context_.config, context_.counters, context_.pool.load()};
+    const ServerState state{context_.config, context_.counters, context_.pool.load(),
+                            context_.started};
     switch (route) {
+        case Route::Page:
+            co_return pageReport();
         case Route::Status:
             co_return statusReport(state);
         case Route::Health:
@@ -324,7 +339,7 @@ asio::awaitable<Connection::Next> Connection::send(Response response, Manner man
         manner.next = Next::Leave;
     }
     ++context_.counters.responses[response.status];
-    auto message = messageOf(std::move(response), manner);
+    auto message = messageOf(response, manner);
     phase_ = Phase::Answering;
     deadline_.within(context_.stopping ? limits.stopGrace : limits.answerTimeout);
     error_code error;

@@ -60,6 +60,10 @@ std::optional<Response> objectionTo(const http::request_header<>& header, bool c
     return std::nullopt;
 }
 
+bool leavesAfterAnswer(const http::request_header<>& header) {
+    return boost::beast::iequals(header["Velmora-Connection"], "close");
+}
+
 bool expectsContinue(const http::request_header<>& header) {
     return header.version() == kHttp11 &&
            boost::beast::iequals(header[http::field::expect], "100-continue");

@@ -25,6 +25,10 @@ namespace standin {
 [[nodiscard]] std::optional<Response> objectionTo(
     const boost::beast::http::request_header<>& header, bool chunked);
 
+// Whether the client wants its connection closed after the answer, without the `Connection` field:
+// a browser does not let a page set that one, so a page says `Velmora-Connection: close`.
+[[nodiscard]] bool leavesAfterAnswer(const boost::beast::http::request_header<>& header);
+
 // Whether the client waits for "100 Continue" before it sends its body.
 [[nodiscard]] bool expectsContinue(const boost::beast::http::request_header<>& header);
 

@@ -148,6 +148,7 @@ Response statusReport(const ServerState& state) {
     body["version"] = kVersionText;
     body["build"] = buildIdentifier();
     body["description"] = kDescription;
+    body["startTimeSeconds"] = seconds(state.started.time_since_epoch());
     body["config"] = jsonOf(state.config);
     body["counters"] = jsonOf(state.counters, state.load);
     Response response;

@@ -1,6 +1,8 @@
 // What a server tells about itself.
 #pragma once
 
+#include <chrono>
+
 #include "velmora_light_api_server.h"
 #include "velmoralight_standin/counters.h"
 #include "velmoralight_standin/response.h"
@@ -13,6 +15,7 @@ struct ServerState {
     const VelmoraLightServerConfig& config;
     const Counters& counters;
     WorkerPool::Load load;
+    std::chrono::system_clock::time_point started;  // when the server was created
 };
 
 // The answer to GET /v1/status: version, build, the five numbers, counters.

@@ -14,6 +14,7 @@ struct Entry {
 };
 
 constexpr Entry kRoutes[] = {
+    {"/", Route::Page, true},
     {"/v1/recognize", Route::Recognize, false},
     {"/v1/status", Route::Status, true},
     {"/healthz", Route::Health, true},

@@ -8,7 +8,7 @@
 
 namespace standin {
 
-enum class Route { Recognize, Status, Health, Metrics };
+enum class Route { Page, Recognize, Status, Health, Metrics };
 
 // The part that answers, or the answer itself: 404 for an unknown path, 405 with `Allow` for a
 // method that the path does not know. GET includes HEAD.

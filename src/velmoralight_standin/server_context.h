@@ -1,6 +1,8 @@
 // What the connections of one server share.
 #pragma once
 
+#include <chrono>
+
 #include "velmora_light_api_server.h"
 #include "velmoralight_standin/counters.h"
 #include "velmoralight_standin/limits.h"
@@ -22,6 +24,8 @@ struct ServerContext {
     WorkerPool pool;
     Counters counters;
     bool stopping = false;
+    // Tells this server from the one before it, and from its copies.
+    const std::chrono::system_clock::time_point started = std::chrono::system_clock::now();
 
     [[nodiscard]] bool hasFreeConnection() const {
         return counters.connectionsOpen < static_cast<uint64_t>(config.conns);

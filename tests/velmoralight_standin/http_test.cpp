@@ -65,7 +65,8 @@ INSTANTIATE_TEST_SUITE_P(
     Requests, RefusedRequest,
     testing::Values(
         Exchange{"UnknownPath", "GET /v2/recognize HTTP/1.1\r\nHost: x\r\n\r\n", 404, 6},
-        Exchange{"Root", "GET / HTTP/1.1\r\nHost: x\r\n\r\n", 404, 6},
+        Exchange{"PostOfThePage", "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 4\r\n\r\nbody",
+                 405, 6},
         Exchange{"PathThatIsLonger", "GET /healthz/ HTTP/1.1\r\nHost: x\r\n\r\n", 404, 6},
         Exchange{"GetOfRecognize", "GET /v1/recognize HTTP/1.1\r\nHost: x\r\n\r\n", 405, 6},
         Exchange{"PostOfStatus",
@@ -228,6 +229,23 @@ TEST(Connection, IsClosedWhenTheClientAsksForIt) {
     client.send(httpRequest("GET", "/healthz", "", "Connection: close\r\n"));
     EXPECT_EQ(client.receive().fields.at("connection"), "close");
     EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}
+
+TEST(Connection, IsClosedWhenAPageAsksForIt) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send(httpRequest("GET", "/healthz", "", "Velmora-Connection: Close\r\n"));
+    EXPECT_EQ(client.receive().fields.at("connection"), "close");
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}
+
+TEST(Connection, StaysWhenAPageAsksForIt) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    for (int request = 0; request < 2; ++request) {
+        client.send(httpRequest("GET", "/healthz", "", "Velmora-Connection: keep-alive\r\n"));
+        EXPECT_EQ(client.receive().status, 200);
+    }
 }
 
 TEST(Connection, IsClosedAfterARequestOfTheOldVersion) {

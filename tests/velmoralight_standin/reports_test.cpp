@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -59,6 +60,23 @@ TEST(Status, TellsTheFiveNumbers) {
                                                 {"threads", 4},
                                                 {"threadQueueSize", 5},
                                                 {"queueTimeout", 6}}));
+}
+
+TEST(Status, TellsWhenTheServerWasCreated) {
+    using std::chrono::system_clock;
+    const std::chrono::duration<double> before = system_clock::now().time_since_epoch();
+    const Engine engine;
+    const std::chrono::duration<double> after = system_clock::now().time_since_epoch();
+    const json start = statusOf(engine)["startTimeSeconds"];
+    EXPECT_GE(start.get<double>(), before.count());
+    EXPECT_LE(start.get<double>(), after.count());
+    EXPECT_EQ(statusOf(engine)["startTimeSeconds"], start);
+}
+
+TEST(Status, TellsServersApart) {
+    const Engine one;
+    const Engine other;
+    EXPECT_NE(statusOf(one)["startTimeSeconds"], statusOf(other)["startTimeSeconds"]);
 }
 
 TEST(Status, CountsWhatHappened) {

@@ -12,7 +12,13 @@ TEST(Router, KnowsThePaths) {
     EXPECT_EQ(std::get<Route>(standin::route("HEAD", "/metrics")), Route::Metrics);
 }
 
+TEST(Router, HasThePageAtTheRoot) {
+    EXPECT_EQ(std::get<Route>(standin::route("GET", "/")), Route::Page);
+    EXPECT_EQ(std::get<Route>(standin::route("HEAD", "/")), Route::Page);
+}
+
 TEST(Router, MatchesPathsExactly) {
+    EXPECT_EQ(std::get<Response>(standin::route("GET", "//")).status, 404);
     EXPECT_EQ(std::get<Response>(standin::route("GET", "/HEALTHZ")).status, 404);
     EXPECT_EQ(std::get<Response>(standin::route("GET", "")).status, 404);
 }

@@ -6,27 +6,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 #include <numbers>
 #include <stdexcept>
 
-namespace {
+#include "support/command_output.h"
 
-std::string outputOf(const std::string& command) {
-    std::FILE* pipe = ::popen(command.c_str(), "re");
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
-    }
-    std::string output;
-    char block[4096];
-    for (size_t count = 0; (count = std::fread(block, 1, sizeof block, pipe)) > 0;) {
-        output.append(block, count);
-    }
-    if (::pclose(pipe) != 0 || output.empty()) {
-        throw std::runtime_error("failed: " + command);
-    }
-    return output;
-}
+namespace {
 
 size_t at(const GreyImage& image, int x, int y) {
     return static_cast<size_t>(y) * static_cast<size_t>(image.width) + static_cast<size_t>(x);

@@ -1,0 +1,35 @@
+#include "velmoralight_standin/page.h"
+
+#include <string>
+
+#include "velmoralight_standin/page_text.h"
+
+namespace standin {
+
+namespace {
+
+// The image that is shown comes from the page itself (blob:), and so does the icon (data:). A text
+// cannot become markup, not even by mistake: the page may make no value for a place that takes any.
+std::string policy() {
+    return std::string("default-src 'none'; connect-src 'self'; img-src blob: data:; script-src '")
+        .append(pageScriptHash())
+        .append("'; style-src '")
+        .append(pageStyleHash())
+        .append(
+            "'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
+            "require-trusted-types-for 'script'; trusted-types 'none'");
+}
+
+}  // namespace
+
+Response pageReport() {
+    Response response;
+    response.contentType = "text/html; charset=utf-8";
+    response.fixedBody = pageText();
+    response.fields = {{"Content-Security-Policy", policy()},
+                       {"Permissions-Policy", "camera=(self), geolocation=(), microphone=()"},
+                       {"Referrer-Policy", "no-referrer"}};
+    return response;
+}
+
+}  // namespace standin
