@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Installs what is needed, by package name (Debian 12). Quick and silent when nothing is missing.
 #
-# usage: scripts/deps.sh [run|test|package|ci]
+# usage: scripts/deps.sh [run|test|package|many|copies|image|ci]
 #
 #   run       what scripts/run.sh needs: to build the daemon and to talk to it
 #   test      that, and what scripts/test.sh needs (the default)
 #   package   what scripts/run.sh needs, and scripts/package.sh and scripts/package-test.sh
-#   ci        all of that, and the other compiler and the checkers of .ci/run
+#   many      what scripts/many.sh needs: what scripts/run.sh needs, and HAProxy
+#   copies    that, and what tests/copies/run.sh needs
+#   image     what scripts/image.sh needs: a builder of container images
+#   ci        all of the first three, and the other compiler and the checkers of .ci/run
 set -euo pipefail
 
 run_packages=(
@@ -18,6 +21,9 @@ test_packages=(
   qrencode systemd zint zsh
 )
 package_packages=("${run_packages[@]}" debhelper debootstrap dpkg-dev lintian)
+many_packages=("${run_packages[@]}" haproxy)
+copies_packages=("${test_packages[@]}" "${many_packages[@]}" hey python3 socat tini)
+image_packages=(buildah ca-certificates crun curl debootstrap git python3)
 ci_packages=(
   "${test_packages[@]}" "${package_packages[@]}" clang-14 clang-format clang-tidy gcovr libclang-rt-14-dev python3
   shellcheck
@@ -32,12 +38,15 @@ case "${1-test}" in
   run) packages=("${run_packages[@]}") ;;
   test) packages=("${test_packages[@]}") ;;
   package) packages=("${package_packages[@]}") ;;
+  many) packages=("${many_packages[@]}") ;;
+  copies) packages=("${copies_packages[@]}") ;;
+  image) packages=("${image_packages[@]}") ;;
   ci) packages=("${ci_packages[@]}") ;;
   -h | --help)
     sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"
     exit 0
     ;;
-  *) die "unknown set '$1': run, test, package or ci" ;;
+  *) die "unknown set '$1': run, test, package, many, copies, image or ci" ;;
 esac
 
 if ! command -v apt-get >/dev/null; then
