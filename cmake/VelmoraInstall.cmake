@@ -46,13 +46,18 @@ install(FILES packaging/completion/velmoracheck.bash RENAME velmoracheck
 install(FILES packaging/completion/_velmoraserviced packaging/completion/_velmoracheck
         DESTINATION share/zsh/site-functions COMPONENT Runtime)
 
-# The unit names the prefix, which is known only now: cmake --install may have been told another one.
+install(PROGRAMS packaging/haproxy/rolling-restart packaging/health-check DESTINATION lib/velmora COMPONENT Runtime)
+install(FILES packaging/haproxy/haproxy.cfg DESTINATION share/velmora COMPONENT Runtime)
+
+# The units name the prefix, which is known only now: cmake --install may have been told another one.
 install(
-  CODE "set(unit \"${PROJECT_BINARY_DIR}/velmoraserviced.service\")
-file(READ \"${PROJECT_SOURCE_DIR}/packaging/velmoraserviced.service\" text)
-string(REPLACE /opt/velmoraserver \"\${CMAKE_INSTALL_PREFIX}\" text \"\${text}\")
-file(WRITE \"\${unit}\" \"\${text}\")
-file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/lib/systemd/system\" TYPE FILE FILES \"\${unit}\")"
+  CODE "foreach(name velmoraserviced.service velmoraserviced@.service velmoraserviced.target)
+  set(unit \"${PROJECT_BINARY_DIR}/\${name}\")
+  file(READ \"${PROJECT_SOURCE_DIR}/packaging/\${name}\" text)
+  string(REPLACE /opt/velmoraserver \"\${CMAKE_INSTALL_PREFIX}\" text \"\${text}\")
+  file(WRITE \"\${unit}\" \"\${text}\")
+  file(INSTALL DESTINATION \"\${CMAKE_INSTALL_PREFIX}/lib/systemd/system\" TYPE FILE FILES \"\${unit}\")
+endforeach()"
   COMPONENT Runtime)
 
 # What an operator has edited stays: where the file is there and differs, the new one goes beside it.

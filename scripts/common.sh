@@ -15,6 +15,23 @@ die() {
 # help: the comment at the head of the calling script.
 help() { sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"; }
 
+# debian_mirror: the mirror of Debian itself, from either form of apt's sources.
+debian_mirror() {
+  local mirror
+  # The names are apt's to replace.
+  # shellcheck disable=SC2016
+  mirror=$(apt-get indextargets --format '$(ORIGIN)|$(CODENAME)|$(SITE)|$(REPO_URI)' |
+    sed -n 's/^Debian|bookworm|[^|]*|//p' | head -n 1)
+  [[ -n $mirror ]] || die 'no mirror of Debian 12 among the sources of apt: run apt-get update'
+  printf '%s\n' "$mirror"
+}
+
+# port_is_taken PORT: whether something on this machine listens on it.
+port_is_taken() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+
+# answers PORT: whether a daemon, or what stands before it, serves there.
+answers() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$1/healthz" 2>/dev/null; }
+
 # build PRESET [cmake --build arguments]: configures where that has not been done, and builds. What the
 # tools say goes to a log; progress is shown on a terminal, and the end of the log when something fails.
 build() {

@@ -38,13 +38,7 @@ tree="$scratch/tree"
 checks="$root/tests/packaging"
 
 make_tree() {
-  local mirror
-  # The mirror of Debian itself, from either form of apt's sources; the names are apt's to replace.
-  # shellcheck disable=SC2016
-  mirror=$(apt-get indextargets --format '$(ORIGIN)|$(CODENAME)|$(SITE)|$(REPO_URI)' |
-    sed -n 's/^Debian|bookworm|[^|]*|//p' | head -n 1)
-  [[ -n $mirror ]] || die 'no mirror of Debian 12 among the sources of apt: run apt-get update'
-  debootstrap --variant=minbase bookworm "$tree" "$mirror" >"$scratch/log" 2>&1 || {
+  debootstrap --variant=minbase bookworm "$tree" "$(debian_mirror)" >"$scratch/log" 2>&1 || {
     tail -n 5 "$scratch/log" >&2
     die 'debootstrap failed'
   }
@@ -108,6 +102,9 @@ cp -a "$scratch/etc/." "$tree/etc/velmoraserver/"
 
 say 'serving under systemd'
 "$checks/boot-tree.sh" "$tree" <"$checks/service-in-tree.sh" || die 'the service does not do as it should'
+
+say 'serving as several copies under systemd'
+"$checks/boot-tree.sh" "$tree" <"$checks/copies-in-tree.sh" || die 'the copies do not do as they should'
 
 say 'upgrading over a changed file'
 dpkg-deb -R "$package" "$scratch/next"

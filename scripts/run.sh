@@ -21,9 +21,6 @@ ini="$root/config/velmora.ini"
 port=$(sed -n 's/^[[:blank:]]*[Pp][Oo][Rr][Tt][[:blank:]]*=[[:blank:]]*\([0-9]\{1,5\}\).*/\1/p' "$ini" | head -n 1)
 port=${port:-51000}
 
-answers() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$port/healthz" 2>/dev/null; }
-port_is_taken() { (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; }
-
 daemon=
 # shellcheck disable=SC2317 # reached through the traps
 stop() {
@@ -41,7 +38,7 @@ trap 'stop 129' HUP
 
 "$root/scripts/deps.sh" run
 build run --target velmoraserviced
-! port_is_taken || die "port $port is taken: end what listens there, or set another port in config/velmora.ini"
+! port_is_taken "$port" || die "port $port is taken: end what listens there, or set another port in config/velmora.ini"
 
 # Relative names in vlog.cfg count from here.
 cd "$root/build/run"
@@ -50,7 +47,7 @@ daemon=$!
 
 for ((i = 0; i < 100; ++i)); do
   kill -0 "$daemon" 2>/dev/null || break
-  if answers; then
+  if answers "$port"; then
     printf '\nServing. Try, in another terminal (Ctrl-C here ends it):\n\n'
     printf '  curl --data-binary @%s http://127.0.0.1:%s/v1/recognize\n\n' "$(printf %q "$root/config/sample.png")" "$port"
     printf 'or look at http://127.0.0.1:%s/ in a browser.\n\n' "$port"

@@ -58,7 +58,7 @@ done
 for word in 'EXIT STATUS' ENVIRONMENT FILES SIGNALS SIGTERM SIGINT SIGHUP SIGUSR1; do contains "$daemon" "$word"; done
 
 # A path under the prefix that a page names is there; .new is what an install over a changed file leaves.
-mapfile -t named < <(grep -ohE '/opt/velmoraserver/[a-zA-Z./-]+[a-zA-Z]' <<<"$daemon$checker$ini$log" | sort -u)
+mapfile -t named < <(grep -ohE '/opt/velmoraserver/[a-zA-Z.@/-]+[a-zA-Z]' <<<"$daemon$checker$ini$log" | sort -u)
 ((${#named[@]} >= 8)) || fail "paths named: ${named[*]}"
 for path in "${named[@]}"; do
   [[ $path == *.new || -e $1${path#/opt/velmoraserver} ]] || fail "named, but not installed: $path"

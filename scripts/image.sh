@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# Builds the container image "velmoraserviced" from the files that git tracks, with buildah, and tries it. The base
+# image is made with debootstrap where it is not in the local storage, so no image registry is asked. Needs root
+# and a package mirror, which is that of this machine's apt.
+#
+# usage: scripts/image.sh [--tree DIR] [--keep]
+#
+#   --tree DIR   a minimal Debian 12 tree for the base image (debootstrap --variant=minbase)
+#   --keep       leave the images in build/image; without it nothing is left
+set -euo pipefail
+
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+model=
+keep=
+while (($#)); do
+  case "$1" in
+    -h | --help)
+      help
+      exit 0
+      ;;
+    --tree)
+      model=$(realpath "${2:?--tree needs a folder}")
+      shift
+      ;;
+    --keep) keep=yes ;;
+    *) die "unknown argument '$1': see --help" ;;
+  esac
+  shift
+done
+((EUID == 0)) || die 'needs root: it makes file systems of other users'
+"$root/scripts/deps.sh" image
+
+base=docker.io/library/debian:bookworm-slim
+place="$root/build/image"
+log="$place/log"
+mkdir -p "$place"
+rm -rf "$place/context" "$place/tree"
+
+# With a storage of its own: no daemon, no kernel file system, nothing of the machine's own images.
+buildah() {
+  command buildah --storage-driver vfs --root "$place/storage" --runroot "$place/run" "$@"
+}
+clean_up() {
+  buildah rm --all >/dev/null 2>&1 || true
+  rm -rf "$place/context" "$place/tree"
+  [[ -n $keep ]] || rm -rf "$place/storage" "$place/run"
+}
+trap clean_up EXIT
+
+# logged WHAT COMMAND...: what the command says goes to the log, and its end is shown when it fails.
+logged() {
+  local what=$1
+  shift
+  say "$what"
+  "$@" >"$log" 2>&1 || {
+    tail -n 30 "$log" >&2
+    die "$what: failed; all that was said stands in build/image/log"
+  }
+}
+
+if ! buildah inspect --type image "$base" >/dev/null 2>&1; then
+  if [[ -z $model ]]; then
+    model="$place/tree"
+    logged 'making a Debian tree' debootstrap --variant=minbase --include=ca-certificates bookworm "$model" \
+      "$(debian_mirror)"
+  fi
+  import() {
+    local container
+    container=$(buildah from scratch)
+    buildah copy --quiet "$container" "$model" /
+    buildah commit --quiet "$container" "$base"
+    buildah rm "$container"
+  }
+  logged 'importing the tree as the base image' import
+fi
+
+mkdir "$place/context"
+(cd "$root" && git ls-files -z | xargs -0 cp --parents -t "$place/context")
+# The format with a health check; every layer kept would be a copy of the whole tree.
+logged 'building the image' buildah bud --isolation chroot --format docker --layers=false --pull-never \
+  --file "$place/context/packaging/Containerfile" --tag velmoraserviced "$place/context"
+
+container=$(buildah from --pull-never velmoraserviced)
+buildah inspect --type image velmoraserviced >"$place/inspected"
+"$root/tests/packaging/image.sh" "$(buildah mount "$container")" <"$place/inspected"
+say 'image: all of it is as it should be'

@@ -1,0 +1,126 @@
+#!/usr/bin/env bash
+# Builds what is missing and runs copies of the daemon behind HAProxy in the foreground until Ctrl-C. Their INI and
+# log files are written to build/many. Installs what is missing first (Debian 12).
+#
+# usage: scripts/many.sh [--preset PRESET] [COPIES]
+#
+#   --preset PRESET   the build to run: run (the default), release or debug
+#   COPIES            how many, 1 to 64 (3)
+set -euo pipefail
+
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+preset=run
+case "${1-}" in
+  -h | --help)
+    help
+    exit 0
+    ;;
+  --preset)
+    preset=${2:?--preset needs a name}
+    shift 2
+    ;;
+esac
+count=${1:-3}
+if ! [[ $# -le 1 && $count =~ ^[1-9][0-9]?$ && $count -le 64 ]]; then
+  die "'$*' is not one number from 1 to 64"
+fi
+
+# One worker each: more copies, not larger ones. HAProxy sends each at most three requests at once, and the checks and
+# the connections that it keeps open need room beside those: see packaging/haproxy/haproxy.cfg.
+threads=1
+maxconn=3
+connections=$((2 * maxconn + 2))
+
+started=()
+# shellcheck disable=SC2317 # reached through the traps
+stop() {
+  trap - INT TERM HUP EXIT
+  if ((${#started[@]})); then
+    kill "${started[@]}" 2>/dev/null || true
+    wait "${started[@]}" 2>/dev/null || true
+  fi
+  exit "$1"
+}
+trap 'stop $?' EXIT
+trap 'stop 130' INT
+trap 'stop 143' TERM
+trap 'stop 129' HUP
+
+"$root/scripts/deps.sh" many
+PATH="$PATH:/usr/sbin"
+build "$preset" --target velmoraserviced velmoracheck
+bin="$root/build/$preset/bin"
+place="$root/build/many"
+rm -rf "$place"
+mkdir -p "$place"
+cd "$place"
+
+# next_port: the next free one goes to $port.
+port=50999
+next_port() {
+  port=$((port + 1))
+  while port_is_taken "$port"; do port=$((port + 1)); done
+}
+
+# await_serving PID PORT WHAT LOG: what is started serves, or the end of what it said is shown.
+await_serving() {
+  local i
+  for ((i = 0; i < 200; ++i)); do
+    kill -0 "$1" 2>/dev/null || break
+    ! answers "$2" || return 0
+    sleep 0.05
+  done
+  tail -n 5 "$4" >&2
+  die "$3 does not serve; above is what it said last, all of it in build/many/$(basename "$4")"
+}
+
+next_port
+front=$port
+servers=()
+say "starting $count copies"
+for ((number = 1; number <= count; ++number)); do
+  name="copy$number"
+  next_port
+  mkdir "$name"
+  cat >"$name.ini" <<END
+[default]
+port = $port
+connections = $connections
+threads = $threads
+threadQueuesize = 10
+queueTimeout = 0
+END
+  sed 's/\[STDOUT\], //; s/; 0, /; /' "$root/config/vlog.cfg" >"$name.vlog.cfg"
+  (cd "$name" && "$bin/velmoracheck" --strict --quiet --logcfg "../$name.vlog.cfg" --ini "../$name.ini") ||
+    die "the configuration of $name has a fault: see above"
+  (cd "$name" && VL_LOGCFG="../$name.vlog.cfg" exec "$bin/velmoraserviced" --ini "../$name.ini") >"$name.out" 2>&1 &
+  started+=($!)
+  await_serving $! "$port" "$name" "$name.out"
+  printf '%-7s http://127.0.0.1:%s  process %s, log build/many/%s/velmoraserviced.log\n' "$name" "$port" $! "$name"
+  servers+=("$name=127.0.0.1:$port=$maxconn")
+done
+
+"$root/scripts/haproxy-config.sh" "127.0.0.1:$front" "$place/haproxy.sock" "${servers[@]}" >haproxy.cfg
+haproxy -c -q -dW -f haproxy.cfg || die 'HAProxy does not accept build/many/haproxy.cfg'
+haproxy -db -dW -f haproxy.cfg >haproxy.out 2>&1 &
+balancer=$!
+started+=("$balancer")
+await_serving "$balancer" "$front" HAProxy haproxy.out
+
+printf '\nServing. Try, in another terminal (Ctrl-C here ends all of it):\n\n'
+printf '  curl --data-binary @%s http://127.0.0.1:%s/v1/recognize\n\n' "$(printf %q "$root/config/sample.png")" "$front"
+
+# A copy that ends is told of; the others serve on.
+while ((${#started[@]} > 1)); do
+  wait -n -p ended "${started[@]}" || true
+  [[ $ended != "$balancer" ]] || die 'HAProxy has ended; what it said stands in build/many/haproxy.out'
+  remaining=()
+  for process in "${started[@]}"; do
+    [[ $process == "$ended" ]] || remaining+=("$process")
+  done
+  started=("${remaining[@]}")
+  say "process $ended has ended; $((${#started[@]} - 1)) copies are left"
+done
+die 'no copy is left'

@@ -1,0 +1,311 @@
+"""Copies of the daemon behind a real HAProxy, and clients: what the tests and the measurements of this folder share.
+
+Everything that is started ends with this process, however it ends, and listens on 127.0.0.1 alone."""
+
+import contextlib
+import csv
+import http.client
+import http.server
+import os
+import pathlib
+import random
+import re
+import signal
+import socket
+import struct
+import subprocess
+import tempfile
+import threading
+import time
+
+import images
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ.get("BUILD_DIR", ROOT / "build" / "release"))
+DAEMON = BUILD / "bin" / "velmoraserviced"
+CRASHING_ENGINE = BUILD / "tests" / "crashing_engine"
+DEADLY_IMAGE = b"this ends the process"
+SAMPLE = (ROOT / "config" / "sample.png").read_bytes()
+
+# How long anything may take on a machine with other things to do.
+PATIENCE = 60
+
+
+def until(condition, seconds=PATIENCE, what=None):
+    """Waits for the condition to be true, and returns what it returned."""
+    end = time.monotonic() + seconds
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise AssertionError(f"not within {seconds} s: {what or condition}")
+        time.sleep(0.02)
+
+
+def free_port():
+    """A port that nothing listens on, outside the range that the system hands out for connections."""
+    while True:
+        port = random.randrange(20000, 32000)
+        with socket.socket() as probe:
+            try:
+                probe.bind(("127.0.0.1", port))
+                return port
+            except OSError:
+                continue
+
+
+def start(command, **options):
+    """Starts a program that is killed when this process ends, also when that is killed itself."""
+    return subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *map(str, command)],
+                            stdin=subprocess.DEVNULL, **options)
+
+
+def end(process):
+    """Ends a process, which may have ended already or be stopped."""
+    if process.poll() is None:
+        process.kill()
+    process.wait()
+
+
+def ask(port, method="GET", path="/healthz", body=None, timeout=PATIENCE):
+    """(status, body, seconds) of one request on a connection of its own; status 0 when there was no answer."""
+    begun = time.monotonic()
+    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=timeout)
+    try:
+        connection.request(method, path, body)
+        response = connection.getresponse()
+        return response.status, response.read(), time.monotonic() - begun
+    except (OSError, http.client.HTTPException) as failure:
+        return 0, repr(failure).encode(), time.monotonic() - begun
+    finally:
+        connection.close()
+
+
+class Copy:
+    """One daemon, with `threads` workers, and the connections that `maxconn` of the balancer asks for."""
+
+    def __init__(self, name, folder, threads=1, maxconn=None, connections=None, engine=None):
+        self.name = name
+        self.port = free_port()
+        self.threads = threads
+        self.maxconn = maxconn or 3 * threads
+        self.connections = connections or 2 * self.maxconn + 2
+        self.engine = engine
+        self.folder = folder
+        self.process = None
+        (folder / f"{name}.ini").write_text(
+            f"[default]\nport = {self.port}\nconnections = {self.connections}\nthreads = {threads}\n"
+            "threadQueuesize = 10\nqueueTimeout = 0\n")
+
+    def start(self):
+        environment = {"PATH": os.environ["PATH"], "VL_LOGCFG": ""}
+        if self.engine:
+            environment["LD_LIBRARY_PATH"] = str(self.engine)
+        with open(self.folder / f"{self.name}.out", "ab") as output:
+            self.process = start([DAEMON, "--ini", self.folder / f"{self.name}.ini"], env=environment,
+                                 stdout=output, stderr=output, cwd=self.folder)
+        until(lambda: self.serves() or self.process.poll() is not None, what=f"{self.name} serves")
+        if self.process.poll() is not None:
+            raise AssertionError((self.folder / f"{self.name}.out").read_text())
+
+    def serves(self):
+        return ask(self.port, timeout=2)[0] == 200
+
+    def is_alive(self):
+        return self.process.poll() is None
+
+    def end(self):
+        end(self.process)
+
+    def restart(self):
+        self.end()
+        self.start()
+
+
+class Balancer:
+    """HAProxy with the configuration that is shipped, for these copies."""
+
+    def __init__(self, folder, copies, equal_numbers=False):
+        self.port = free_port()
+        self.socket_path = folder / "haproxy.sock"
+        servers = [f"{copy.name}=127.0.0.1:{copy.port}={copy.maxconn}" for copy in copies]
+        config = folder / "haproxy.cfg"
+        config.write_text(subprocess.run(
+            [ROOT / "scripts" / "haproxy-config.sh", f"127.0.0.1:{self.port}", self.socket_path, *servers],
+            check=True, stdout=subprocess.PIPE, text=True).stdout)
+        self.output = folder / "haproxy.out"
+        with open(self.output, "wb") as output:
+            self.process = start(["haproxy", "-db", "-dW", "-f", config], stdout=output, stderr=output)
+        until(lambda: self.socket_path.exists() or self.process.poll() is not None, what="HAProxy runs")
+        until(lambda: self.answers() or self.process.poll() is not None, what="HAProxy answers")
+        if self.process.poll() is not None:
+            raise AssertionError(self.output.read_text())
+
+    def answers(self):
+        with contextlib.suppress(OSError):
+            return self.tell("show info")
+        return None
+
+    def tell(self, command):
+        """What HAProxy answers on its own socket."""
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.settimeout(PATIENCE)
+            connection.connect(str(self.socket_path))
+            connection.sendall(command.encode() + b"\n")
+            return b"".join(iter(lambda: connection.recv(65536), b"")).decode()
+
+    def servers(self):
+        """The row of each server in HAProxy's statistics, by name."""
+        rows = csv.DictReader(self.tell("show stat").lstrip("# ").splitlines())
+        return {row["svname"]: row for row in rows if row["pxname"] == "copies"}
+
+    def is_up(self, name):
+        return self.servers()[name]["status"].startswith("UP")
+
+    def await_up(self, *names):
+        until(lambda: all(self.is_up(name) for name in names), what=f"{names} are up")
+
+    def await_down(self, *names):
+        until(lambda: all(self.servers()[name]["status"].startswith("DOWN") for name in names),
+              what=f"{names} are down")
+
+    def second_tries(self):
+        return int(self.servers()["BACKEND"]["wretr"]) + int(self.servers()["BACKEND"]["wredis"])
+
+    def end(self):
+        end(self.process)
+
+
+class Load:
+    """hey, which sends images until it is stopped."""
+
+    def __init__(self, port, image, clients=4, seconds=300):
+        self.process = start(
+            ["hey", "-z", f"{seconds}s", "-c", clients, "-t", PATIENCE, "-cpus", 1, "-m", "POST",
+             "-T", "image/png", "-D", image, f"http://127.0.0.1:{port}/v1/recognize"],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+
+    def finish(self):
+        """Waits for the end of its time; see Answers."""
+        return Answers(self.process.communicate(timeout=600)[0])
+
+    def stop(self):
+        """Lets it end what it has begun, and end."""
+        self.process.send_signal(signal.SIGINT)
+        return self.finish()
+
+    def end(self):
+        end(self.process)
+        self.process.stdout.close()
+
+
+class Answers:
+    """What hey has to tell: requests by status, failures by text, the rate, the slowest one in seconds."""
+
+    def __init__(self, report):
+        self.report = report
+        self.statuses = {int(status): int(count)
+                         for status, count in re.findall(r"\[(\d{3})\]\t(\d+) responses", report)}
+        self.failures = re.findall(r"^  \[\d+\]\t(?!\d+ responses)(.*)$", report, re.MULTILINE)
+        self.rate = self._number(r"Requests/sec:\s+([\d.]+)")
+        self.slowest = self._number(r"Slowest:\s+([\d.]+)")
+        self.median = self._number(r"50% in ([\d.]+)")
+
+    def _number(self, pattern):
+        found = re.search(pattern, self.report)
+        return float(found.group(1)) if found else 0.0
+
+    @property
+    def total(self):
+        return sum(self.statuses.values())
+
+
+# Status of a double that takes the request and hangs up without a word, or with a reset.
+SILENCE = 0
+RESET = -1
+
+
+class DoubleHandler(http.server.BaseHTTPRequestHandler):
+    """Counts what comes to it, and answers, or does not."""
+
+    protocol_version = "HTTP/1.1"
+
+    def answer(self):
+        body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        status = 200
+        if self.path != "/healthz":
+            self.server.seen.append((self.command, self.path, len(body)))
+            status = self.server.status
+        if status == RESET:
+            self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        if status in (SILENCE, RESET):
+            self.close_connection = True
+            return
+        self.send_response(status)
+        self.send_header("Content-Length", "0")
+        self.end_headers()
+
+    do_GET = do_POST = do_PUT = do_HEAD = answer
+
+    def log_message(self, *_):
+        pass
+
+
+class CopyDouble(http.server.ThreadingHTTPServer):
+    """Something healthy that answers all else with one status, or not at all, in the place of a copy."""
+
+    daemon_threads = True
+
+    def __init__(self, name, status):
+        super().__init__(("127.0.0.1", free_port()), DoubleHandler)
+        self.name = name
+        self.port = self.server_address[1]
+        self.maxconn = 3
+        self.status = status
+        self.seen = []
+        threading.Thread(target=self.serve_forever, kwargs={"poll_interval": 0.05}, daemon=True).start()
+
+    def end(self):
+        self.shutdown()
+        self.server_close()
+
+
+class Stage(contextlib.ExitStack):
+    """A folder, and what is started in it; all of it goes at the end."""
+
+    def __init__(self):
+        super().__init__()
+        self.folder = pathlib.Path(self.enter_context(tempfile.TemporaryDirectory(prefix="copies-")))
+
+    def ends_with_stage(self, started):
+        self.callback(started.end)
+        return started
+
+    def copies(self, count, **options):
+        """So many copies, serving, named copy1 and so on."""
+        made = [Copy(f"copy{number}", self.folder, **options) for number in range(1, count + 1)]
+        for copy in made:
+            copy.start()
+            self.ends_with_stage(copy)
+        return made
+
+    def doubles(self, *statuses):
+        return [self.ends_with_stage(CopyDouble(f"copy{number}", status))
+                for number, status in enumerate(statuses, 1)]
+
+    def balancer(self, copies):
+        """HAProxy before them, once it takes all of them for healthy."""
+        made = self.ends_with_stage(Balancer(self.folder, copies))
+        made.await_up(*(copy.name for copy in copies))
+        return made
+
+    def load(self, port, size=0, **options):
+        """hey, sending images of about `size` bytes, or the small sample."""
+        return self.ends_with_stage(Load(port, self.image(size), **options))
+
+    def image(self, size):
+        path = self.folder / f"{size}.png"
+        if not path.exists():
+            path.write_bytes(images.image_of(size, SAMPLE) if size else SAMPLE)
+        return path

@@ -1,0 +1,173 @@
+"""Copies that die, hang and come back, with clients that are not to notice."""
+
+import signal
+import time
+import unittest
+
+import harness
+from harness import DEADLY_IMAGE, RESET, SILENCE, Stage, ask, until
+
+# When a copy that hangs is out at the latest: an interval until the next check, then three that take a second
+# each, with the short interval between them.
+CHECK_TIME = 0.2 + 3 * 1 + 2 * 0.02
+# The grain of the clock, and a machine with other things to do.
+TOLERANCE = 2
+
+
+class CopiesTest(unittest.TestCase):
+    def setUp(self):
+        self.stage = self.enterContext(Stage())
+
+    def all_answered(self, answers, least=1):
+        self.assertEqual(answers.failures, [], answers.report)
+        self.assertEqual(list(answers.statuses), [200], answers.report)
+        self.assertGreaterEqual(answers.total, least)
+
+    def is_working(self, balancer, copy):
+        return int(balancer.servers()[copy.name]["scur"]) > 0
+
+
+class KilledCopy(CopiesTest):
+    def kill_under_load(self, size, times):
+        """Each time no request is left of the time before: one that meets two dying copies may fail."""
+        copies = self.stage.copies(3)
+        balancer = self.stage.balancer(copies)
+        for turn in range(times):
+            copy = copies[turn % len(copies)]
+            load = self.stage.load(balancer.port, size, clients=6)
+            until(lambda: self.is_working(balancer, copy))
+            copy.end()
+            balancer.await_down(copy.name)
+            self.all_answered(load.stop())
+            copy.start()
+            balancer.await_up(copy.name)
+        self.assertGreater(balancer.second_tries(), 0, "no request has met a dead copy")
+
+    def test_no_small_image_fails(self):
+        self.kill_under_load(0, times=6)
+
+    def test_no_image_of_300_kilobytes_fails(self):
+        self.kill_under_load(300_000, times=6)
+
+    def test_no_image_of_900_kilobytes_fails(self):
+        self.kill_under_load(900_000, times=6)
+
+
+class RequestThatCrashesItsCopy(CopiesTest):
+    # As many clients as leave a copy free for the request's second try: whoever shares the second copy with it loses
+    # a first try to its end, and may lose the other to the first copy, whose end nobody has noticed yet.
+    def test_takes_two_of_four_copies_along_and_fails_nobody_else(self):
+        copies = self.stage.copies(4, engine=harness.CRASHING_ENGINE)
+        balancer = self.stage.balancer(copies)
+        load = self.stage.load(balancer.port, clients=2)
+        for _ in range(4):
+            status, _, _ = ask(balancer.port, "POST", "/v1/recognize", DEADLY_IMAGE)
+            dead = [copy for copy in copies if not copy.is_alive()]
+            self.assertIn(status, (502, 503))
+            self.assertEqual(len(dead), 2)
+            for copy in dead:
+                copy.start()
+            balancer.await_up(*(copy.name for copy in copies))
+        self.all_answered(load.stop(), least=20)
+
+
+class HungCopy(CopiesTest):
+    def test_is_out_within_its_check_time_and_no_later_request_waits_for_it(self):
+        copies = self.stage.copies(3)
+        balancer = self.stage.balancer(copies)
+        begun = time.monotonic()
+        copies[0].process.send_signal(signal.SIGSTOP)
+        balancer.await_down("copy1")
+        self.assertLess(time.monotonic() - begun, CHECK_TIME + TOLERANCE)
+        answers = self.stage.load(balancer.port, clients=6, seconds=3).finish()
+        self.all_answered(answers, least=20)
+        self.assertLess(answers.slowest, 5)
+
+    def test_is_back_when_it_goes_on(self):
+        copies = self.stage.copies(2)
+        balancer = self.stage.balancer(copies)
+        copies[0].process.send_signal(signal.SIGSTOP)
+        balancer.await_down("copy1")
+        copies[0].process.send_signal(signal.SIGCONT)
+        balancer.await_up("copy1")
+
+
+class AllCopiesDown(CopiesTest):
+    def setUp(self):
+        super().setUp()
+        self.copies = self.stage.copies(3)
+        self.balancer = self.stage.balancer(self.copies)
+        for copy in self.copies:
+            copy.end()
+
+    def test_the_first_request_has_its_503_within_a_second(self):
+        status, _, seconds = ask(self.balancer.port, "POST", "/v1/recognize", harness.SAMPLE)
+        self.assertEqual(status, 503)
+        self.assertLess(seconds, 1)
+
+    def test_a_later_request_has_its_503_within_a_second(self):
+        self.balancer.await_down("copy1", "copy2", "copy3")
+        status, _, seconds = ask(self.balancer.port, "POST", "/v1/recognize", harness.SAMPLE)
+        self.assertEqual(status, 503)
+        self.assertLess(seconds, 1)
+
+    def test_it_serves_within_two_seconds_of_the_first_copys_return(self):
+        self.balancer.await_down("copy1", "copy2", "copy3")
+        self.copies[1].start()
+        begun = time.monotonic()
+        until(lambda: ask(self.balancer.port)[0] == 200)
+        self.assertLess(time.monotonic() - begun, 2)
+
+
+class SecondTry(CopiesTest):
+    """With doubles in the place of copies, which count what comes to them."""
+
+    def tries(self, statuses, method, path, body=None):
+        doubles = self.stage.doubles(*statuses)
+        balancer = self.stage.balancer(doubles)
+        status, _, _ = ask(balancer.port, method, path, body)
+        return status, sum(len(double.seen) for double in doubles)
+
+    def test_is_for_recognition(self):
+        self.assertEqual(self.tries([SILENCE] * 4, "POST", "/v1/recognize", harness.SAMPLE), (502, 2))
+
+    def test_is_for_recognition_of_a_region(self):
+        self.assertEqual(self.tries([SILENCE] * 2, "POST", "/v1/recognize?roi=0,0,9,9", harness.SAMPLE), (502, 2))
+
+    def test_is_for_a_copy_that_resets_the_connection(self):
+        self.assertEqual(self.tries([RESET] * 3, "POST", "/v1/recognize", harness.SAMPLE), (502, 2))
+
+    def test_is_for_get(self):
+        self.assertEqual(self.tries([SILENCE] * 3, "GET", "/v1/status"), (502, 2))
+
+    def test_is_not_for_another_post(self):
+        self.assertEqual(self.tries([SILENCE] * 3, "POST", "/v1/learn", b"once"), (502, 1))
+
+    def test_is_not_for_put(self):
+        self.assertEqual(self.tries([SILENCE] * 3, "PUT", "/v1/status", b"once"), (502, 1))
+
+    def test_is_for_an_image_as_large_as_the_buffer_allows(self):
+        body = bytes(1024 * 1024)
+        self.assertEqual(self.tries([SILENCE] * 3, "POST", "/v1/recognize", body), (502, 2))
+
+    def test_is_not_for_an_image_larger_than_the_buffer(self):
+        body = bytes(2 * 1024 * 1024)
+        self.assertEqual(self.tries([SILENCE] * 3, "POST", "/v1/recognize", body), (502, 1))
+
+    def test_is_at_another_copy_when_one_says_503(self):
+        for _ in range(4):
+            with Stage() as self.stage:
+                self.assertEqual(self.tries((503, 200), "POST", "/v1/recognize", harness.SAMPLE)[0], 200)
+
+    def test_is_not_for_an_answer_that_says_what_is_wrong(self):
+        self.assertEqual(self.tries((422, 422), "POST", "/v1/recognize", b"no image"), (422, 1))
+
+    def test_is_soon_possible_again_at_a_copy_that_has_said_500(self):
+        doubles = self.stage.doubles(500, 500)
+        balancer = self.stage.balancer(doubles)
+        self.assertEqual(ask(balancer.port, "POST", "/v1/recognize", b"image")[0], 500)
+        balancer.await_up("copy1", "copy2")
+
+
+if __name__ == "__main__":
+    unittest.main()

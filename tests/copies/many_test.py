@@ -1,0 +1,116 @@
+"""scripts/many.sh, the configuration that is shipped, and the daemon as process 1."""
+
+import configparser
+import os
+import re
+import signal
+import subprocess
+import unittest
+
+from harness import BUILD, DAEMON, PATIENCE, ROOT, Copy, Stage, ask, until
+
+
+class ManyScript(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.script = subprocess.Popen(
+            [ROOT / "scripts" / "many.sh", "--preset", BUILD.name, "2"], stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, start_new_session=True)
+        cls.addClassCleanup(cls.end_script)
+        cls.lines = []
+        for line in cls.script.stdout:
+            cls.lines.append(line)
+            if line.startswith("  curl "):
+                break
+        cls.folder = ROOT / "build" / "many"
+
+    @classmethod
+    def end_script(cls):
+        if cls.script.poll() is None:
+            os.killpg(cls.script.pid, signal.SIGTERM)
+        cls.script.communicate(timeout=PATIENCE)
+
+    def ports(self):
+        return [int(port) for port in re.findall(r"^copy\d+ +http://127\.0\.0\.1:(\d+) ", "".join(self.lines), re.M)]
+
+    def test_prints_one_line_a_copy(self):
+        self.assertEqual(len(self.ports()), 2, self.lines)
+
+    def test_prints_a_line_that_recognizes_as_it_stands(self):
+        said = subprocess.run(["bash", "-c", self.lines[-1]], check=True, stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, text=True).stdout
+        self.assertIn('"text":"velmoraserviced says hello"', said)
+
+    def test_writes_logs_of_their_own(self):
+        for name in ("copy1", "copy2"):
+            log = self.folder / name / "velmoraserviced.log"
+            until(lambda path=log: path.exists() and "Velmora Service" in path.read_text(), what=log)
+
+    def test_gives_copies_more_connections_than_the_balancer_uses(self):
+        balancer = (self.folder / "haproxy.cfg").read_text()
+        for name in ("copy1", "copy2"):
+            settings = configparser.ConfigParser()
+            settings.read(self.folder / f"{name}.ini")
+            threads, connections = (settings.getint("default", key) for key in ("threads", "connections"))
+            maxconn = int(re.search(rf"^ +server {name} .* maxconn (\d+)$", balancer, re.M).group(1))
+            self.assertTrue(2 * threads <= maxconn <= 4 * threads)
+            self.assertGreaterEqual(connections, 2 * maxconn + 2)
+
+    def test_zz_ends_everything_it_has_started_when_it_is_interrupted(self):
+        ports = self.ports() + [int(re.search(r":(\d+)/v1/recognize", self.lines[-1]).group(1))]
+        self.assertEqual([ask(port)[0] for port in ports], [200] * 3)
+        os.killpg(self.script.pid, signal.SIGINT)
+        self.assertEqual(self.script.wait(timeout=PATIENCE), 130)
+        self.assertEqual([ask(port)[0] for port in ports], [0] * 3)
+
+    def test_knows_when_it_is_called_wrongly(self):
+        for arguments in (["0"], ["65"], ["many"], ["1", "2"]):
+            said = subprocess.run([ROOT / "scripts" / "many.sh", *arguments], check=False,
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+            self.assertEqual((said.returncode, said.stdout), (1, ""))
+            self.assertEqual(said.stderr, f"many.sh: '{' '.join(arguments)}' is not one number from 1 to 64\n")
+
+
+class ShippedConfiguration(unittest.TestCase):
+    def test_haproxy_has_nothing_to_say_about_it(self):
+        said = subprocess.run(["haproxy", "-c", "-q", "-dW", "-f", ROOT / "packaging" / "haproxy" / "haproxy.cfg"],
+                              check=False, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.assertEqual((said.returncode, said.stdout), (0, ""))
+
+
+class ProcessOne(unittest.TestCase):
+    """In a PID namespace of its own, as in a container."""
+
+    def setUp(self):
+        self.stage = self.enterContext(Stage())
+        self.copy = Copy("copy1", self.stage.folder)
+
+    def begin(self, *before):
+        """Starts the daemon as, or below, process 1; returns the number of process 1 as seen from here."""
+        own = [] if os.geteuid() == 0 else ["--user", "--map-root-user"]
+        outside = subprocess.Popen(
+            ["setpriv", "--pdeathsig", "KILL", "unshare", *own, "--pid", "--fork", "--kill-child=KILL", *before, DAEMON,
+             "--ini", self.stage.folder / "copy1.ini"],
+            env={"PATH": os.environ["PATH"], "VL_LOGCFG": ""}, stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(outside.wait)
+        self.addCleanup(outside.kill)
+        until(lambda: outside.poll() is not None or self.copy.serves(), what="the daemon serves")
+        with open(f"/proc/{outside.pid}/task/{outside.pid}/children", encoding="ascii") as children:
+            return int(children.read().split()[0]), outside
+
+    def test_the_daemon_alone_does_not_end_on_term(self):
+        first, outside = self.begin()
+        os.kill(first, signal.SIGTERM)
+        self.assertEqual([ask(self.copy.port)[0] for _ in range(20)], [200] * 20)
+        self.assertIsNone(outside.poll())
+
+    def test_the_daemon_below_tini_ends_on_term(self):
+        first, outside = self.begin("tini", "--")
+        os.kill(first, signal.SIGTERM)
+        outside.wait(timeout=PATIENCE)
+        self.assertEqual(ask(self.copy.port)[0], 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

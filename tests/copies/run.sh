@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Tries copies of the daemon behind a real HAProxy: copies that die, hang, crash and are restarted under load. Installs
+# what is missing first (Debian 12).
+#
+# usage: tests/copies/run.sh [unittest arguments]
+#
+# "tests/copies/run.sh -k killed" runs the tests with "killed" in their names. For the figures of docs/scale.md:
+# tests/copies/throughput.py
+set -euo pipefail
+
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
+
+case "${1-}" in
+  -h | --help)
+    help
+    exit 0
+    ;;
+esac
+
+"$root/scripts/deps.sh" copies
+build release --target velmoraserviced velmoracheck crashing_engine
+export PATH="$PATH:/usr/sbin" PYTHONDONTWRITEBYTECODE=1
+cd "$root/tests/copies"
+timeout --foreground 900 python3 -m unittest discover -p '*_test.py' -v "$@"
+(($#)) || timeout --foreground 300 ./throughput.py --check --seconds 1 --rounds 2 --sizes 0

@@ -1,0 +1,124 @@
+#!/usr/bin/env python3
+"""Measures copies behind HAProxy: what docs/scale.md has, as tables.
+
+usage: throughput.py [--seconds N] [--rounds N] [--sizes BYTES,...] [--check]
+
+  --seconds N       how long each measurement takes (3)
+  --rounds N        the best of so many is told, since other work on the machine only slows it down (1)
+  --sizes BYTES,... sizes of the images, 0 for the small sample (0,300000,900000)
+  --check           end with status 1 when a request fails, or copies do less than a third of what one does that
+                    has as many workers
+"""
+
+import argparse
+import pathlib
+import sys
+
+import harness
+from harness import Stage
+
+CLIENTS = 8
+
+
+def processor_seconds(process):
+    """What a process has used of the processors so far."""
+    tasks = pathlib.Path(f"/proc/{process.pid}/task").glob("*/schedstat")
+    return sum(int(task.read_text().split()[0]) for task in tasks) / 1e9
+
+
+def peak_megabytes(process):
+    with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
+        return next(int(line.split()[1]) for line in status if line.startswith("VmHWM:")) / 1024
+
+
+def sound(answers):
+    return not answers.failures and list(answers.statuses) == [200]
+
+
+def rates(sizes, seconds, rounds):
+    """Requests a second, by (copies, threads of each, size); and whether all were answered."""
+    all_sound = True
+    found = {}
+    for copies, threads in ((1, 1), (2, 1), (4, 1), (1, 2), (1, 4)) * rounds:
+        with Stage() as stage:
+            balancer = stage.balancer(stage.copies(copies, threads=threads))
+            for size in sizes:
+                answers = stage.load(balancer.port, size, clients=CLIENTS, seconds=seconds).finish()
+                found[copies, threads, size] = max(answers.rate, found.get((copies, threads, size), 0))
+                all_sound = all_sound and sound(answers)
+    return found, all_sound
+
+
+def cost(size, seconds, rounds):
+    """One client before one copy: milliseconds directly, through HAProxy, and of HAProxy's processor time."""
+    found = []
+    with Stage() as stage:
+        copies = stage.copies(1)
+        balancer = stage.balancer(copies)
+        for _ in range(rounds):
+            direct = stage.load(copies[0].port, size, clients=1, seconds=seconds).finish()
+            used = processor_seconds(balancer.process)
+            through = stage.load(balancer.port, size, clients=1, seconds=seconds).finish()
+            used = (processor_seconds(balancer.process) - used) / max(through.total, 1)
+            found.append((direct.median * 1000, through.median * 1000, used * 1000))
+    return [min(figures) for figures in zip(*found)]
+
+
+def memory(size, clients, seconds):
+    """The most that HAProxy had, in megabytes."""
+    with Stage() as stage:
+        balancer = stage.balancer(stage.copies(4))
+        stage.load(balancer.port, size, clients=clients, seconds=seconds).finish()
+        return peak_megabytes(balancer.process)
+
+
+def refused(connections, seconds):
+    """The share of 503 when a copy has so many connections and the balancer sends it eight requests at once."""
+    with Stage() as stage:
+        copies = stage.copies(1, threads=2, maxconn=8, connections=connections)
+        balancer = stage.balancer(copies)
+        answers = stage.load(balancer.port, clients=2 * CLIENTS, seconds=seconds).finish()
+        return 100 * answers.statuses.get(503, 0) / max(answers.total, 1)
+
+
+def name_of(size):
+    return f"{size // 1000} KB" if size else "small"
+
+
+def main():
+    options = argparse.ArgumentParser(usage=__doc__)
+    options.add_argument("--seconds", type=int, default=3)
+    options.add_argument("--rounds", type=int, default=1)
+    options.add_argument("--sizes", default="0,300000,900000")
+    options.add_argument("--check", action="store_true")
+    options = options.parse_args()
+    sizes = [int(size) for size in options.sizes.split(",")]
+
+    found, all_sound = rates(sizes, options.seconds, options.rounds)
+    print("requests a second |", " | ".join(name_of(size) for size in sizes))
+    for copies, threads in ((1, 1), (2, 1), (1, 2), (4, 1), (1, 4)):
+        figures = " | ".join(f"{found[copies, threads, size]:.0f}" for size in sizes)
+        print(f"copies {copies}, threads {threads} | {figures}")
+    if options.check:
+        slow = [copies for copies in (2, 4) for size in sizes
+                if found[copies, 1, size] < found[1, copies, size] / 3]
+        print("not every request was answered 200" if not all_sound else "every request was answered 200")
+        print(f"{slow} copies do less than a third of one with as many workers" if slow else
+              "copies do what one does with as many workers, or at least a third of it")
+        sys.exit(1 if slow or not all_sound else 0)
+
+    print("\nimage | directly, ms | through HAProxy, ms | HAProxy's processor time, ms")
+    for size in sizes:
+        figures = cost(size, options.seconds, options.rounds)
+        print(name_of(size), "|", " | ".join(f"{figure:.2f}" for figure in figures))
+    print("\nHAProxy's memory, MB")
+    for size in sizes:
+        print(name_of(size), "|", " | ".join(f"{clients} clients: {memory(size, clients, options.seconds):.0f}"
+                                             for clients in (1, 16, 64, 256)))
+    print("\nmaxconn 8, share of 503 by the copy's connections")
+    print(" | ".join(f"{connections}: {refused(connections, options.seconds):.1f} %"
+                     for connections in (8, 10, 18)))
+
+
+if __name__ == "__main__":
+    main()
