@@ -38,6 +38,8 @@ done
 
 "$root/scripts/deps.sh" bench
 programs=(logger_benchmark logger_allocations parser_benchmark argvparser_benchmark vlog_config_benchmark)
+# A tree that was made before the peers were installed looks for them again.
+[[ ! -f $root/build/release/build.ninja ]] || (cd "$root" && cmake --preset release >/dev/null)
 build release --target "${programs[@]}" start_probe thin_host full_host recognition_loop velmoraserviced
 tree=$root/build/release results=$root/build/bench
 rm -rf "$results"
