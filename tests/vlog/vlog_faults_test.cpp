@@ -197,6 +197,17 @@ TEST_F(VLogFaults, ABackupThatFindsNoRoomLeavesTheFileAndNoHalfCopy) {
     EXPECT_EQ(readFile(file + ".bkp"), "");
 }
 
+TEST_F(VLogFaults, ABackupThatFindsNoRoomForItsLaterPartLeavesTheFileAndNoHalfCopy) {
+    const std::string content(200000, 'x');
+    writeFile(file, content);
+    {
+        const ResourceLimit full(RLIMIT_FSIZE, 100000);
+        log.rotateFile(file, 1000);
+    }
+    EXPECT_EQ(readFile(file), content);
+    EXPECT_EQ(readFile(file + ".bkp"), "");
+}
+
 TEST_F(VLogFaults, AFileThatCouldNotBeRotatedIsRotatedLater) {
     const std::string content(5000, 'x');
     writeFile(file, content);

@@ -44,8 +44,8 @@ bool isDefaultName(const std::string& name) {
                               [](unsigned char a, char b) { return std::tolower(a) == b; });
 }
 
-// Copies an open file of so many bytes, and empties the copy when not all of them got there: half
-// a copy is of no use, and on a full disk it takes the room that the next line needs.
+// Copies an open file of so many bytes. Empties the copy when not all of them got there: half a
+// copy is of no use, and on a full disk it takes the room that the next line needs.
 bool backUp(VFile& file, size_t size, const std::string& backupName) {
     // In pieces, since memory for the whole costs as much as the copy.
     constexpr size_t pieceSize = 65536;
@@ -171,14 +171,16 @@ void VLog::removeTopic(std::string topic, uint32_t level) {
 }
 
 void VLog::noteRules() {
-    ruleBits = 0;
+    uint64_t bits = 0;
     for (const auto& [key, entry] : config.configTree) {
-        ruleBits |= ruleBit(key.first, key.second);
+        bits |= ruleBit(key.first, key.second);
     }
+    // At once: other threads may log under the rules that stay.
+    ruleBits.store(bits, std::memory_order_relaxed);
 }
 
 bool VLog::mayHaveRule(const std::string& topic, uint32_t level) const {
-    return (ruleBits & ruleBit(topic, level)) != 0;
+    return (ruleBits.load(std::memory_order_relaxed) & ruleBit(topic, level)) != 0;
 }
 
 void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* file, int line,
@@ -278,6 +280,7 @@ void VLog::dumpToFile() {
     const VMutexGuard drain(drainMutex);
     {
         const VMutexGuard guard(mutex);
+        taken.clear();  // what a drain that threw has left is lost, and not written twice
         taken.swap(messages);
     }
     for (const LogEntry& entry : taken) {

@@ -133,7 +133,7 @@ private:
     // What a drain works on. Changes places with the queue, so that neither has to grow again.
     std::vector<LogEntry> taken VOS_GUARDED_BY(drainMutex);
     // A bit for each rule, several rules a bit. Most messages without a rule are known by it.
-    uint64_t ruleBits = 0;
+    std::atomic<uint64_t> ruleBits = 0;
 
     static std::atomic<VLog*> Log;  // the global logger
 };

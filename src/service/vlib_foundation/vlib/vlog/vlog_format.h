@@ -15,7 +15,7 @@ inline constexpr size_t bufferSize = 1024;
 // What the prefix may take of it, with a terminating NUL.
 inline constexpr size_t prefixLimit = 512;
 
-// What a prefix is made of.
+// What a prefix is made of. No text is null.
 struct Prefix {
     uint32_t tagfmt;
     const char* timestamp;
