@@ -118,6 +118,16 @@ TEST_F(WallClockEastOfGreenwich, IsPaddedWhateverTheYear) {
     EXPECT_EQ(utils::get_formated_time().size(), 32U);
 }
 
+TEST_F(WallClockEastOfGreenwich, HasAYearOfThreeDigitsAsTheCLibraryWritesIt) {
+    system.setTimeOfDay(-30628713600, 0);
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "999:06:01 05:30:00.000000");
+}
+
+TEST_F(WallClockEastOfGreenwich, HasFourDigitsFromTheYearThousandOn) {
+    system.setTimeOfDay(-30597177600, 0);
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "1000:06:01 05:30:00.000000");
+}
+
 TEST_F(WallClockEastOfGreenwich, IsFormattedInANewTimeZoneWithinTheSameSecond) {
     system.setTimeOfDay(1767225599, 0);
     EXPECT_STREQ(utils::get_formated_time().c_str(), "2026:01:01 05:29:59.000000");

@@ -101,12 +101,13 @@ std::string get_formated_time() {
     tm local{};
     ::localtime_r(&now.tv_sec, &local);
     std::string text(textSize, '\0');
-    if (local.tm_year + 1900 < 1000 || local.tm_year + 1900 > 9999) {
+    constexpr int epoch = 1900;  // of tm_year, to which it cannot always be added
+    if (local.tm_year < 1000 - epoch || local.tm_year > 9999 - epoch) {
         writeOddTime(text.data(), textSize, local, now.tv_usec);
         return text;
     }
     char* place = text.data();
-    place = writeDigits(place, 4, local.tm_year + 1900, ':');
+    place = writeDigits(place, 4, local.tm_year + epoch, ':');
     place = writeDigits(place, 2, local.tm_mon + 1, ':');
     place = writeDigits(place, 2, local.tm_mday, ' ');
     place = writeDigits(place, 2, local.tm_hour, ':');
