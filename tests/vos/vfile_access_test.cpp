@@ -1,4 +1,4 @@
-// Whether a file could be opened for appending, without leaving a trace.
+// Whether a file could be opened for appending, without leaving a trace; and how large one is.
 
 #include "vlib/vos/vfile_access.h"
 
@@ -10,6 +10,7 @@
 #include <chrono>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "support/bound_by_permissions.h"
 #include "support/files.h"
@@ -170,6 +171,30 @@ TEST_F(CreationPath, TakesARelativeTargetFromTheDirectoryOfTheLink) {
 TEST_F(CreationPath, EndsOnALinkToItself) {
     fs::create_symlink("loop", directory.path("loop"));
     EXPECT_EQ(vos::creationPath(directory.path("loop")), directory.path("loop"));
+}
+
+class SizeOf : public CanAppendTo {
+protected:
+    VFile opened;
+};
+
+TEST_F(SizeOf, IsThatOfTheFileAndDoesNotMoveInIt) {
+    writeFile(path, "abc");
+    ASSERT_TRUE(opened.open(path.c_str(), "rb"));
+    EXPECT_EQ(vos::sizeOf(opened), 3U);
+    std::vector<unsigned char> content;
+    ASSERT_TRUE(opened.read(content, 3));
+    EXPECT_EQ(content, (std::vector<unsigned char>{'a', 'b', 'c'}));
+}
+
+TEST_F(SizeOf, IsZeroWhenNothingIsOpen) {
+    EXPECT_EQ(vos::sizeOf(opened), 0U);
+}
+
+TEST_F(SizeOf, OfAFifoIsUnknown) {
+    ASSERT_EQ(::mkfifo(path.c_str(), S_IRUSR | S_IWUSR), 0);
+    ASSERT_TRUE(opened.open(path.c_str(), "r+b"));
+    EXPECT_EQ(vos::sizeOf(opened), static_cast<size_t>(-1));
 }
 
 }  // namespace
