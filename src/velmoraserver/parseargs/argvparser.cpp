@@ -384,8 +384,9 @@ const std::string& ArgvParser::errorOption() const {
 
 namespace {
 
-std::vector<std::string_view> elementsOf(int argc, char** argv) {
-    std::vector<std::string_view> elements;
+// Copies, since the texts may be the parser's own, which parsing moves.
+ArgvParser::ArgumentContainer elementsOf(int argc, char** argv) {
+    ArgvParser::ArgumentContainer elements;
     for (int i = 1; argv != nullptr && i < argc && argv[i] != nullptr; ++i) {
         elements.emplace_back(argv[i]);
     }
@@ -410,12 +411,12 @@ std::string joinLabels(const Labels& labels, std::string_view marker) {
 }  // namespace
 
 ArgvParser::ParserResults ArgvParser::parse(int argc, char** argv) {
-    const Elements elements = elementsOf(argc, argv);
+    const ArgumentContainer elements = elementsOf(argc, argv);
     bool argument_seen = false;
     for (std::size_t index = 0; index < elements.size(); ++index) {
-        const std::string_view element = elements[index];
+        const std::string& element = elements[index];
         if (!isOption(element)) {
-            argument_container.emplace_back(element);
+            argument_container.push_back(element);
             argument_seen = true;
             continue;
         }
@@ -431,15 +432,16 @@ ArgvParser::ParserResults ArgvParser::parse(int argc, char** argv) {
     return checkRequiredOptions();
 }
 
-ArgvParser::ParserResults ArgvParser::parseLongOption(const Elements& elements,
+ArgvParser::ParserResults ArgvParser::parseLongOption(const ArgumentContainer& elements,
                                                       std::size_t& index) {
-    const std::string_view text = elements[index].substr(2);
+    const std::string_view text = std::string_view(elements[index]).substr(2);
     const auto [name, rest] = cutAtEquals(text);
     return takeOption(name.empty() ? text : name, withoutEquals(rest), elements, index);
 }
 
-ArgvParser::ParserResults ArgvParser::parseShortForm(const Elements& elements, std::size_t& index) {
-    const std::string_view text = elements[index].substr(1);
+ArgvParser::ParserResults ArgvParser::parseShortForm(const ArgumentContainer& elements,
+                                                     std::size_t& index) {
+    const std::string_view text = std::string_view(elements[index]).substr(1);
     const auto [name, rest] = cutAtEquals(text);
     if (name.length() > 1) {
         return fail(ParserMalformedMultipleShortOption, name);
@@ -466,7 +468,8 @@ ArgvParser::ParserResults ArgvParser::parseGroup(std::string_view labels) {
 // Records one option. A value that is required and not joined to the name is the next element, on
 // which `index` then stands.
 ArgvParser::ParserResults ArgvParser::takeOption(std::string_view name, std::string value,
-                                                 const Elements& elements, std::size_t& index) {
+                                                 const ArgumentContainer& elements,
+                                                 std::size_t& index) {
     unsigned int key = 0;
     const ParserResults result = identify(name, key);
     if (result != NoParserError) {

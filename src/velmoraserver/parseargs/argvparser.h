@@ -141,13 +141,11 @@ public:
     [[nodiscard]] std::list<std::string> getAllOptionAlternatives(unsigned int key) const;
 
 private:
-    using Elements = std::vector<std::string_view>;  // of a command line, which owns the texts
-
-    ParserResults parseLongOption(const Elements& elements, std::size_t& index);
-    ParserResults parseShortForm(const Elements& elements, std::size_t& index);
+    ParserResults parseLongOption(const ArgumentContainer& elements, std::size_t& index);
+    ParserResults parseShortForm(const ArgumentContainer& elements, std::size_t& index);
     ParserResults parseGroup(std::string_view labels);
-    ParserResults takeOption(std::string_view name, std::string value, const Elements& elements,
-                             std::size_t& index);
+    ParserResults takeOption(std::string_view name, std::string value,
+                             const ArgumentContainer& elements, std::size_t& index);
     ParserResults identify(std::string_view name, unsigned int& key);
     ParserResults checkRequiredOptions();
     ParserResults fail(ParserResults result, std::string_view option);
