@@ -45,9 +45,6 @@ VelmoraServiceController::VelmoraServiceController(int thePort, int theConnectio
 int VelmoraServiceController::create() {
     printVelmoraInfo();
     printConfigs();
-    // An engine that takes the process down with it takes what is queued as well, and nobody could
-    // read which engine it was and what it was asked for.
-    VLog::getGlobalLog()->dumpToFile();
     VelmoraLightServerConfig config{.port = port,
                                     .conns = connections,
                                     .threads = threads,

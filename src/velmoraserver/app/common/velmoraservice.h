@@ -33,8 +33,8 @@ public:
     // Does not touch the server.
     ~VelmoraServiceController() = default;
 
-    // Logs the engine's version and the settings, brings the log to its files, then creates the
-    // server. 0 when it exists, -1 otherwise.
+    // Logs the engine's version and the settings, then creates the server. 0 when it exists, -1
+    // otherwise.
     int create();
 
     // Stops the server. 0 when the engine says so, -1 otherwise. The handle is kept.
