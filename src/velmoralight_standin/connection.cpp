@@ -183,7 +183,7 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
     const RequestTarget target = splitTarget(view(request.target()));
     auto routed = route(view(request.method_string()), target.path);
     Manner manner{request.version(), request.method() == http::verb::head,
-                  request.keep_alive() ? Next::Stay : Next::Leave};
+                  request.keep_alive() && !leavesAfterAnswer(request) ? Next::Stay : Next::Leave};
     if (auto* refusal = std::get_if<Response>(&routed)) {
         const Next next = co_await decline(std::move(*refusal), manner, parser.is_done());
         co_return next;
@@ -193,7 +193,7 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
         co_return Next::Leave;
     }
     const Route wanted = std::get<Route>(routed);
-    if (wanted == Route::Page || leavesAfterAnswer(parser.get())) {
+    if (wanted == Route::Page) {
         // A browser would keep the connection, and with it a place that others need, for as long as
         // the page is looked at.
         manner.next = Next::Leave;

@@ -239,6 +239,16 @@ TEST(Connection, IsClosedWhenAPageAsksForIt) {
     EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
 }
 
+TEST(Connection, IsClosedWhenAPageAsksForItAndIsRefused) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send(httpRequest("GET", "/v1/recognize", "", "Velmora-Connection: close\r\n"));
+    const HttpReply reply = client.receive();
+    EXPECT_EQ(reply.status, 405);
+    EXPECT_EQ(reply.fields.at("connection"), "close");
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
+}
+
 TEST(Connection, StaysWhenAPageAsksForIt) {
     const Engine engine;
     HttpClient client(engine.port());

@@ -519,7 +519,7 @@ function digestOf(status) {
 
 async function look() {
   const answer = await inTurn(() => ask('v1/status', kPatience.status));
-  if (answer.status === 200 && answer.body?.counters && answer.body?.config) {
+  if (answer.status === 200 && answer.body?.counters?.recognitions && answer.body?.config) {
     takeIn(answer.body);
   } else {
     showAbsence(answer);
@@ -658,10 +658,13 @@ async function lookOn() {
     return;
   }
   looking = true;
-  await look();
-  looking = false;
-  clearTimeout(timer);
-  timer = setTimeout(lookOn, kPeriod);
+  try {
+    await look();
+  } finally {
+    looking = false;
+    clearTimeout(timer);
+    timer = setTimeout(lookOn, kPeriod);
+  }
 }
 
 // What was just read is to be seen in the counters.
