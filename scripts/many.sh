@@ -53,6 +53,9 @@ PATH="$PATH:/usr/sbin"
 build "$preset" --target velmoraserviced velmoracheck
 bin="$root/build/$preset/bin"
 place="$root/build/many"
+mkdir -p "$root/build"
+exec {lock}>"$root/build/many.lock"
+flock --nonblock "$lock" || die 'it is running already, in this folder'
 rm -rf "$place"
 mkdir -p "$place"
 cd "$place"
