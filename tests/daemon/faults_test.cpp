@@ -247,12 +247,13 @@ TEST_F(DaemonFault, OfAnEngineWhoseThreadsPrintTearsNoLine) {
     environment["ENGINE_DOUBLE_CHATTER"] = "500";
     const std::string chatter = "engine speaking\n";
 
-    const Outcome outcome = serve(arguments);
-
-    const std::string others = replaceShape(outcome.output, chatter, "");
-    EXPECT_EQ(others, lines);
-    EXPECT_EQ(outcome.output.size(), lines.size() + 1000 * chatter.size());
+    startServing(arguments);
     EXPECT_TRUE(waitUntil([this] { return log() == lines; })) << log();
+    process->signal(SIGTERM);
+    const Outcome ended = outcome();
+
+    EXPECT_EQ(replaceShape(ended.output, chatter, ""), lines);
+    EXPECT_EQ(ended.output.size(), lines.size() + 1000 * chatter.size());
 }
 
 }  // namespace
