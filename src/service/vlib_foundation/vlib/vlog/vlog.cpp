@@ -4,12 +4,12 @@
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
 #include "vlib/vlog/vlog_default_config.h"
 #include "vlib/vlog/vlog_format.h"
+#include "vlib/vlog/vlog_spare_entry.h"
 #include "vlib/vos/vdiagnostic.h"
 #include "vlib/vos/vfile_access.h"
 #include "vlib/vos/vtime.h"
@@ -192,44 +192,50 @@ void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* fil
     if (rule == nullptr) {
         return;
     }
-    LogEntry entry;
-    entry.rules = *rule;
-    entry.id = id;
-    entry.timestamp = utils::get_formated_time();
-    entry.timestamp.resize(std::strlen(entry.timestamp.c_str()));  // without the padding
-    entry.tid = VThread::self();
-    entry.file = file != nullptr ? file : "";
-    entry.line = static_cast<uint32_t>(line);
+    std::unique_ptr<LogEntry> entry = vlogspare::take();
+    entry->rules = *rule;
+    entry->id = id;
+    char timestamp[utils::formated_time_size];
+    utils::write_formated_time(timestamp);
+    entry->timestamp = timestamp;
+    entry->tid = VThread::self();
+    entry->file = file != nullptr ? file : "";
+    entry->line = static_cast<uint32_t>(line);
 
     std::va_list args;
     va_start(args, fmt);
-    entry.buffer = vlogformat::formatLine({.tagfmt = entry.rules.tagfmt,
-                                           .timestamp = entry.timestamp.c_str(),
-                                           .tid = entry.tid,
-                                           .topic = topic.c_str(),
-                                           .id = id,
-                                           .level = vlogformat::levelName(level),
-                                           .file = entry.file.c_str(),
-                                           .line = line},
-                                          fmt != nullptr ? fmt : "", args);
+    vlogformat::formatLine(entry->buffer,
+                           {.tagfmt = entry->rules.tagfmt,
+                            .timestamp = timestamp,
+                            .tid = entry->tid,
+                            .topic = topic.c_str(),
+                            .id = id,
+                            .level = vlogformat::levelName(level),
+                            .file = entry->file.c_str(),
+                            .line = line},
+                           fmt != nullptr ? fmt : "", args);
     va_end(args);
-    deliver(std::move(entry));
+    vlogspare::keep(deliver(std::move(entry)));
 }
 
-void VLog::deliver(LogEntry&& entry) {
+std::unique_ptr<VLog::LogEntry> VLog::deliver(std::unique_ptr<LogEntry> entry) {
     const VMutexGuard guard(mutex);
-    if (std::ranges::find(entry.rules.files, vlogConsole) != entry.rules.files.end()) {
-        std::fputs(entry.buffer.c_str(), stdout);
+    const LogEntry& delivered = *entry;
+    if (std::ranges::find(delivered.rules.files, vlogConsole) != delivered.rules.files.end()) {
+        std::fputs(delivered.buffer.c_str(), stdout);
         std::fflush(stdout);
     }
-    const LogEntry* delivered = &entry;
     if (messages.size() < maxQueued) {
         messages.push_back(std::move(entry));
-        delivered = &messages.back();
+        if (!used.empty()) {
+            entry = std::move(used.back());
+            used.pop_back();
+        }
     }
     for (ILogSink* sink : sinks) {
-        sink->consume(this, *delivered);
+        sink->consume(this, delivered);
     }
+    return entry;
 }
 
 void VLog::addSink(ILogSink* sink) {
@@ -283,11 +289,21 @@ void VLog::dumpToFile() {
         taken.clear();  // what a drain that threw has left is lost, and not written twice
         taken.swap(messages);
     }
-    for (const LogEntry& entry : taken) {
-        for (size_t i = 0; i < entry.rules.files.size(); ++i) {
-            if (entry.rules.files[i] != vlogConsole) {
-                appendLine(entry.rules.files[i], entry.rules.sizes[i], entry.buffer);
+    if (taken.empty()) {
+        return;
+    }
+    for (const auto& entry : taken) {
+        for (size_t i = 0; i < entry->rules.files.size(); ++i) {
+            if (entry->rules.files[i] != vlogConsole) {
+                appendLine(entry->rules.files[i], entry->rules.sizes[i], entry->buffer);
             }
+        }
+    }
+    std::erase_if(taken, [](const auto& entry) { return !vlogspare::isWorthKeeping(*entry); });
+    {
+        const VMutexGuard guard(mutex);
+        if (taken.size() > used.size()) {
+            used.swap(taken);
         }
     }
     taken.clear();

@@ -121,9 +121,10 @@ private:
     [[nodiscard]] bool mayHaveRule(const std::string& topic, uint32_t level) const;
     void noteRules();
     void appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line);
-    void deliver(LogEntry&& entry) VOS_EXCLUDES(mutex);
+    // Returns an entry that is not needed any more, or null.
+    std::unique_ptr<LogEntry> deliver(std::unique_ptr<LogEntry> entry) VOS_EXCLUDES(mutex);
 
-    std::vector<LogEntry> messages VOS_GUARDED_BY(mutex);
+    std::vector<std::unique_ptr<LogEntry>> messages VOS_GUARDED_BY(mutex);
     std::unique_ptr<VThread> thread;
     VMutex mutex;       // guards messages, sinks and the console
     VFile stderrFile;   // reserved
@@ -131,7 +132,9 @@ private:
     std::vector<ILogSink*> sinks VOS_GUARDED_BY(mutex);
     VMutex drainMutex;  // one drain at a time, so that the order of the lines is kept
     // What a drain works on. Changes places with the queue, so that neither has to grow again.
-    std::vector<LogEntry> taken VOS_GUARDED_BY(drainMutex);
+    std::vector<std::unique_ptr<LogEntry>> taken VOS_GUARDED_BY(drainMutex);
+    // Entries of lines that are written, whose memory serves the next lines.
+    std::vector<std::unique_ptr<LogEntry>> used VOS_GUARDED_BY(mutex);
     // A bit for each rule, several rules a bit. Most messages without a rule are known by it.
     std::atomic<uint64_t> ruleBits = 0;
 

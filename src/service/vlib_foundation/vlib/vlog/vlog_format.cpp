@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <string_view>
@@ -24,9 +25,21 @@ class PrefixWriter {
 public:
     explicit PrefixWriter(char* place) : begin(place), end(place) {}
 
+    // Of a literal the compiler knows the length, and copies it without a call.
+    template <size_t size>
+    PrefixWriter& operator<<(const char (&literal)[size]) {
+        constexpr size_t length = size - 1;
+        if (length > room()) {
+            return *this << std::string_view(literal, length);
+        }
+        std::memcpy(end, literal, length);
+        end += length;
+        return *this;
+    }
     PrefixWriter& operator<<(std::string_view text) {
-        const size_t length = std::min(text.size(), prefixLimit - 1 - size());
-        end = std::copy_n(text.data(), length, end);
+        const size_t length = std::min(text.size(), room());
+        std::memcpy(end, text.data(), length);
+        end += length;
         return *this;
     }
     PrefixWriter& operator<<(int number) {
@@ -37,7 +50,8 @@ public:
     PrefixWriter& topic(std::string_view text) {
         constexpr std::string_view blanks = "        ";
         static_assert(blanks.size() == minTopicLength);
-        return *this << text << blanks.substr(std::min(text.size(), blanks.size()));
+        *this << text;
+        return text.size() < blanks.size() ? *this << blanks.substr(text.size()) : *this;
     }
     PrefixWriter& id(uint32_t number) {
         char digits[2 * sizeof number];
@@ -52,6 +66,8 @@ public:
     [[nodiscard]] size_t size() const { return static_cast<size_t>(end - begin); }
 
 private:
+    [[nodiscard]] size_t room() const { return prefixLimit - 1 - size(); }
+
     char* const begin;
     char* end;
 };
@@ -60,15 +76,15 @@ size_t writePrefix(char* buffer, const Prefix& p) {
     PrefixWriter prefix(buffer);
     prefix << "[";
     if (p.tagfmt != VLogConfig::SIMPLE) {
-        prefix << p.timestamp << " : ";
+        prefix << std::string_view(p.timestamp) << " : ";
     }
     if (p.tagfmt == VLogConfig::FULL) {
         prefix << threadIdText(p.tid) << " : ";
     }
     prefix.topic(p.topic) << " : ";
-    prefix.id(p.id) << " : " << p.level;
+    prefix.id(p.id) << " : " << std::string_view(p.level);
     if (p.tagfmt == VLogConfig::FULL) {
-        prefix << " : " << p.file << " : " << p.line;
+        prefix << " : " << std::string_view(p.file) << " : " << p.line;
     }
     prefix << "] -> ";
     return prefix.size();
@@ -103,8 +119,8 @@ std::string threadIdText(os_thread_t tid) {
     return std::string(padding, '0') + digits;
 }
 
-std::string formatLine(const Prefix& prefix, const char* fmt, std::va_list args) {
-    // On the stack, so that the line is allocated once, with the size that it has.
+void formatLine(std::string& line, const Prefix& prefix, const char* fmt, std::va_list args) {
+    // On the stack first, so that the line has from the start the length that it needs.
     char buffer[bufferSize + lineEndLength];
     const size_t prefixLength = writePrefix(buffer, prefix);
     const int messageLength =
@@ -112,14 +128,14 @@ std::string formatLine(const Prefix& prefix, const char* fmt, std::va_list args)
     const size_t length = prefixLength + static_cast<size_t>(std::max(messageLength, 0));
     if (length < bufferSize) {
         std::copy_n(lineEnd, lineEndLength, buffer + length);
-        return {buffer, length + lineEndLength};
+        line.assign(buffer, length + lineEndLength);
+        return;
     }
-    std::string line;
+    line.clear();
     line.reserve(length + lineEndLength);
     line.assign(buffer, bufferSize - 1);
     line.resize(length, '\0');
     line += lineEnd;
-    return line;
 }
 
 }  // namespace vlogformat
