@@ -197,6 +197,17 @@ TEST_F(VLogRotation, TakesNothingOutOfAFifo) {
     ::close(fifo);
 }
 
+// To empty it would mean to wait for a reader.
+TEST_F(VLogRotation, DoesNotOpenAFifoToEmptyIt) {
+    ASSERT_EQ(::mkfifo(file.c_str(), S_IRUSR | S_IWUSR), 0);
+    const int reader = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int writer = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
+    ::close(reader);
+    log.rotateFile(file, 1);
+    EXPECT_FALSE(fs::exists(backup));
+    ::close(writer);
+}
+
 TEST_F(VLogRotation, LeavesTheFileWhenTheBackupCannotBeOpened) {
     writeFile(file, std::string(100, 'x'));
     fs::create_directory(backup);

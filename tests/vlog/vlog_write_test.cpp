@@ -136,6 +136,13 @@ TEST_F(VLogWrite, DropsEverythingWithoutRules) {
 
 // ---- the entry -------------------------------------------------------------------------------
 
+TEST(VLogEntry, IsEmptyWhenItIsMade) {
+    const VLog::LogEntry entry;
+    EXPECT_EQ(entry.id, 0U);
+    EXPECT_EQ(entry.line, 0U);
+    EXPECT_EQ(entry.buffer, "");
+}
+
 TEST_F(VLogWrite, FillsTheEntry) {
     route({file, file + "2"});
     const CapturingSink sink(log);
