@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -9,7 +11,9 @@
 #include "support/files.h"
 #include "support/log_text.h"
 #include "support/output_capture.h"
+#include "support/stopwatch.h"
 #include "support/temporary_directory.h"
+#include "support/wait_until.h"
 #include "vlib/vlog/vlog.h"
 
 namespace {
@@ -33,6 +37,21 @@ protected:
     const std::string path = directory.path("vlog.cfg");
     VLog log{1};
 };
+
+// ---- the period -------------------------------------------------------------------------------
+
+// Each line comes to the file in a drain of its own, the first one maybe at once.
+TEST_F(VLogSetup, ThePeriodIsHalfASecondUnlessToldOtherwise) {
+    const Stopwatch watch;
+    VLog usual;
+    usual.addTopic("A", INFO, SIMPLE, {path}, {0});
+    for (size_t lines = 1; lines <= 3; ++lines) {
+        usual.write("A", 1, INFO, "call.cpp", 12, "%s", "");
+        const size_t expected = lines * std::string("[A        : 0x0001 : INFO] -> \r\n").size();
+        ASSERT_TRUE(waitUntil([&] { return readFile(path).size() == expected; }));
+    }
+    EXPECT_GE(watch.elapsed(), std::chrono::milliseconds(990));
+}
 
 // ---- configFromFile --------------------------------------------------------------------------
 
