@@ -431,10 +431,11 @@ class Trial:
     def run(self):
         known = set(self.results)
         todo = collections.deque(m for m in self.mutants if m.key not in known)
-        say(f"{len(self.mutants)} mutants, {len(todo)} of them to try")
+        total = len(todo)
+        say(f"{len(self.mutants)} mutants, {total} of them to try")
         self.begun = time.monotonic()
         with open(self.results_file, "a") as output:
-            for_all(self.trees, lambda tree: self.work(tree, todo, len(todo), output))
+            for_all(self.trees, lambda tree: self.work(tree, todo, total, output))
         end_progress()
 
     def work(self, tree, todo, total, output):
