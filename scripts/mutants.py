@@ -523,7 +523,7 @@ def report(trial, wanted):
         left = [m for m, outcome in tried if outcome == "survived"]
         equal = sum((m.path, m.before, m.after) in known for m in left)
         noticed = len(tried) - len(left)
-        share = 100 * noticed / len(tried)
+        share = 100 * noticed / max(1, len(tried) - equal)
         enough = enough and share >= wanted
         lines.append(f"{component:<12}{len(tried):>9}{noticed:>9}{equal:>9}{len(left) - equal:>9}{share:>8.1f}%")
         survivors += left

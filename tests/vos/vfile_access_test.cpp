@@ -151,7 +151,37 @@ TEST_F(CanAppendTo, LeavesNoDescriptorOpen) {
     EXPECT_EQ(after, before);
 }
 
-class CreationPath : public CanAppendTo {};
+// A program may have closed its standard input.
+TEST_F(CanAppendTo, IsTrueWhenTheLowestDescriptorIsFree) {
+    writeFile(path, "");
+    const int kept = ::dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    EXPECT_TRUE(vos::canAppendTo(path));
+    ::dup2(kept, STDIN_FILENO);
+    ::close(kept);
+}
+
+class CreationPath : public CanAppendTo {
+protected:
+    // The path of the last of so many links, each to the one before, the first to a missing file.
+    [[nodiscard]] std::string chainOf(int links) const {
+        std::string last = path;
+        for (int i = 1; i <= links; ++i) {
+            const std::string link = directory.path("link" + std::to_string(i));
+            std::filesystem::create_symlink(last, link);
+            last = link;
+        }
+        return last;
+    }
+};
+
+TEST_F(CreationPath, FollowsFortyLinks) {
+    EXPECT_EQ(vos::creationPath(chainOf(40)), path);
+}
+
+TEST_F(CreationPath, FollowsNoMoreThanTheKernelDoes) {
+    EXPECT_EQ(vos::creationPath(chainOf(41)), directory.path("link1"));
+}
 
 TEST_F(CreationPath, IsThePathItselfWithoutALink) {
     EXPECT_EQ(vos::creationPath(path), path);

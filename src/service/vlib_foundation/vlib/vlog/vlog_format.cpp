@@ -131,7 +131,6 @@ void formatLine(std::string& line, const Prefix& prefix, const char* fmt, std::v
         line.assign(buffer, length + lineEndLength);
         return;
     }
-    line.clear();
     line.reserve(length + lineEndLength);
     line.assign(buffer, bufferSize - 1);
     line.resize(length, '\0');
