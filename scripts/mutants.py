@@ -4,7 +4,8 @@
 Makes small changes to a copy of the tree, one at a time: a comparison or a logical operator turned, a
 constant off by one, a statement left out, a string changed, two arguments exchanged. Builds what depends on
 it, without optimisation, and runs the test programs of the component until one fails. A change that no
-test notices is listed at the end; one that does not compile does not count.
+test notices is listed at the end. The share that was noticed is of those that compile and that
+tests/equal_mutants.txt does not explain.
 
 The copies, and what has been found so far, are in build/mutants: when it is called again with the same
 arguments it goes on where it was interrupted, and tries again what no test had noticed.
