@@ -8,7 +8,7 @@ test notices is listed at the end. The share that was noticed is of those that c
 tests/equal_mutants.txt does not explain.
 
 The copies, and what has been found so far, are in build/mutants: when it is called again with the same
-arguments it goes on where it was interrupted, and tries again what no test had noticed.
+arguments it goes on where it was interrupted, and tries again what no test had noticed and nothing explains.
 """
 
 import argparse
@@ -422,11 +422,13 @@ class Trial:
             raise Failure(f"the build fails without any change: read {tree.log}")
 
     def resume(self):
-        """Takes over what earlier runs noticed; the rest is tried again."""
+        """Takes over what earlier runs found; what no test noticed and nothing explains is tried again."""
+        known = explanations()
+        explained = {m.key for m in self.mutants if (m.path, m.before, m.after) in known}
         if self.results_file.exists():
             for line in self.results_file.read_text().splitlines():
                 result = json.loads(line)
-                if result["outcome"] != "survived":
+                if result["outcome"] != "survived" or result["key"] in explained:
                     self.results[result["key"]] = result
 
     def run(self):

@@ -40,6 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
                     RangeRow{"NumbersInAnyOrder", "9,1,9", true, {9, 1, 9}},
                     RangeRow{"TextWithoutDigitsIsZero", "2,x", true, {2, 0}},
                     RangeRow{"ReadingStopsAtTheFirstNonDigit", "12abc", true, {12}},
+                    RangeRow{"NoOtherMarkPartsNumbers", "1!2;3 4", true, {1}},
                     RangeRow{"LeadingWhiteSpaceIsSkipped", " \t7, 8", true, {7, 8}},
                     RangeRow{"PlusIsASign", "+7", true, {7}},
                     RangeRow{"NumbersAreDecimal", "010,0x10", true, {10, 0}},

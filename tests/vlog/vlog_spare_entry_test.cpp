@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <string>
 #include <thread>
@@ -128,6 +129,34 @@ TEST_F(VLogSpareEntry, IsNotMissedByADestructorAtTheVeryEndOfAThread) {
     EXPECT_THAT(sink.lines(), ElementsAre("[A        : 0x0001 : INFO] -> before\r\n",
                                           "[A        : 0x0001 : INFO] -> the end\r\n",
                                           "[A        : 0x0001 : INFO] -> really\r\n"));
+}
+
+// How many bytes more are allocated after so many threads have run than before.
+template <typename Body>
+long growthAfterThreads(int count, Body body) {
+    const auto before = static_cast<long>(::mallinfo2().uordblks);
+    for (int i = 0; i < count; ++i) {
+        std::thread(body).join();
+    }
+    return static_cast<long>(::mallinfo2().uordblks) - before;
+}
+
+// More than may be in the queue, and kept of it.
+constexpr int manyThreads = 1000;
+constexpr long halfOfTheirEntries = manyThreads / 2 * long{sizeof(VLog::LogEntry)};
+
+TEST_F(VLogSpareEntry, GoesWithItsThread) {
+    const auto logOnce = [this] { log.write("A", 1, INFO, "a.cpp", 1, "once"); };
+    EXPECT_LT(growthAfterThreads(manyThreads, logOnce), halfOfTheirEntries);
+}
+
+TEST_F(VLogSpareEntry, IsNotLeftBehindByADestructorAtTheVeryEndOfAThread) {
+    const auto logAtTheEnd = [this] {
+        thread_local LogsAtItsEnd last;
+        last.log = &log;
+        log.write("A", 1, INFO, "a.cpp", 1, "before");
+    };
+    EXPECT_LT(growthAfterThreads(manyThreads, logAtTheEnd), halfOfTheirEntries);
 }
 
 }  // namespace
