@@ -16,7 +16,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 markdown=()
 repetitions=9 min_time=${MIN_TIME:-0.03} load_seconds=3
-export ROUNDS=11 # of ten starts each
+export ROUNDS=11 IDLE_SECONDS=20 # rounds of ten starts each; how long the idle programs are watched
 while (($#)); do
   case $1 in
     -h | --help)
@@ -29,7 +29,7 @@ while (($#)); do
       shift 2
       ;;
     --quick)
-      repetitions=1 min_time=0.01 load_seconds=1 ROUNDS=1
+      repetitions=1 min_time=0.01 load_seconds=1 ROUNDS=1 IDLE_SECONDS=2
       shift
       ;;
     *) die "unknown argument '$1'" ;;

@@ -7,7 +7,7 @@
 #   --once   one start of each and no idle time: shows that it works, measures nothing
 set -euo pipefail
 
-rounds=${ROUNDS:-11} runs=10 idle=20
+rounds=${ROUNDS:-11} runs=10 idle=${IDLE_SECONDS:-20}
 if [[ ${1-} == --once ]]; then
   rounds=1 runs=1 idle=0
   shift
