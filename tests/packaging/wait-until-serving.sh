@@ -37,3 +37,5 @@ contains "$(<"$scratch/said")" 'does not listen on any TCP port after 1 s'
 
 [[ $(status "$wait_for") == 2 && $(status "$wait_for" x) == 2 && $(status "$wait_for" 1 x) == 2 ]] ||
   fail 'called wrongly, but the status is not 2'
+
+contains "$("$wait_for" --help)" 'usage: wait-until-serving PID [SECONDS]'

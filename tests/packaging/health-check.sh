@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# The script that a container's health is asked with: finds the port where the daemon finds it, and tells an
+# answer from none.
+# usage: health-check.sh PREFIX
+set -euo pipefail
+# shellcheck source=tests/packaging/common.sh
+source "$(dirname "$0")/common.sh"
+scratch
+
+check="$1/lib/velmora/health-check"
+port=$(free_port)
+printf '[default]\nport = %s\nconnections = 4\n' "$port" >"$scratch/served.ini"
+VL_LOGCFG='' "$1/bin/velmoraserviced" --ini "$scratch/served.ini" >"$scratch/output" 2>&1 &
+started+=($!)
+"$1/lib/velmora/wait-until-serving" "${started[0]}" 20
+
+# healthy NAME TEXT: the daemon is found through an INI file of this text.
+healthy() {
+  printf '%b' "$2" >"$scratch/asked.ini"
+  "$check" "$scratch/asked.ini" || fail "not found through the port $1"
+}
+healthy 'as it is' "[default]\nport = $port\n"
+healthy 'in capitals' "[Default]\nPORT:$port ; of the server\n"
+healthy 'in hexadecimal' "[default]\nport=$(printf '0x%x' "$port")\n"
+healthy 'in octal' "[default]\nport=$(printf '0%o' "$port")\n"
+healthy 'beside that of another section' "[other]\nport = 1\n[default]\nport = $port\n"
+healthy 'beside a later one' "[default]\nport = $port\nport = 1\n"
+
+# unhealthy WHAT INI: it ends with status 1 and says what stands in the message.
+unhealthy() {
+  local result=0
+  "$check" "$2" 2>"$scratch/said" || result=$?
+  [[ $result == 1 ]] || fail "status $result: $2"
+  contains "$(<"$scratch/said")" "$1"
+}
+printf '[default]\nport = %s\n' "$(free_port)" >"$scratch/free.ini"
+unhealthy 'no answer of 200 from port ' "$scratch/free.ini"
+unhealthy 'cannot be read' "$scratch/missing.ini"
+
+contains "$("$check" --help)" 'usage: health-check [INI]'
