@@ -112,8 +112,10 @@ class Copy:
     def serves(self):
         return ask(self.port, timeout=2)[0] == 200
 
-    def is_alive(self):
-        return self.process.poll() is None
+    def has_ended(self):
+        """Whether it has come to its end. One that is on its way there is waited for: its connections go first."""
+        until(lambda: self.process.poll() is not None or self.serves(), what=f"{self.name} ends or serves")
+        return self.process.poll() is not None
 
     def end(self):
         end(self.process)

@@ -62,7 +62,7 @@ class RequestThatCrashesItsCopy(CopiesTest):
         load = self.stage.load(balancer.port, clients=2)
         for _ in range(4):
             status, _, _ = ask(balancer.port, "POST", "/v1/recognize", DEADLY_IMAGE)
-            dead = [copy for copy in copies if not copy.is_alive()]
+            dead = [copy for copy in copies if copy.has_ended()]
             self.assertIn(status, (502, 503))
             self.assertEqual(len(dead), 2)
             for copy in dead:
