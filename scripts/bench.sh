@@ -13,16 +13,13 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
 markdown=()
 repetitions=9 min_time=${MIN_TIME:-0.03} load_seconds=3
 export ROUNDS=11 IDLE_SECONDS=20 # rounds of ten starts each; how long the idle programs are watched
 while (($#)); do
   case $1 in
-    -h | --help)
-      help
-      exit 0
-      ;;
     --markdown)
       markdown=(--markdown "$(realpath "${2:?--markdown needs a file}")")
       [[ -f ${markdown[1]} ]] || die "$2 is not there"

@@ -15,6 +15,19 @@ die() {
 # help: the comment at the head of the calling script.
 help() { sed -n '2,/^set /{s/^# \{0,1\}//;/^set /d;p}' "$0"; }
 
+# help_if_asked "$@": ends the script with its help when that is among its arguments.
+help_if_asked() {
+  local argument
+  for argument; do
+    case $argument in
+      -h | --help)
+        help
+        exit 0
+        ;;
+    esac
+  done
+}
+
 # debian_mirror: the mirror of Debian itself, from either form of apt's sources.
 debian_mirror() {
   local mirror

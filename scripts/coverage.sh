@@ -12,13 +12,10 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
 wanted=98
 case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
   --at-least)
     wanted=${2:?--at-least needs a number}
     [[ $wanted =~ ^[0-9]+$ ]] || die "'$wanted' is not a number of per cent"

@@ -10,13 +10,10 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
 mapfile -t targets < <(cd "$root/fuzz/corpus" && printf '%s\n' *)
 case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
   '') die "name a target: all ${targets[*]}" ;;
   all) chosen=("${targets[@]}") ;;
   *)

@@ -11,13 +11,8 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
-case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
-esac
 (($# >= 3)) || die 'it takes an address, a socket and at least one copy: see --help'
 address=$1
 socket=$2

@@ -10,13 +10,10 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
 preset=run
 case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
   --preset)
     preset=${2:?--preset needs a name}
     shift 2

@@ -12,13 +12,10 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
 model=
 case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
   --tree)
     model=$(realpath "${2:?--tree needs a folder}")
     shift 2

@@ -7,13 +7,10 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
 case "${1-}" in
   '') ;;
-  -h | --help)
-    help
-    exit 0
-    ;;
   *) die "unknown argument '$1': there is none but --help" ;;
 esac
 

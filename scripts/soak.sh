@@ -19,13 +19,8 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
-case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
-esac
 minutes=${1:-5}
 [[ $minutes =~ ^[1-9][0-9]{0,2}$ ]] || die "'$minutes' is not a number of minutes from 1 to 999"
 (($# <= 1)) || die "one argument, the number of minutes, and not $#"

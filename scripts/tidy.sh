@@ -8,13 +8,8 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+help_if_asked "$@"
 
-case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
-esac
 pattern=${1:-.}
 
 "$root/scripts/deps.sh" ci

@@ -10,13 +10,7 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
-
-case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
-esac
+help_if_asked "$@"
 
 "$root/scripts/deps.sh" copies
 build release --target velmoraserviced velmoracheck crashing_engine

@@ -10,13 +10,10 @@ set -euo pipefail
 
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
+help_if_asked "$@"
 
 arguments=("$@")
 case "${1-}" in
-  -h | --help)
-    help
-    exit 0
-    ;;
   --screenshot) arguments=(--screenshot "$root/docs/page.png") ;;
 esac
 
