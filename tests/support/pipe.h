@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
@@ -41,16 +42,22 @@ public:
         return count;
     }
 
+    // So many bytes, or fewer where nobody has it open for writing any more.
+    [[nodiscard]] std::string read(size_t size) const {
+        std::string taken;
+        char block[4096];
+        ssize_t count = 1;
+        while (taken.size() < size && count > 0) {
+            count = ::read(readEnd, block, std::min(sizeof block, size - taken.size()));
+            taken.append(block, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+        }
+        return taken;
+    }
+
     // All that is written to it, until nobody has it open for writing any more.
     [[nodiscard]] std::string readAll() {
         closeWriteEnd();
-        std::string all;
-        char block[4096];
-        ssize_t count = 0;
-        while ((count = ::read(readEnd, block, sizeof block)) > 0) {
-            all.append(block, static_cast<size_t>(count));
-        }
-        return all;
+        return read(std::string::npos);
     }
 
 private:

@@ -10,6 +10,7 @@
 #include "vlib/vlog/vlog_default_config.h"
 #include "vlib/vlog/vlog_format.h"
 #include "vlib/vlog/vlog_spare_entry.h"
+#include "vlib/vos/vconsole.h"
 #include "vlib/vos/vdiagnostic.h"
 #include "vlib/vos/vfile_access.h"
 #include "vlib/vos/vtime.h"
@@ -222,8 +223,7 @@ std::unique_ptr<VLog::LogEntry> VLog::deliver(std::unique_ptr<LogEntry> entry) {
     const VMutexGuard guard(mutex);
     const LogEntry& delivered = *entry;
     if (std::ranges::find(delivered.rules.files, vlogConsole) != delivered.rules.files.end()) {
-        std::fputs(delivered.buffer.c_str(), stdout);
-        std::fflush(stdout);
+        vos::printAndFlush(stdout, delivered.buffer.c_str());
     }
     if (messages.size() < maxQueued) {
         messages.push_back(std::move(entry));
