@@ -21,16 +21,21 @@ public:
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
+    // What has been written so far, without what still waits in the stream.
+    [[nodiscard]] std::string written() const {
+        std::string all;
+        char block[4096];
+        for (ssize_t n = 0; (n = ::pread(::fileno(taken), block, sizeof block,
+                                         static_cast<off_t>(all.size()))) > 0;) {
+            all.append(block, static_cast<size_t>(n));
+        }
+        return all;
+    }
+
     // Ends the capture and returns all of it.
     [[nodiscard]] std::string text() {
         restore();
-        std::rewind(taken);
-        std::string all;
-        char block[4096];
-        for (size_t n = 0; (n = std::fread(block, 1, sizeof block, taken)) > 0;) {
-            all.append(block, n);
-        }
-        return all;
+        return written();
     }
 
 private:

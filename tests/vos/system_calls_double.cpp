@@ -14,6 +14,8 @@ struct Settings {
     int createError = 0;
     std::vector<size_t> requestedSizes;
     std::vector<size_t> sizes;
+    int mutexes = 0;
+    int mutexesWithAttributes = 0;
     std::optional<uint64_t> monotonicUs;
     std::vector<unsigned> sleeps;
     std::optional<timespec> timeOfDay;
@@ -48,6 +50,7 @@ extern "C" {
 
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 int __real_pthread_attr_setstacksize(pthread_attr_t*, size_t);
+int __real_pthread_mutex_init(pthread_mutex_t*, const pthread_mutexattr_t*);
 int __real_usleep(useconds_t);
 int __real_clock_gettime(clockid_t, timespec*);
 int __real_gettimeofday(timeval*, void*);
@@ -71,6 +74,13 @@ int __wrap_pthread_attr_setstacksize(pthread_attr_t* attributes, size_t size) {
     const std::lock_guard lock(mutex);
     settings.requestedSizes.push_back(size);
     return __real_pthread_attr_setstacksize(attributes, size);
+}
+
+int __wrap_pthread_mutex_init(pthread_mutex_t* made, const pthread_mutexattr_t* attributes) {
+    const std::lock_guard lock(mutex);
+    ++settings.mutexes;
+    settings.mutexesWithAttributes += attributes != nullptr ? 1 : 0;
+    return __real_pthread_mutex_init(made, attributes);
 }
 
 int __wrap_usleep(useconds_t microseconds) {
@@ -156,6 +166,16 @@ std::vector<size_t> SystemCallsDouble::requestedStackSizes() const {
 std::vector<size_t> SystemCallsDouble::stackSizes() const {
     const std::lock_guard lock(mutex);
     return settings.sizes;
+}
+
+int SystemCallsDouble::mutexes() const {
+    const std::lock_guard lock(mutex);
+    return settings.mutexes;
+}
+
+int SystemCallsDouble::mutexesWithAttributes() const {
+    const std::lock_guard lock(mutex);
+    return settings.mutexesWithAttributes;
 }
 
 void SystemCallsDouble::stopMonotonicClock() {

@@ -28,6 +28,10 @@ public:
     [[nodiscard]] std::vector<size_t> requestedStackSizes() const;
     [[nodiscard]] std::vector<size_t> stackSizes() const;
 
+    // How many mutexes were made, and how many of them with attributes.
+    [[nodiscard]] int mutexes() const;
+    [[nodiscard]] int mutexesWithAttributes() const;
+
     // Stops the monotonic clock, which then moves as it is told and with usleep, which returns at
     // once.
     void stopMonotonicClock();

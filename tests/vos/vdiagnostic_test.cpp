@@ -33,6 +33,12 @@ TEST(VDiagnostic, TakesPercentSignsOfArgumentsAsTheyAre) {
               "[ERR]\tf:g():1 - 100%n\r\n");
 }
 
+TEST(VDiagnostic, IsFlushedAtOnce) {
+    const OutputCapture output;
+    vdiagnostic::print("WARN", "f", "g", 1, "text");
+    EXPECT_EQ(output.written(), "[WARN]\tf:g():1 - text\r\n");
+}
+
 TEST(VDiagnostic, KeepsLinesOfSeveralThreadsApart) {
     constexpr int threads = 4;
     constexpr int linesEach = 250;

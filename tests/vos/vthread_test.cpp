@@ -396,6 +396,49 @@ TEST(VThreadMadeStopped, IsNotStartedByItsOwnBody) {
     EXPECT_EQ(runnable.runs(), 1);
 }
 
+TEST(VThreadMadeStopped, LeavesAlsoWhenItIsStartedWhileSomebodyJoinsIt) {
+    HeldRunnable runnable;
+    PlainThread thread(&runnable);
+    thread.start();
+    ASSERT_TRUE(runnable.waitUntilInside());
+    {
+        const std::jthread joiner([&] { thread.waitJoin(); });
+        ASSERT_TRUE(waitUntil([&] { return thread.getState() == DONE; }));
+        thread.setState(STOPPED);
+        thread.start();
+        ASSERT_TRUE(waitUntil([&] { return runnable.runs() >= 2; }));
+        EXPECT_TRUE(thread.getRunning());
+        runnable.release();
+    }  // the joiner has come back though the newer body runs on
+    EXPECT_EQ(runnable.cleanups(), 1);
+    thread.stop();
+    EXPECT_EQ(runnable.cleanups(), 2);
+}
+
+TEST(VThreadMadeStarting, KeepsAStopWaitingWithoutAThreadToo) {
+    CountingRunnable runnable;
+    PlainThread thread(&runnable);
+    thread.setState(STARTING);
+    std::atomic<bool> returned = false;
+    const std::jthread stopper([&] {
+        thread.stopNonBlocking();
+        returned = true;
+    });
+    EXPECT_FALSE(waitUntil([&] { return returned.load(); }, std::chrono::milliseconds(150)));
+    thread.setState(RUNNING);
+    EXPECT_TRUE(waitUntil([&] { return returned.load(); }));
+    EXPECT_EQ(thread.getState(), STOPPING);
+}
+
+TEST(VThreadMadeStarting, IsDestroyedAtOnceWithoutAThread) {
+    CountingRunnable runnable;
+    {
+        PlainThread thread(&runnable);
+        thread.setState(STARTING);
+    }
+    EXPECT_EQ(runnable.runs(), 0);
+}
+
 TEST(VThreadStoppedFromItsBody, LeavesAfterTheRun) {
     FunctionRunnable runnable([](VThread* thread) { thread->stopNonBlocking(); });
     PlainThread thread(&runnable);

@@ -123,6 +123,11 @@ TEST_F(WallClockEastOfGreenwich, HasAYearOfThreeDigitsAsTheCLibraryWritesIt) {
     EXPECT_STREQ(utils::get_formated_time().c_str(), "999:06:01 05:30:00.000000");
 }
 
+TEST_F(WallClockEastOfGreenwich, LosesADigitOfTheMicrosecondsInAYearOfTenDigits) {
+    system.setTimeOfDay(67767976233512999, 4512000);
+    EXPECT_STREQ(utils::get_formated_time().c_str(), "2147483647:12:31 23:59:59.00451");
+}
+
 TEST_F(WallClockEastOfGreenwich, HasFourDigitsFromTheYearThousandOn) {
     system.setTimeOfDay(-30597177600, 0);
     EXPECT_STREQ(utils::get_formated_time().c_str(), "1000:06:01 05:30:00.000000");

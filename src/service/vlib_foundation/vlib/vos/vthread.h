@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "vlib/vos/vmutex.h"
@@ -69,9 +70,9 @@ public:
     // Stops and joins the thread, then deletes an owned runnable.
     ~VThread();
 
-    // Creates the thread. Works once: in any state but STOPPED, and on the thread's own body, a
-    // warning is printed and nothing changes. Where setState() made a running thread STOPPED, it
-    // first waits for that thread's end.
+    // Creates the thread. Works once: in any state but STOPPED a warning is printed and nothing
+    // changes. After setState(STOPPED) it works again: it waits until the earlier body has ended,
+    // and on that body itself it warns.
     void start();
 
     // Asks the body to leave, and waits until the thread has ended.
@@ -103,22 +104,25 @@ public:
     [[nodiscard]] static os_thread_t self();
 
 private:
-    static void* threadStaticMain(void* arg);
     void runCycles();
-    bool isStarting() VOS_EXCLUDES(statusMutex);
+    bool goesOn() VOS_EXCLUDES(statusMutex);
+    bool hasThread() VOS_EXCLUDES(statusMutex);
     void changeState(VThreadState from, VThreadState to) VOS_EXCLUDES(statusMutex);
     void createThread() VOS_REQUIRES(statusMutex);
     void joinAbandoned() VOS_EXCLUDES(statusMutex);
-    os_thread_t takeHandle() VOS_REQUIRES(statusMutex);
+    std::optional<os_thread_t> takeHandle() VOS_REQUIRES(statusMutex);
+    bool isOwnBody() const VOS_REQUIRES(statusMutex);
 
     std::string name;
     VIRunnable* runnable;
     VSemaphore joinLock;                                 // part of the class; no operation uses it
-    os_thread_t osthread VOS_GUARDED_BY(statusMutex){};  // zero: nothing to join
+    os_thread_t osthread VOS_GUARDED_BY(statusMutex){};  // the newest body's
     VMutex statusMutex;
     VThreadState state VOS_GUARDED_BY(statusMutex) = STOPPED;
     uint32_t period_ms;
     uint32_t stack_size;
     [[maybe_unused]] uint32_t priority;  // stored only
     bool releaseRunnable;
+    // Whether nobody has joined osthread yet.
+    bool joinable VOS_GUARDED_BY(statusMutex) = false;
 };

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "vlib/vos/vdiagnostic.h"
@@ -41,8 +42,11 @@ VThread::VThread(VIRunnable* work, std::string threadName, uint32_t stackSize, u
       releaseRunnable(ownsWork) {}
 
 VThread::~VThread() {
-    cancel();
-    joinAbandoned();
+    // Without a thread there is nothing to wait for, though setState() may have made it STARTING.
+    if (hasThread()) {
+        cancel();
+        joinAbandoned();
+    }
     if (releaseRunnable) {
         delete runnable;
     }
@@ -53,8 +57,8 @@ void VThread::start() {
         joinAbandoned();
     }
     const VMutexGuard guard(statusMutex);
-    // A handle that is still there belongs to a body that nobody has joined: the caller's own.
-    if (state != STOPPED || osthread != os_thread_t{}) {
+    // A thread that is still to be joined is the caller itself.
+    if (state != STOPPED || joinable) {
         vdiagnostic::print("WARN", sourceName, "start", notStoppedLine,
                            "thread [%s] - (state == STOPPED) && (state != DONE) - state: %d",
                            name.c_str(), static_cast<int>(state));
@@ -71,19 +75,18 @@ void VThread::createThread() {
     // Not looked at: a size that the system refuses leaves its default.
     ::pthread_attr_setstacksize(&attributes, std::max(stack_size, minStackSize));
     state = STARTING;
+    const auto threadStaticMain = [](void* arg) -> void* {
+        static_cast<VThread*>(arg)->runCycles();
+        return nullptr;
+    };
     const int error = ::pthread_create(&osthread, &attributes, threadStaticMain, this);
-    if (error != 0) {
-        osthread = os_thread_t{};
+    joinable = error == 0;
+    if (!joinable) {
         state = DONE;
         vdiagnostic::print("ERR", sourceName, "start", createFailedLine,
                            "could not create thread - error: %d", error);
     }
     ::pthread_attr_destroy(&attributes);
-}
-
-void* VThread::threadStaticMain(void* arg) {
-    static_cast<VThread*>(arg)->runCycles();
-    return nullptr;
 }
 
 void VThread::runCycles() {
@@ -100,7 +103,7 @@ void VThread::runCycles() {
         if (period > 0) {
             sleepRestOfPeriod(period, utils::get_time_ms() - begin);
         }
-    } while (getState() == RUNNING);
+    } while (goesOn());
     runnable->cleanup();
 }
 
@@ -114,14 +117,14 @@ void VThread::cancel() {
 }
 
 void VThread::stopNonBlocking() {
-    while (isStarting()) {
+    while (getState() == STARTING) {
         sleep(startPollMs);
     }
     changeState(RUNNING, STOPPING);
 }
 
 bool VThread::waitJoin() {
-    os_thread_t handle{};
+    std::optional<os_thread_t> handle;
     {
         const VMutexGuard guard(statusMutex);
         if (state == STOPPED || state == DONE) {
@@ -130,38 +133,48 @@ bool VThread::waitJoin() {
         state = DONE;
         handle = takeHandle();
     }
-    return handle != os_thread_t{} && ::pthread_join(handle, nullptr) == 0;
+    return handle && ::pthread_join(*handle, nullptr) == 0;
 }
 
 // Waits for a body whose state was set to STOPPED or DONE by setState(): nobody else joins it, and
 // it uses this object until it ends.
 void VThread::joinAbandoned() {
-    os_thread_t handle{};
+    std::optional<os_thread_t> handle;
     {
         const VMutexGuard guard(statusMutex);
         if (state == STOPPED || state == DONE) {
             handle = takeHandle();
         }
     }
-    if (handle != os_thread_t{}) {
-        ::pthread_join(handle, nullptr);
+    if (handle) {
+        ::pthread_join(*handle, nullptr);
     }
 }
 
-// The handle for the one caller that joins it; zero when there is none, or when the thread asks for
-// itself.
-os_thread_t VThread::takeHandle() {
-    if (osthread == os_thread_t{} || ::pthread_equal(osthread, self()) != 0) {
-        return os_thread_t{};
+// The handle for the one caller that joins it; none when there is nothing to join, or when the
+// thread asks for itself.
+std::optional<os_thread_t> VThread::takeHandle() {
+    if (!joinable || isOwnBody()) {
+        return std::nullopt;
     }
-    return std::exchange(osthread, os_thread_t{});
+    joinable = false;
+    return osthread;
 }
 
-// Whether a thread is there that has not begun yet. Where setState() alone made the state STARTING,
-// there is none to wait for.
-bool VThread::isStarting() {
+// Whether the caller is the newest body. An older one may still be in its last run, where
+// setState() made the state STOPPED and somebody called start() while it was being joined.
+bool VThread::isOwnBody() const {
+    return ::pthread_equal(osthread, self()) != 0;
+}
+
+bool VThread::goesOn() {
     const VMutexGuard guard(statusMutex);
-    return state == STARTING && osthread != os_thread_t{};
+    return state == RUNNING && isOwnBody();
+}
+
+bool VThread::hasThread() {
+    const VMutexGuard guard(statusMutex);
+    return joinable;
 }
 
 bool VThread::getRunning() {

@@ -61,8 +61,8 @@ void writeOddTime(char* place, size_t size, const tm& time, suseconds_t microsec
     constexpr size_t scratchSize = 26;
     char scratch[scratchSize] = {};
     ::strftime(scratch, sizeof scratch, "%Y:%m:%d %H:%M:%S", &time);
-    // At most 24 characters of it: with the microseconds they fill the text to its NUL.
-    std::snprintf(place, size, "%.24s.%06d", scratch, static_cast<int>(microseconds));
+    // A year of ten characters leaves room for five digits of the microseconds.
+    std::snprintf(place, size, "%s.%06d", scratch, static_cast<int>(microseconds));
 }
 
 }  // namespace
@@ -114,8 +114,8 @@ std::string get_formated_time() {
     return text;
 }
 
-// The zone is asked for each time: whether tzset() changed it within the second cannot be seen from
-// outside.
+// The zone is asked for each time, and nothing kept from one time to the next: that tzset() has
+// changed it within the second cannot be seen from outside.
 void write_formated_time(char* place) {
     const timeval now = wallClockNow();
     tm local{};
