@@ -13,6 +13,8 @@
 //   fork-drain  a child logs the line 90000, brings what is queued to the file, and ends
 //   fork-locked a child that is forked while another thread is inside a sink logs the line 90000;
 //               ended from outside as soon as it is seen to wait for a lock
+//   fork-held   the same with a child that is forked while the writer is held in a drain, and that
+//               logs the line 90000 and then drains
 
 #include <signal.h>
 #include <sys/resource.h>
@@ -27,6 +29,7 @@
 #include <thread>
 
 #include "support/files.h"
+#include "support/held_writer.h"
 #include "support/numbered_lines.h"
 #include "support/process_state.h"
 #include "support/wait_until.h"
@@ -64,23 +67,37 @@ void forkChild(const std::function<void()>& work) {
     }
 }
 
-void forkWhileTheLogIsLocked() {
-    WaitingSink sink;
-    theLog->addSink(&sink);
-    std::thread caller([] { writeLines(*theLog, 90001, 90002); });
-    const bool locked = waitUntil([&] { return sink.entered.load(); });
+// Whether a child that logs, and does the work then, is seen to wait for a lock.
+bool childWaits(const std::function<void()>& work) {
     const pid_t child = ::fork();
     if (child == 0) {
         writeLines(*theLog, 90000, 90001);
+        work();
         ::_exit(0);
     }
     const bool waits = waitUntil([child] { return isInCall(child, SYS_futex); });
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
+    return waits;
+}
+
+void forkWhileTheLogIsLocked() {
+    WaitingSink sink;
+    theLog->addSink(&sink);
+    std::thread caller([] { writeLines(*theLog, 90001, 90002); });
+    const bool locked = waitUntil([&] { return sink.entered.load(); });
+    const bool waits = childWaits([] {});
     sink.goOn = true;
     caller.join();
     theLog->removeSink(&sink);
     if (!locked || !waits) {
+        ::_exit(2);
+    }
+}
+
+void forkWhileTheWriterIsHeld() {
+    const HeldWriter held(*theLog);
+    if (!childWaits([] { theLog->dumpToFile(); })) {
         ::_exit(2);
     }
 }
@@ -99,6 +116,7 @@ const std::map<std::string, std::function<void()>> steps = {
     {"fork", [] { forkChild([] {}); }},
     {"fork-drain", [] { forkChild([] { theLog->dumpToFile(); }); }},
     {"fork-locked", forkWhileTheLogIsLocked},
+    {"fork-held", forkWhileTheWriterIsHeld},
 };
 
 }  // namespace

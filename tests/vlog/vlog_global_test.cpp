@@ -1,9 +1,14 @@
 // The global logger: how it comes, what it says, how it goes.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/capturing_sink.h"
@@ -232,6 +237,56 @@ TEST_F(GlobalLog, IsNotSeenBeforeItIsConfigured) {
     // Either the initialisation was first and nothing is lost, or it came too late.
     EXPECT_THAT(everything,
                 testing::AnyOf(MatchesRegex(disabledWarning), testing::StartsWith(startedLine)));
+}
+
+// Calls init when it is given a line.
+class InitialisingSink : public VLog::ILogSink {
+public:
+    void consume(VLog* /*log*/, const VLog::LogEntry& /*entry*/) override {
+        VLog::init("default");
+        ++calls;
+    }
+
+    int calls = 0;
+};
+
+TEST_F(GlobalLog, IgnoresAnInitOfASinkThatIsGivenItsLastLine) {
+    InitialisingSink sink;
+    (void)printedBy([&] {
+        VLog::init("default");
+        VLog::getGlobalLog()->addSink(&sink);
+        VLog::destroy();
+    });
+    EXPECT_EQ(sink.calls, 1);
+}
+
+TEST_F(GlobalLog, IsHandedToNobodyWhileItGoes) {
+    (void)printedBy([] { (void)VLog::getGlobalLog(); });
+    const std::string fifo = directory.path("fifo");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR), 0);
+    VLog* const going = VLog::getGlobalLog();
+    going->addTopic("A", VLogConfig::INFO, VLogConfig::SIMPLE, {fifo}, {0});
+    say("A");  // keeps the writer, which waits for the other end
+
+    std::jthread destroyer([] { VLog::destroy(); });
+    std::atomic<bool> isGone = false;
+    std::atomic<int> asked = 0;
+    std::jthread seeker([&] {
+        do {
+            ++asked;
+        } while (VLog::getGlobalLog() == going && !isGone);
+    });
+    EXPECT_TRUE(waitUntil([&] {
+        const int before = asked;
+        VThread::sleep(50);
+        return before > 0 && asked == before;
+    }));
+
+    const int ends = ::open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+    destroyer.join();
+    isGone = true;
+    seeker.join();
+    ::close(ends);
 }
 
 TEST_F(GlobalLog, ComesAndGoesOnSeveralThreads) {

@@ -168,6 +168,13 @@ TEST_F(VLogProcess, LeavesAChildWaitingThatIsForkedWhileAnotherThreadLogs) {
     EXPECT_EQ(readFile(console), numberedLines(0, 21) + numberedLines(90001, 90002));
 }
 
+TEST_F(VLogProcess, LeavesAChildWaitingWithItsDrainThatIsForkedDuringOne) {
+    EXPECT_EQ(start({file, "0", "21", "wait", "fork-held", "delete"})->waitForEnd(), "exit 0");
+
+    EXPECT_EQ(readFile(file), numberedLines(0, 21));
+    EXPECT_EQ(readFile(console), numberedLines(0, 21) + numberedLines(90000, 90001));
+}
+
 // ---- a second process on the file ------------------------------------------------------------
 
 TEST_F(VLogProcess, LosesNoLineToASecondOneOnTheSameFileWithoutALimit) {

@@ -4,12 +4,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <pthread.h>
 
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "support/capturing_sink.h"
+#include "support/sanitizers.h"
 
 namespace {
 
@@ -131,32 +134,109 @@ TEST_F(VLogSpareEntry, IsNotMissedByADestructorAtTheVeryEndOfAThread) {
                                           "[A        : 0x0001 : INFO] -> really\r\n"));
 }
 
+// ---- entries of written lines ----------------------------------------------------------------
+
+// Where the entries of lines are.
+class AddressSink : public VLog::ILogSink {
+public:
+    explicit AddressSink(VLog& log) { log.addSink(this); }
+    void consume(VLog*, const VLog::LogEntry& entry) override { addresses.push_back(&entry); }
+
+    std::vector<const VLog::LogEntry*> addresses;
+};
+
+TEST(VLogUsedEntries, OfWrittenLinesServeForLaterOnes) {
+    VLog log(200);
+    log.addTopic("A", INFO, VLogConfig::SIMPLE, {}, {});
+    AddressSink sink(log);
+    log.write("A", 1, INFO, "a.cpp", 1, "queued, with the entry");
+    log.dumpToFile();
+    log.write("A", 1, INFO, "a.cpp", 1, "queued with a new entry, for that of the first line");
+    log.write("A", 1, INFO, "a.cpp", 1, "has it");
+    ASSERT_THAT(sink.addresses, testing::SizeIs(3));
+    EXPECT_NE(sink.addresses[1], sink.addresses[0]);
+    EXPECT_EQ(sink.addresses[2], sink.addresses[0]);
+}
+
+long allocatedBytes() {
+    return static_cast<long>(::mallinfo2().uordblks);
+}
+
+// The sanitizers' allocators do not count for mallinfo2.
+constexpr bool countsAllocations = !failedAllocationIsFatal;
+
+TEST(VLogUsedEntries, OfHugeLinesAreNotKept) {
+    if (!countsAllocations) {
+        GTEST_SKIP() << "nothing is counted";
+    }
+    VLog log(200);
+    log.addTopic("A", INFO, VLogConfig::SIMPLE, {}, {});
+    const std::string message(20000, 'm');
+    const long before = allocatedBytes();
+    for (int i = 0; i < 200; ++i) {
+        log.write("A", 1, INFO, "a.cpp", 1, "%s", message.c_str());
+    }
+    log.dumpToFile();
+    EXPECT_LT(allocatedBytes() - before, 100 * static_cast<long>(message.size()));
+}
+
+TEST(VLogUsedEntries, OfVeryManyFilesAreNotKept) {
+    auto entry = vlogspare::take();
+    entry->rules.files.reserve(65);
+    EXPECT_FALSE(vlogspare::isWorthKeeping(*entry));
+}
+
+// ---- the ends of threads ---------------------------------------------------------------------
+
 // How many bytes more are allocated after so many threads have run than before.
 template <typename Body>
 long growthAfterThreads(int count, Body body) {
-    const auto before = static_cast<long>(::mallinfo2().uordblks);
+    const long before = allocatedBytes();
     for (int i = 0; i < count; ++i) {
         std::thread(body).join();
     }
-    return static_cast<long>(::mallinfo2().uordblks) - before;
+    return allocatedBytes() - before;
 }
 
 // More than may be in the queue, and kept of it.
 constexpr int manyThreads = 1000;
 constexpr long halfOfTheirEntries = manyThreads / 2 * long{sizeof(VLog::LogEntry)};
 
-TEST_F(VLogSpareEntry, GoesWithItsThread) {
+class VLogSpareEntryAtTheEnd : public VLogSpareEntry {
+protected:
+    void SetUp() override {
+        if (!countsAllocations) {
+            GTEST_SKIP() << "nothing is counted";
+        }
+    }
+};
+
+TEST_F(VLogSpareEntryAtTheEnd, GoesWithItsThread) {
     const auto logOnce = [this] { log.write("A", 1, INFO, "a.cpp", 1, "once"); };
     EXPECT_LT(growthAfterThreads(manyThreads, logOnce), halfOfTheirEntries);
 }
 
-TEST_F(VLogSpareEntry, IsNotLeftBehindByADestructorAtTheVeryEndOfAThread) {
+TEST_F(VLogSpareEntryAtTheEnd, IsNotLeftBehindByADestructorAtTheVeryEndOfAThread) {
     const auto logAtTheEnd = [this] {
         thread_local LogsAtItsEnd last;
         last.log = &log;
         log.write("A", 1, INFO, "a.cpp", 1, "before");
     };
     EXPECT_LT(growthAfterThreads(manyThreads, logAtTheEnd), halfOfTheirEntries);
+}
+
+// Later than the thread's own objects.
+TEST_F(VLogSpareEntryAtTheEnd, IsNotLeftBehindByAKeysDestructorThatLogsTheFirstLine) {
+    pthread_key_t key{};
+    ASSERT_EQ(::pthread_key_create(&key,
+                                   [](void* logger) {
+                                       static_cast<VLog*>(logger)->write("A", 1, INFO, "a.cpp", 1,
+                                                                         "the end");
+                                   }),
+              0);
+    const auto logAtTheEnd = [this, key] { ::pthread_setspecific(key, &log); };
+    EXPECT_LT(growthAfterThreads(manyThreads, logAtTheEnd), halfOfTheirEntries);
+    ::pthread_key_delete(key);
 }
 
 }  // namespace

@@ -166,9 +166,18 @@ TEST_F(VLogWrite, StampsTheEntryWithTheLocalTime) {
     const CapturingSink sink(log);
     say("hello");
     ASSERT_THAT(sink.entries, SizeIs(1));
-    EXPECT_THAT(sink.entries[0].timestamp,
+    EXPECT_THAT(sink.entries[0].timestamp.c_str(),
                 testing::MatchesRegex("[0-9]{4}:[0-9]{2}:[0-9]{2} "
                                       "[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}"));
+}
+
+TEST_F(VLogWrite, StampsTheEntryWith32CharactersThatEndInNuls) {
+    route({});
+    const CapturingSink sink(log);
+    say("hello");
+    ASSERT_THAT(sink.entries, SizeIs(1));
+    EXPECT_EQ(sink.entries[0].timestamp.size(), 32U);
+    EXPECT_EQ(sink.entries[0].timestamp.substr(26), std::string(6, '\0'));
 }
 
 TEST_F(VLogWrite, TakesTheThreadThatCalls) {
@@ -188,7 +197,7 @@ TEST_F(VLogWrite, PutsTheEntrysTimestampBeforeASimpleTsLine) {
     const CapturingSink sink(log);
     say("hello");
     ASSERT_THAT(sink.entries, SizeIs(1));
-    EXPECT_EQ(sink.last(), std::string("[") + sink.entries[0].timestamp +
+    EXPECT_EQ(sink.last(), std::string("[") + sink.entries[0].timestamp.c_str() +
                                " : A        : 0x002A : INFO] -> hello\r\n");
 }
 
@@ -197,7 +206,7 @@ TEST_F(VLogWrite, PutsTimestampThreadAndCallSiteIntoAFullLine) {
     const CapturingSink sink(log);
     say("hello");
     ASSERT_THAT(sink.entries, SizeIs(1));
-    EXPECT_EQ(sink.last(), std::string("[") + sink.entries[0].timestamp + " : " +
+    EXPECT_EQ(sink.last(), std::string("[") + sink.entries[0].timestamp.c_str() + " : " +
                                vlogformat::threadIdText(VThread::self()) +
                                " : A        : 0x002A : INFO : call.cpp : 12] -> hello\r\n");
 }
@@ -207,7 +216,7 @@ TEST_F(VLogWrite, UsesSimpleTsForATagFormatThatIsNone) {
     const CapturingSink sink(log);
     say("hello");
     ASSERT_THAT(sink.entries, SizeIs(1));
-    EXPECT_EQ(sink.last(), std::string("[") + sink.entries[0].timestamp +
+    EXPECT_EQ(sink.last(), std::string("[") + sink.entries[0].timestamp.c_str() +
                                " : A        : 0x002A : INFO] -> hello\r\n");
 }
 

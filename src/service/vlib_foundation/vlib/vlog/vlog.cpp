@@ -76,6 +76,10 @@ bool backUp(VFile& file, size_t size, const std::string& backupName) {
 std::atomic<VLog*> VLog::Log = nullptr;
 
 void VLog::init(std::string configFilename) {
+    // Asked here already, so that a sink may call it also while destroy() logs.
+    if (Log.load() != nullptr) {
+        return;
+    }
     const VMutexGuard guard(lifecycleMutex());
     if (Log.load() != nullptr) {
         return;
@@ -196,9 +200,8 @@ void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* fil
     std::unique_ptr<LogEntry> entry = vlogspare::take();
     entry->rules = *rule;
     entry->id = id;
-    char timestamp[utils::formated_time_size];
-    utils::write_formated_time(timestamp);
-    entry->timestamp = timestamp;
+    entry->timestamp.assign(utils::formated_time_size, '\0');
+    utils::write_formated_time(entry->timestamp.data());
     entry->tid = VThread::self();
     entry->file = file != nullptr ? file : "";
     entry->line = static_cast<uint32_t>(line);
@@ -207,7 +210,7 @@ void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* fil
     va_start(args, fmt);
     vlogformat::formatLine(entry->buffer,
                            {.tagfmt = entry->rules.tagfmt,
-                            .timestamp = timestamp,
+                            .timestamp = entry->timestamp.c_str(),
                             .tid = entry->tid,
                             .topic = topic.c_str(),
                             .id = id,

@@ -33,7 +33,7 @@ public:
         // A copy: what happens to the rule later does not matter to the line.
         VLogConfig::Entry rules;
         uint32_t id = 0;
-        std::string timestamp;
+        std::string timestamp;  // 32 characters, of which NULs are the last: use its c_str()
         os_thread_t tid{};
         std::string file;  // the caller's source file and line
         uint32_t line = 0;

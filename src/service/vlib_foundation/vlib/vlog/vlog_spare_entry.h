@@ -15,8 +15,8 @@ namespace vlogspare {
 // Leaves an entry to the calling thread. One that the thread cannot use is deleted. May be null.
 void keep(std::unique_ptr<VLog::LogEntry> entry);
 
-// Whether an entry's memory is of the size that lines usually take. That of a huge line goes back
-// to the system.
+// Whether an entry's memory is of the size that lines usually take. That of a huge line, or of one
+// for very many files, goes back to the system.
 [[nodiscard]] bool isWorthKeeping(const VLog::LogEntry& entry);
 
 }  // namespace vlogspare

@@ -62,7 +62,9 @@ void writeOddTime(char* place, size_t size, const tm& time, suseconds_t microsec
     char scratch[scratchSize] = {};
     ::strftime(scratch, sizeof scratch, "%Y:%m:%d %H:%M:%S", &time);
     // A year of ten characters leaves room for five digits of the microseconds.
-    std::snprintf(place, size, "%s.%06d", scratch, static_cast<int>(microseconds));
+    if (std::snprintf(place, size, "%s.%06d", scratch, static_cast<int>(microseconds)) < 0) {
+        place[0] = '\0';
+    }
 }
 
 }  // namespace
