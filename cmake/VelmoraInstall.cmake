@@ -24,9 +24,18 @@ endif()
 
 install(TARGETS velmoraserviced velmoracheck RUNTIME DESTINATION bin COMPONENT Runtime)
 if(VELMORA_LIGHT_DIR)
-  # The library itself, also where the name is a link to it.
-  file(REAL_PATH "${VELMORA_LIGHT_LIBRARY}" engine)
+  # The library itself, also where the name is a link to it. Its other names are links to this one, so that it is
+  # still one file to replace.
+  get_target_property(engine velmoraLight IMPORTED_LOCATION)
+  get_target_property(engine_names velmoraLight VELMORA_NAMES)
+  file(REAL_PATH "${engine}" engine)
   install(FILES "${engine}" RENAME libvelmoraLight.so DESTINATION lib COMPONENT Runtime)
+  list(REMOVE_ITEM engine_names libvelmoraLight.so)
+  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/engine-names")
+  foreach(name IN LISTS engine_names)
+    file(CREATE_LINK libvelmoraLight.so "${PROJECT_BINARY_DIR}/engine-names/${name}" SYMBOLIC)
+    install(FILES "${PROJECT_BINARY_DIR}/engine-names/${name}" DESTINATION lib COMPONENT Runtime)
+  endforeach()
 else()
   install(TARGETS velmoraLight LIBRARY DESTINATION lib COMPONENT Runtime)
   install(FILES src/velmoralight_standin/include/velmora_light_api_server.h

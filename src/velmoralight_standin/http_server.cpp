@@ -104,6 +104,7 @@ void HttpServer::Implementation::run() {
             return;
         } catch (const std::exception&) {
             // Out of memory while a step was being prepared: that step is lost, the server is not.
+            // (Where it happens inside a coroutine of the network library, the process may end.)
         }
     }
 }

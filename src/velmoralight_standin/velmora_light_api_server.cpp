@@ -5,9 +5,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "velmoralight_standin/http_server.h"
 #include "velmoralight_standin/limits.h"
@@ -31,13 +35,41 @@ std::string bindAddress() {
     return address == nullptr || *address == '\0' ? "127.0.0.1" : address;
 }
 
+// The servers that are there, so that a handle that has been destroyed does no harm.
+class Handles {
+public:
+    VelmoraLightServer* add(std::unique_ptr<VelmoraLightServer> server) {
+        const std::lock_guard guard(mutex);
+        VelmoraLightServer* const handle = server.get();
+        servers.emplace(handle, std::move(server));
+        return handle;
+    }
+    // Null for a handle that is none.
+    std::unique_ptr<VelmoraLightServer> take(VelmoraLightServer* handle) {
+        const std::lock_guard guard(mutex);
+        const auto found = servers.extract(handle);
+        return found ? std::move(found.mapped()) : nullptr;
+    }
+
+private:
+    std::mutex mutex;
+    std::map<VelmoraLightServer*, std::unique_ptr<VelmoraLightServer>> servers;
+};
+
+// Never destroyed: a host that ends without a word leaves its server running to the very end.
+Handles& handles() {
+    static Handles& all = *new Handles;
+    return all;
+}
+
 VelmoraLightServer* createOrThrow(const VelmoraLightServerConfig& config) {
     const standin::Limits limits;
     const std::optional<std::string> complaint = standin::complaintAbout(config, limits);
     if (complaint) {
         throw std::runtime_error(*complaint);
     }
-    return new VelmoraLightServer{{config, bindAddress(), limits}};
+    return handles().add(std::unique_ptr<VelmoraLightServer>(
+        new VelmoraLightServer{{config, bindAddress(), limits}}));
 }
 
 void set(int* target, int value) {
@@ -63,11 +95,8 @@ VelmoraLightServer* velmoraLightServer_create(VelmoraLightServerConfig* config) 
 }
 
 int velmoraLightServer_destroy(VelmoraLightServer* server) {
-    if (server == nullptr) {
-        return VELMORA_LIGHT_ERROR_INVALID_HANDLE;
-    }
-    delete server;
-    return VELMORA_LIGHT_SUCCESS;
+    const std::unique_ptr<VelmoraLightServer> taken = handles().take(server);
+    return taken ? VELMORA_LIGHT_SUCCESS : VELMORA_LIGHT_ERROR_INVALID_HANDLE;
 }
 
 int velmoraLight_getVersion(int* major, int* minor, int* patch) {

@@ -1,6 +1,7 @@
 // A daemon that serves: it sleeps, and a signal ends it.
 
 #include <signal.h>
+#include <sys/syscall.h>
 
 #include <chrono>
 #include <ostream>
@@ -8,7 +9,9 @@
 #include <thread>
 
 #include "daemon/daemon_test.h"
+#include "support/process_state.h"
 #include "support/row_name.h"
+#include "support/stopwatch.h"
 
 namespace {
 
@@ -41,6 +44,32 @@ TEST_F(DaemonTest, SleepsWhileItServes) {
     EXPECT_FALSE(process->hasEnded());
     EXPECT_EQ(calls(),
               callsUpTo("create port=6000 conns=1 threads=1 threadQueueSize=10 queueTimeout=0\n"));
+}
+
+// How often the main thread of a process has gone to sleep by itself.
+long sleepsOfMainThread(pid_t pid) {
+    const std::string number = std::to_string(pid);
+    std::istringstream status(readFile("/proc/" + number + "/task/" + number + "/status"));
+    for (std::string word; status >> word;) {
+        if (word == "voluntary_ctxt_switches:") {
+            long count = -1;
+            status >> count;
+            return count;
+        }
+    }
+    return -1;
+}
+
+TEST_F(DaemonTest, LooksUpOnceASecondWhileItServes) {
+    startServing({"-p", "6000"});
+    ASSERT_TRUE(waitUntil([&] { return isInCall(process->pid(), SYS_clock_nanosleep); }));
+
+    const long before = sleepsOfMainThread(process->pid());
+    ASSERT_GE(before, 0);
+    const Stopwatch stopwatch;
+    ASSERT_TRUE(waitUntil([&] { return sleepsOfMainThread(process->pid()) >= before + 3; }));
+    // Two whole seconds are between the first of them and the third.
+    EXPECT_GE(stopwatch.elapsed(), std::chrono::milliseconds(1900));
 }
 
 struct Signal {

@@ -97,6 +97,17 @@ TEST(PrintUsage, PrintsTheUsageTextAtWidthEighty) {
               "\r\n");
 }
 
+TEST(PrintUsage, IsFlushedAtOnce) {
+    const auto parser = makeParser();
+    OutputCapture capture;
+
+    printUsage(parser.get());
+
+    const std::string written = capture.written();
+    EXPECT_EQ(written, capture.text());
+    EXPECT_NE(written, "");
+}
+
 TEST(PrintUsage, BreaksLinesAtEightyCharacters) {
     ArgvParser parser;
     parser.setIntroductoryDescription(std::string(80, 'x') + "y");

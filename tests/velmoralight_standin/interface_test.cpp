@@ -228,6 +228,13 @@ TEST(Destroy, RefusesTheNullHandle) {
     EXPECT_EQ(velmoraLightServer_destroy(nullptr), VELMORA_LIGHT_ERROR_INVALID_HANDLE);
 }
 
+TEST(Destroy, RefusesAHandleThatHasBeenDestroyed) {
+    VelmoraLightServerConfig config = sensibleConfig();
+    VelmoraLightServer* const server = velmoraLightServer_create(&config);
+    EXPECT_EQ(velmoraLightServer_destroy(server), VELMORA_LIGHT_SUCCESS);
+    EXPECT_EQ(velmoraLightServer_destroy(server), VELMORA_LIGHT_ERROR_INVALID_HANDLE);
+}
+
 TEST(Destroy, FreesThePort) {
     Engine engine;
     EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);

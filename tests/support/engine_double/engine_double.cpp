@@ -2,11 +2,9 @@
 //
 //   ENGINE_DOUBLE_RECORD   file to which a line is appended for each call, with its numbers
 //   ENGINE_DOUBLE_FAIL     when set, velmoraLightServer_create returns null
-//   ENGINE_DOUBLE_CREATE   what velmoraLightServer_create does after it is recorded: "crash",
-//   "block"
-//                          (for 10 s, and then it records "created")
-//   ENGINE_DOUBLE_CHATTER  so many lines are printed on standard output by each of two threads,
-//   which
+//   ENGINE_DOUBLE_CREATE   what velmoraLightServer_create does after it is recorded: "crash", or
+//                          "block" (for 10 s, and then it records "created")
+//   ENGINE_DOUBLE_CHATTER  so many lines are printed on standard output by each of two threads that
 //                          velmoraLight_getVersion starts and velmoraLightServer_create awaits
 //   ENGINE_DOUBLE_VERSION  "major minor patch"; without it the numbers are left untouched
 //   ENGINE_DOUBLE_BUILD    the build identifier; "unknown" without it
