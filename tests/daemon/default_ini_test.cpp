@@ -1,5 +1,7 @@
 // Starts that read the INI file at its default path.
 
+#include <filesystem>
+
 #include "daemon/daemon_test.h"
 
 namespace {
@@ -14,11 +16,14 @@ protected:
     DaemonDefaultIni() { prefix = {WITH_DEFAULT_INI, "none"}; }
 
     void SetUp() override {
-        startProgram({WITH_DEFAULT_INI, "none", "/bin/true"});
-        const Outcome attempt = outcome();
-        if (attempt.ending != "exit 0") {
-            GTEST_SKIP() << "no namespaces on this machine: " << attempt.errors;
+        if (!hasNamespaces()) {
+            GTEST_SKIP() << "no namespaces on this machine";
         }
+    }
+
+    [[nodiscard]] bool hasNamespaces() {
+        startProgram({WITH_DEFAULT_INI, "none", "/bin/true"});
+        return outcome().ending == "exit 0";
     }
 
     void writeDefaultIni(const std::string& content) {
@@ -28,6 +33,18 @@ protected:
 
 private:
     TemporaryDirectory files;
+};
+
+// Needs no namespace on a machine that has no such file.
+class DaemonWithoutDefaultIni : public DaemonDefaultIni {
+protected:
+    void SetUp() override {
+        if (!std::filesystem::exists("/opt/velmoraserver/velmora.ini")) {
+            prefix.clear();
+        } else {
+            DaemonDefaultIni::SetUp();
+        }
+    }
 };
 
 TEST_F(DaemonDefaultIni, DecidesAStartWithoutArguments) {
@@ -48,7 +65,7 @@ TEST_F(DaemonDefaultIni, GivesAllDefaultsWhenEmpty) {
     EXPECT_EQ(serve({}).calls, callsUpTo(defaultCreate));
 }
 
-TEST_F(DaemonDefaultIni, EndsTheDaemonWithStatusZeroWhenMissing) {
+TEST_F(DaemonWithoutDefaultIni, EndsWithStatusZero) {
     writeFile(directory.path("vlog.cfg"), bothLevels);
     environment["VL_LOGCFG"] = "vlog.cfg";
 
@@ -64,7 +81,7 @@ TEST_F(DaemonDefaultIni, EndsTheDaemonWithStatusZeroWhenMissing) {
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
-TEST_F(DaemonDefaultIni, EndsTheDaemonInSilenceWhenMissingAndNothingIsLogged) {
+TEST_F(DaemonWithoutDefaultIni, EndsInSilenceWhenNothingIsLogged) {
     const Outcome outcome = run({});
 
     EXPECT_EQ(outcome.output, logDisabled);
