@@ -1,10 +1,12 @@
 #include "vlib/vlog/vlog.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "vlib/vlog/vlog_default_config.h"
@@ -34,10 +36,16 @@ VMutex& lifecycleMutex() {
     return mutex;
 }
 
-// Which of 64 bits stands for the rules of a topic and level.
-uint64_t ruleBit(std::string_view topic, uint32_t level) {
-    const size_t first = topic.empty() ? 0 : static_cast<unsigned char>(topic.front());
-    return uint64_t{1} << ((first + 7 * topic.size() + level) % 64);
+// Which of 1024 bits stands for the rules of a topic and level.
+size_t ruleBit(std::string_view topic, uint32_t level) {
+    constexpr uint32_t golden = 0x9E3779B1;  // spreads numbers that are close to each other
+    uint32_t hash = level * golden;
+    if (!topic.empty()) {
+        hash ^= static_cast<uint32_t>(topic.size()) << 16 |
+                uint32_t{static_cast<unsigned char>(topic.back())} << 8 |
+                uint32_t{static_cast<unsigned char>(topic.front())};
+    }
+    return hash * golden >> 22;  // ten bits of it
 }
 
 bool isDefaultName(const std::string& name) {
@@ -176,16 +184,21 @@ void VLog::removeTopic(std::string topic, uint32_t level) {
 }
 
 void VLog::noteRules() {
-    uint64_t bits = 0;
+    std::array<uint64_t, std::tuple_size_v<decltype(ruleBits)>> bits{};
+    static_assert(64 * bits.size() == 1024);
     for (const auto& [key, entry] : config.configTree) {
-        bits |= ruleBit(key.first, key.second);
+        const size_t bit = ruleBit(key.first, key.second);
+        bits.at(bit / 64) |= uint64_t{1} << bit % 64;
     }
-    // At once: other threads may log under the rules that stay.
-    ruleBits.store(bits, std::memory_order_relaxed);
+    // None is cleared on the way: other threads may log under the rules that stay.
+    for (size_t i = 0; i < bits.size(); ++i) {
+        ruleBits[i].store(bits[i], std::memory_order_relaxed);
+    }
 }
 
 bool VLog::mayHaveRule(const std::string& topic, uint32_t level) const {
-    return (ruleBits.load(std::memory_order_relaxed) & ruleBit(topic, level)) != 0;
+    const size_t bit = ruleBit(topic, level);
+    return (ruleBits[bit / 64].load(std::memory_order_relaxed) >> bit % 64 & 1) != 0;
 }
 
 void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* file, int line,

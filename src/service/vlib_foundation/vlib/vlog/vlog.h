@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -135,8 +136,8 @@ private:
     std::vector<std::unique_ptr<LogEntry>> taken VOS_GUARDED_BY(drainMutex);
     // Entries of lines that are written, whose memory serves the next lines.
     std::vector<std::unique_ptr<LogEntry>> used VOS_GUARDED_BY(mutex);
-    // A bit for each rule, several rules a bit. Most messages without a rule are known by it.
-    std::atomic<uint64_t> ruleBits = 0;
+    // 1024 bits, one of them for each rule. Most messages without a rule are known by it.
+    std::array<std::atomic<uint64_t>, 16> ruleBits{};
 
     static std::atomic<VLog*> Log;  // the global logger
 };
