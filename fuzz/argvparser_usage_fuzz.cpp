@@ -5,28 +5,22 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 using namespace CommandLineProcessing;
 
-static void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
 static void checkLines(const std::string& text, unsigned int width, unsigned int indent) {
     const std::string formatted = formatString(text, width, indent);
-    require(indent < width || formatted == text);
+    require(indent < width || formatted == text, "too large an indent changes nothing");
     std::vector<std::string> lines;
     splitString(lines, formatted, "\n");
     for (const std::string& line : lines) {
-        require(indent >= width || line.length() <= width);
+        require(indent >= width || line.length() <= width, "no line is longer than the width");
     }
 }
 
@@ -43,16 +37,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     parser.setHelpOption("h", "help", text);
     parser.defineOption("o" + text, text,
                         ArgvParser::OptionRequiresValue | ArgvParser::OptionRequired);
-    require(!parser.usageDescription(width).empty());
+    require(!parser.usageDescription(width).empty(), "there is a text");
 
     const int code = data[2] * -1000;
     parser.addErrorCode(code, text);
     const bool too_short = formatString(text, width, 10).length() <
                            formatString(std::to_string(code), width, 4).length();
     try {
-        require(!parser.usageDescription(width).empty() && !too_short);
+        require(!parser.usageDescription(width).empty() && !too_short, "a short line is refused");
     } catch (const std::out_of_range&) {
-        require(too_short);
+        require(too_short, "nothing but a short line is refused");
     }
     return 0;
 }

@@ -43,7 +43,8 @@ rm -rf "$results"
 mkdir -p "$results"
 
 steps=$((${#programs[@]} + 2)) step=0 running=
-trap '[[ -z $running ]] || kill "$running" 2>/dev/null || true' EXIT
+# A group of its own: what it has started goes with it.
+trap '[[ -z $running ]] || kill -- "-$running" 2>/dev/null || true' EXIT
 
 # run NAME COMMAND...: runs it with its output in build/bench/NAME.log, and shows for how long.
 run() {
@@ -51,8 +52,10 @@ run() {
   shift
   step=$((step + 1))
   [[ -t 2 ]] || say "[$step/$steps] $name"
+  set -m
   "$@" &
   running=$!
+  set +m
   while kill -0 "$running" 2>/dev/null; do
     [[ ! -t 2 ]] || printf '\r\033[K[%d/%d] %s %d s' "$step" "$steps" "$name" "$((SECONDS - begin))" >&2
     sleep 0.5

@@ -18,6 +18,7 @@ import pathlib
 import platform
 import re
 import subprocess
+import sys
 
 # The goal of a question: a ratio to the floor that our own result is to keep. None: no bound of that kind.
 GOALS = {
@@ -58,18 +59,18 @@ class Samples:
         return max(self.values) / self.best - 1
 
 
+def results_of(path):
+    if not path.exists() or path.stat().st_size == 0:
+        sys.exit(f"bench_tables.py: {path} is missing or empty: scripts/bench.sh writes it")
+    return path.read_text(encoding="utf-8")
+
+
 def runs_of(path):
-    if not path.exists():
-        return []
-    with open(path, encoding="utf-8") as file:
-        return [run for run in json.load(file)["benchmarks"] if run["run_type"] == "iteration"]
+    return [run for run in json.loads(results_of(path))["benchmarks"] if run["run_type"] == "iteration"]
 
 
 def lines_of(path):
-    if not path.exists():
-        return []
-    with open(path, encoding="utf-8") as file:
-        return [json.loads(line) for line in file if line.strip()]
+    return [json.loads(line) for line in results_of(path).splitlines()]
 
 
 def table(header, rows):
@@ -137,8 +138,10 @@ def latency(results):
 
 
 def allocations(results):
-    found = {run["name"]: run["allocations_a_line"] for run in runs_of(results / "logger_allocations.json")}
-    return table(("line for", "allocations"), [(name.split("/")[1], f"{count:.2f}") for name, count in found.items()])
+    found = {run["name"].split("/")[1]: run for run in runs_of(results / "logger_allocations.json")}
+    columns = ("allocations_a_first_line", "allocations_a_line")
+    return table(("line for", "one of the first 160", "a later one"),
+                 [(name, *(f"{run[column]:.2f}" for column in columns)) for name, run in found.items()])
 
 
 def growth(results):
@@ -194,6 +197,7 @@ def start(results):
             parts = zip(("start", "resident", "private"), ratios, limits)
             judged = "; ".join(f"{what} {limit:g}: {verdict(ratio, limit)}" for what, ratio, limit in parts)
             judged += f"; wake-ups 5.1: {verdict(cost['wakeups_a_second'], 5.1)}; size 330,000: {verdict(sizes[name], 330000)}"
+            judged += f"; threads as {base}: {verdict(cost['threads'], idle[base]['threads'])}"
         rows.append((name, f"{min(times[name]) / 1e3:.2f} ms ({ratios[0]:.2f})", f"{cost['rss_kb']} kB ({ratios[1]:.2f})",
                      f"{cost['private_kb']} kB ({ratios[2]:.2f})", str(cost["threads"]), f"{cost['wakeups_a_second']:.2f}",
                      f"{cost['cpu_us_a_second']:.0f} us", f"{sizes[name]:,}", judged))
@@ -215,12 +219,15 @@ def standin(results):
         loop, rate = max(loops[workers]), load["requests"] / load["seconds"]
         cost = loop / rate - 1
         judged = "" if workers == 1 else ("15 %: met" if cost <= 0.15 else f"15 %: missed by {cost * 100 - 15:.0f} points")
+        if load["errors"]:
+            judged = "none without errors"
         rows.append((str(workers), f"{loop:.0f}", f"{rate:.0f}", f"{cost * 100:.0f} %",
                      *(f"{load[key] / 1e3:.2f} ms" for key in ("p50_us", "p99_us", "p999_us")), str(load["errors"]), judged))
     text = table(("workers", "loop, 1/s", "requests, 1/s", "cost", "p50", "p99", "p99.9", "errors", "goal"), rows)
     if kept:
         text += (f"\n\n{kept['requests']:,} requests on one connection: {kept['before_kb']} kB resident before, "
-                 f"{kept['after_kb']} kB after.")
+                 f"{kept['after_kb']} kB after (not above 1.02 times as much: "
+                 f"{verdict(kept['after_kb'] / kept['before_kb'], 1.02)}).")
     return text
 
 

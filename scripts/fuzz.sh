@@ -13,6 +13,10 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 help_if_asked "$@"
 
 mapfile -t targets < <(cd "$root/fuzz/corpus" && printf '%s\n' *)
+for target in "$root"/fuzz/*_fuzz.cpp; do
+  target=$(basename "$target" .cpp)
+  [[ " ${targets[*]} " == *" $target "* ]] || die "$target has no seeds in fuzz/corpus/$target"
+done
 case "${1-}" in
   '') die "name a target: all ${targets[*]}" ;;
   all) chosen=("${targets[@]}") ;;
@@ -22,7 +26,7 @@ case "${1-}" in
     ;;
 esac
 seconds=${2:-60}
-[[ $seconds =~ ^[0-9]+$ ]] || die "'$seconds' is not a number of seconds"
+[[ $seconds =~ ^[1-9][0-9]*$ ]] || die "'$seconds' is not a number of seconds"
 
 "$root/scripts/deps.sh" ci
 build fuzz --target fuzzers
@@ -31,7 +35,7 @@ build fuzz --target fuzzers
 run() {
   local target=$1 found="$root/build/fuzz/found/$1" log="$root/build/fuzz/$1.log"
   mkdir -p "$found"
-  "$root/build/fuzz/bin/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+  setpriv --pdeathsig KILL "$root/build/fuzz/bin/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$found/" "$found" "$root/fuzz/corpus/$target" >"$log" 2>&1 || {
     tail -n 40 "$log" >&2
     die "$target failed: mend it, and put the input from build/fuzz/found/$target into fuzz/corpus/$target"
@@ -43,6 +47,13 @@ run() {
 # One target a core at a time.
 slots=$(nproc)
 failed=0
+stop_all() {
+  local job
+  for job in $(jobs -p); do
+    kill -KILL "$job" 2>/dev/null || true
+  done
+}
+trap stop_all EXIT
 for target in "${chosen[@]}"; do
   if ((slots == 0)); then
     wait -n || failed=1
@@ -52,4 +63,4 @@ for target in "${chosen[@]}"; do
   slots=$((slots - 1))
 done
 while wait -n || { (($? != 127)) && failed=1; }; do :; done
-exit "$failed"
+((failed == 0))

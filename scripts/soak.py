@@ -333,6 +333,7 @@ class Soak:
 
     def judge(self, idle):
         if self.steady.ended():
+            self.failures.add("steady: ended by itself")
             return
         warm = self.resident(self.warm_up * 0.5, self.warm_up)
         end = self.resident(self.seconds - self.warm_up * 0.5, self.seconds)
@@ -384,8 +385,19 @@ class Soak:
         self.enough.set()
         for thread in [troubles, *self.clients]:
             thread.join(2 * PATIENCE)
+        if troubles.is_alive():
+            self.failures.add("the restarts hang")
         self.check_requests()
+        self.check_troubles()
         self.judge(idle)
+
+    def check_troubles(self):
+        """A run that has troubled nobody has shown nothing."""
+        if self.starts < 4:
+            self.failures.add(f"only {self.starts} starts: none with the log directory away; run it for longer")
+        # A start writes some 1.5 KB; three of four find their directory.
+        elif self.starts >= 12 and self.rotations == 0:
+            self.failures.add(f"no rotation in {self.starts} starts")
 
     def check_requests(self):
         for client in self.clients:

@@ -99,7 +99,7 @@ void renderUsageText(benchmark::State& state) {
     }
     state.SetComplexityN(state.range(0));
 }
-BENCHMARK(renderUsageText)->RangeMultiplier(10)->Range(10, 1000)->Complexity(benchmark::oN);
+BENCHMARK(renderUsageText)->RangeMultiplier(10)->Range(1000, 100000)->Complexity(benchmark::oN);
 
 void wrapText(benchmark::State& state, const std::string& word) {
     std::string text;

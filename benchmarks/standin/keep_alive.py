@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Sends 10,000 requests on one connection and tells how much the daemon's memory grew meanwhile.
+"""Sends requests on one connection and tells how much the daemon's memory grew meanwhile.
 
-usage: keep_alive.py PORT PID IMAGE
+usage: keep_alive.py PORT PID IMAGE REQUESTS
 
-What the first 1,000 requests allocate does not count: pools and caches fill once.
+What a tenth as many requests before allocate does not count: pools and caches fill once.
 """
 
 import http.client
@@ -17,22 +17,23 @@ def resident_kb(pid):
 
 
 def main():
-    port, pid, image_path = int(sys.argv[1]), sys.argv[2], sys.argv[3]
+    port, pid, image_path, requests = int(sys.argv[1]), sys.argv[2], sys.argv[3], int(sys.argv[4])
+    warm_up = requests // 10
     with open(image_path, "rb") as file:
         image = file.read()
     connection = http.client.HTTPConnection("127.0.0.1", port, timeout=30)
     connection.connect()
     own_end = connection.sock.getsockname()
     before = 0
-    for number in range(11000):
+    for number in range(warm_up + requests):
         connection.request("POST", "/v1/recognize", body=image)
         response = connection.getresponse()
         response.read()
         if response.status != 200 or connection.sock is None or connection.sock.getsockname() != own_end:
             sys.exit(f"keep_alive: request {number} ended with {response.status} or on another connection")
-        if number == 999:
+        if number == warm_up - 1:
             before = resident_kb(pid)
-    print(json.dumps({"name": "keep-alive", "requests": 10000, "before_kb": before, "after_kb": resident_kb(pid)}))
+    print(json.dumps({"name": "keep-alive", "requests": requests, "before_kb": before, "after_kb": resident_kb(pid)}))
 
 
 main()

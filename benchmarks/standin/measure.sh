@@ -3,10 +3,17 @@
 # bare recognition in a loop, and whether 10,000 requests on one connection make the daemon grow.
 # Prints lines of JSON on standard output.
 #
-# usage: benchmarks/standin/measure.sh BUILD_TREE [SECONDS]
+# usage: benchmarks/standin/measure.sh [--once] BUILD_TREE [SECONDS]
 #
+#   --once    one load of a second and 100 requests: shows that it works, measures nothing
 #   SECONDS   of each load; 5 without
 set -euo pipefail
+
+workers_in_turn=(1 2 4 1 2 4 1 2 4) kept_requests=10000
+if [[ ${1-} == --once ]]; then
+  workers_in_turn=(1) kept_requests=100
+  set -- "$2" 1
+fi
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 tree=$(cd "${1:?the build tree is missing}" && pwd)
@@ -42,15 +49,16 @@ start() {
 }
 
 # Loop and load in turn, so that what else the machine does meets both.
-for workers in 1 2 4 1 2 4 1 2 4; do
-  printf '{"name": "loop", "workers": %d, "rate": %s}\n' "$workers" \
-    "$("$tree/bin/recognition_loop" "$workers" "$seconds" "$IMAGE")"
+for workers in "${workers_in_turn[@]}"; do
+  rate=$("$tree/bin/recognition_loop" "$workers" "$seconds" "$IMAGE")
+  printf '{"name": "loop", "workers": %d, "rate": %s}\n' "$workers" "$rate"
   start "$workers"
   # Two requests a worker keep the queues filled; one thread of wrk is enough for them.
-  printf '{"name": "load", "workers": %d, "result": %s}\n' "$workers" \
-    "$(wrk -t 1 -c "$((2 * workers))" -d "${seconds}s" -s "$here/recognize.lua" "http://127.0.0.1:$port" | tail -n 1)"
+  result=$(wrk -t 1 -c "$((2 * workers))" -d "${seconds}s" -s "$here/recognize.lua" "http://127.0.0.1:$port" |
+    tail -n 1)
+  printf '{"name": "load", "workers": %d, "result": %s}\n' "$workers" "$result"
   stop
 done
 
 start 1
-python3 "$here/keep_alive.py" "$port" "$daemon" "$IMAGE"
+python3 "$here/keep_alive.py" "$port" "$daemon" "$IMAGE" "$kept_requests"

@@ -96,6 +96,9 @@ private:
 class Child {
 public:
     explicit Child(char** command) : pid(::fork()) {
+        if (pid < 0) {
+            throw std::runtime_error("there is no process to be had");
+        }
         if (pid == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             const int null = ::open("/dev/null", O_WRONLY);

@@ -75,6 +75,9 @@ bool childWaits(const std::function<void()>& work) {
         work();
         ::_exit(0);
     }
+    if (child < 0) {
+        return false;
+    }
     const bool waits = waitUntil([child] { return isInCall(child, SYS_futex); });
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
