@@ -9,6 +9,7 @@ tests/equal_mutants.txt does not explain.
 
 The copies, and what has been found so far, are in build/mutants: when it is called again with the same
 arguments it goes on where it was interrupted, and tries again what no test had noticed and nothing explains.
+What was found with other sources or other tests of the component does not count.
 """
 
 import argparse
@@ -280,11 +281,32 @@ def programs_of(component):
     return [name for name in names if name != "name"]
 
 
+def fingerprint(component):
+    """Changes with the sources and the tests of the component, and with what all tests share."""
+    digest = hashlib.sha256()
+    folders = COMPONENTS[component][0] + [f"tests/{folder}" for folder in (*COMPONENTS[component][1], "support")]
+    for folder in folders:
+        for path in sorted(path for path in (ROOT / folder).rglob("*") if path.is_file()):
+            digest.update(str(path.relative_to(ROOT)).encode() + b"\0" + path.read_bytes())
+    return digest.hexdigest()[:16]
+
+
 def limit_process():
     """In the child: bounds on what a change can make a program eat."""
     resource.setrlimit(resource.RLIMIT_AS, (8 << 30, 8 << 30))
     resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 30, 1 << 30))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+# The groups of processes that run now.
+groups = set()
+
+
+def kill_group(group):
+    try:
+        os.killpg(group, signal.SIGKILL)
+    except ProcessLookupError:
+        pass
 
 
 def run(command, log, seconds, environment=None, limited=False):
@@ -293,16 +315,15 @@ def run(command, log, seconds, environment=None, limited=False):
         process = subprocess.Popen(
             command, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT, env=environment,
             start_new_session=True, preexec_fn=limit_process if limited else None)
+        groups.add(process.pid)
         try:
             return process.wait(seconds)
         except subprocess.TimeoutExpired:
             return None
         finally:
             # What it started and left behind goes too.
-            try:
-                os.killpg(process.pid, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
+            kill_group(process.pid)
+            groups.discard(process.pid)
             process.wait()
 
 
@@ -391,6 +412,7 @@ class Trial:
     def __init__(self, mutants, jobs, build_seconds):
         self.mutants = mutants
         self.programs = {component: programs_of(component) for component in {m.component for m in mutants}}
+        self.fingerprints = {component: fingerprint(component) for component in self.programs}
         self.trees = [Tree(number, build_seconds) for number in range(jobs)]
         self.seconds = {}
         self.results = {}
@@ -424,12 +446,15 @@ class Trial:
     def resume(self):
         """Takes over what earlier runs found; what no test noticed and nothing explains is tried again."""
         known = explanations()
-        explained = {m.key for m in self.mutants if (m.path, m.before, m.after) in known}
+        mutants = {m.key: m for m in self.mutants}
         if self.results_file.exists():
             for line in self.results_file.read_text().splitlines():
                 result = json.loads(line)
-                if result["outcome"] != "survived" or result["key"] in explained:
-                    self.results[result["key"]] = result
+                mutant = mutants.get(result["key"])
+                if mutant is None or result.get("fingerprint") != self.fingerprints[mutant.component]:
+                    continue
+                if result["outcome"] != "survived" or (mutant.path, mutant.before, mutant.after) in known:
+                    self.results[mutant.key] = result
 
     def run(self):
         known = set(self.results)
@@ -449,7 +474,8 @@ class Trial:
                 mutant = todo.popleft()
             outcome, noticed = self.try_out(tree, mutant)
             with self.lock:
-                result = {"key": mutant.key, "outcome": outcome, "by": noticed}
+                result = {"key": mutant.key, "outcome": outcome, "by": noticed,
+                          "fingerprint": self.fingerprints[mutant.component]}
                 self.results[mutant.key] = result
                 output.write(json.dumps(result) + "\n")
                 output.flush()
@@ -521,7 +547,11 @@ def report(trial, wanted):
         outcomes = [(m, trial.results[m.key]["outcome"]) for m in trial.mutants
                     if m.component == component and m.key in trial.results]
         tried = [(m, outcome) for m, outcome in outcomes if outcome != "refused"]
+        if not outcomes:
+            continue
         if not tried:
+            lines.append(f"{component:<12}{0:>9}   none of {len(outcomes)} compiles: read {WORK}/tree-0/log.txt")
+            enough = False
             continue
         left = [m for m, outcome in tried if outcome == "survived"]
         equal = sum((m.path, m.before, m.after) in known for m in left)
@@ -581,6 +611,9 @@ def main():
             print(f"{m.path}:{m.line}: {m.kind}\n- {m.before}\n+ {m.after}")
         say(f"{len(mutants)} mutants")
         return 0
+    if not mutants:
+        say("mutants.py: nothing to change: no source has that name")
+        return 1
     trial = Trial(mutants, max(1, wanted.jobs), wanted.build_seconds)
     if wanted.fresh:
         trial.results_file.unlink(missing_ok=True)
@@ -593,6 +626,8 @@ def main():
         return 1
     except KeyboardInterrupt:
         trial.stopped = True
+        for group in list(groups):
+            kill_group(group)
         end_progress()
         say("mutants.py: interrupted; call it again to go on")
         return 1
