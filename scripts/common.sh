@@ -42,6 +42,23 @@ debian_mirror() {
 # port_is_taken PORT: whether something on this machine listens on it.
 port_is_taken() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
 
+# free_port PORT...: the first of these that can be listened on. One that nobody listens on may yet be the near end of
+# a connection, and stays taken for a minute after that: the system hands out ports from 32768 on for those.
+free_port() {
+  python3 -c '
+import socket, sys
+for port in map(int, sys.argv[1:]):
+    with socket.socket() as probe:
+        probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        try:
+            probe.bind(("127.0.0.1", port))
+        except OSError:
+            continue
+        print(port)
+        sys.exit()
+sys.exit("no port is free among " + " ".join(sys.argv[1:]))' "$@"
+}
+
 # answers PORT: whether a daemon, or what stands before it, serves there.
 answers() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$1/healthz" 2>/dev/null; }
 
@@ -60,7 +77,8 @@ build() {
   fi
   say "building build/$preset"
   (cd "$root" && NINJA_STATUS='[%f/%t] ' cmake --build --preset "$preset" "$@") 2>&1 | tee "$log" | show_build || {
-    grep -E -A 5 'error:|FAILED|undefined reference' "$log" | head -n 30 >&2
+    # More of them than are shown, or none, is no reason to end before the next line.
+    grep -E -A 5 'error:|FAILED|undefined reference' "$log" | head -n 30 >&2 || true
     die "the build failed: read build/$preset.log"
   }
 }

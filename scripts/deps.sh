@@ -8,7 +8,7 @@
 #   bench     that, and what scripts/bench.sh compares with
 #   copies    what scripts/test.sh and scripts/many.sh need, and tests/copies/run.sh
 #   image     what scripts/image.sh needs: a builder of container images
-#   many      what scripts/run.sh needs, and HAProxy for scripts/many.sh
+#   many      what scripts/run.sh needs, and HAProxy and Python for scripts/many.sh
 #   package   what scripts/run.sh needs, and scripts/package.sh and scripts/package-test.sh
 #   page      what scripts/run.sh needs, and tests/page/run.sh: a browser and its driver
 #   soak      what scripts/run.sh needs, and scripts/soak.sh
@@ -22,8 +22,8 @@ sets[test]="${sets[run]} bash-completion binutils libbenchmark-dev libgmock-dev 
   systemd zint zsh"
 sets[bench]="${sets[test]} libboost-log-dev libboost-program-options-dev libcli11-dev libcxxopts-dev
   libgoogle-glog-dev liblog4cplus-dev libspdlog-dev python3 wrk"
-sets[many]="${sets[run]} haproxy"
-sets[copies]="${sets[test]} ${sets[many]} hey python3 socat tini"
+sets[many]="${sets[run]} haproxy python3"
+sets[copies]="${sets[test]} ${sets[many]} hey socat tini"
 sets[image]='buildah ca-certificates crun curl debootstrap git python3'
 sets[package]="${sets[run]} debhelper debootstrap dpkg-dev lintian"
 sets[page]="${sets[run]} chromium chromium-driver python3-selenium qrencode"

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds what is missing and runs copies of the daemon behind HAProxy in the foreground until Ctrl-C. Their INI and
-# log files are written to build/many. Installs what is missing first (Debian 12).
+# log files are written to build/many. Installs what is missing first (Debian 12). HAProxy is at port 51000 if that is
+# free, else at the first free one from 21001 on, as the copies are.
 #
 # usage: scripts/many.sh [--preset PRESET] [COPIES]
 #
@@ -57,17 +58,10 @@ rm -rf "$place"
 mkdir -p "$place"
 cd "$place"
 
-# next_port: the next free one goes to $port.
-port=50999
-next_port() {
-  port=$((port + 1))
-  while port_is_taken "$port"; do port=$((port + 1)); done
-}
-
 # await_serving PID PORT WHAT LOG: what is started serves, or the end of what it said is shown.
 await_serving() {
-  local i
-  for ((i = 0; i < 200; ++i)); do
+  local end=$((SECONDS + 60))
+  while ((SECONDS < end)); do
     kill -0 "$1" 2>/dev/null || break
     ! answers "$2" || return 0
     sleep 0.05
@@ -76,13 +70,11 @@ await_serving() {
   die "$3 does not serve; above is what it said last, all of it in build/many/$(basename "$4")"
 }
 
-next_port
-front=$port
 servers=()
 say "starting $count copies"
 for ((number = 1; number <= count; ++number)); do
   name="copy$number"
-  next_port
+  port=$(free_port {21001..21999})
   mkdir "$name"
   cat >"$name.ini" <<END
 [default]
@@ -102,6 +94,8 @@ END
   servers+=("$name=127.0.0.1:$port=$maxconn")
 done
 
+# Chosen last: the questions to the copies are connections, and their near ends may be where 51000 lies.
+front=$(free_port 51000 {21001..21999})
 "$root/scripts/haproxy-config.sh" "127.0.0.1:$front" "$place/haproxy.sock" "${servers[@]}" >haproxy.cfg
 haproxy -c -q -dW -f haproxy.cfg || die 'HAProxy does not accept build/many/haproxy.cfg'
 haproxy -db -dW -f haproxy.cfg >haproxy.out 2>&1 &

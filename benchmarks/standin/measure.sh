@@ -9,6 +9,9 @@
 #   SECONDS   of each load; 5 without
 set -euo pipefail
 
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
+
 workers_in_turn=(1 2 4 1 2 4 1 2 4) kept_requests=10000
 if [[ ${1-} == --once ]]; then
   workers_in_turn=(1) kept_requests=100
@@ -37,7 +40,7 @@ trap stop EXIT
 
 # start WORKERS: a daemon with so many workers, on a port that is free.
 start() {
-  port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+  port=$(free_port {22000..22999})
   "$tree/bin/velmoraserviced" -p "$port" -c 64 -t "$1" -q 100 >/dev/null &
   daemon=$!
   for ((try = 0; try < 200; ++try)); do

@@ -4,10 +4,43 @@ import configparser
 import os
 import re
 import signal
+import socket
 import subprocess
 import unittest
 
-from harness import BUILD, DAEMON, PATIENCE, ROOT, Copy, Stage, ask, until
+from harness import BUILD, DAEMON, PATIENCE, ROOT, Copy, Stage, ask, free_port, until
+
+
+class FreePort(unittest.TestCase):
+    """How scripts/many.sh chooses."""
+
+    def chosen_of(self, *ports):
+        return subprocess.run(["bash", "-c", 'source "$0/scripts/common.sh" && free_port "$@"', ROOT, *map(str, ports)],
+                              check=False, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+    def test_is_the_first_that_nothing_has(self):
+        port = free_port()
+        self.assertEqual(self.chosen_of(port, free_port()).stdout, f"{port}\n")
+
+    def test_is_not_one_that_something_listens_on(self):
+        with socket.create_server(("127.0.0.1", free_port())) as taken:
+            port = free_port()
+            self.assertEqual(self.chosen_of(taken.getsockname()[1], port).stdout, f"{port}\n")
+
+    def test_is_not_one_that_a_closed_connection_still_holds(self):
+        held, port = free_port(), free_port()
+        with socket.create_server(("127.0.0.1", free_port())) as server:
+            client = socket.create_connection(server.getsockname(), source_address=("127.0.0.1", held))
+            accepted, _ = server.accept()
+            client.close()
+            accepted.close()
+        self.assertEqual(self.chosen_of(held, port).stdout, f"{port}\n")
+
+    def test_is_told_to_be_missing_when_all_are_taken(self):
+        with socket.create_server(("127.0.0.1", free_port())) as taken:
+            said = self.chosen_of(taken.getsockname()[1])
+        self.assertEqual((said.returncode, said.stdout), (1, ""))
+        self.assertIn("no port is free among ", said.stderr)
 
 
 class ManyScript(unittest.TestCase):
@@ -35,6 +68,9 @@ class ManyScript(unittest.TestCase):
 
     def test_prints_one_line_a_copy(self):
         self.assertEqual(len(self.ports()), 2, self.lines)
+
+    def test_gives_copies_ports_that_the_system_does_not_hand_out_for_connections(self):
+        self.assertLess(max(self.ports()), 32768, self.lines)
 
     def test_prints_a_line_that_recognizes_as_it_stands(self):
         said = subprocess.run(["bash", "-c", self.lines[-1]], check=True, stdout=subprocess.PIPE,

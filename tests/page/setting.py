@@ -1,10 +1,12 @@
 """What the test of the page runs in: the daemon, a server that answers as it is told, and the browser."""
 
 import base64
+import contextlib
 import http.client
 import http.server
 import json
 import os
+import random
 import socket
 import subprocess
 import tempfile
@@ -21,9 +23,12 @@ ELSEWHERE = "engine.test"  # a name that leads to this machine, without the trus
 
 
 def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    """Outside the range that the system hands out for connections: a closed one holds its port for a minute."""
+    while True:
+        port = random.randrange(20000, 32000)
+        with socket.socket() as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            return port
 
 
 def wait_until(condition):
