@@ -86,6 +86,10 @@ class RollingRestart(unittest.TestCase):
         self.assertEqual(self.run_script("copy2")[0], 0)
         self.assertEqual([old == new for old, new in zip(before, self.processes())], [True, False, True])
 
+    def test_takes_a_time_with_a_zero_before_it_for_decimal(self):
+        status, said = self.run_script("--timeout", "08", "copy2")
+        self.assertEqual((status, said.splitlines()[-1]), (0, "rolling-restart: copy2: serving"))
+
     def test_ends_with_the_first_copy_that_is_not_restarted(self):
         (self.stage.folder / "copy1.refused").touch()
         before = self.processes()
