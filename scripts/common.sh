@@ -34,9 +34,9 @@ debian_mirror() {
   # The names are apt's to replace.
   # shellcheck disable=SC2016
   mirror=$(apt-get indextargets --format '$(ORIGIN)|$(CODENAME)|$(SITE)|$(REPO_URI)' |
-    sed -n 's/^Debian|bookworm|[^|]*|//p' | head -n 1)
+    sed -n 's/^Debian|bookworm|[^|]*|//p')
   [[ -n $mirror ]] || die 'no mirror of Debian 12 among the sources of apt: run apt-get update'
-  printf '%s\n' "$mirror"
+  printf '%s\n' "${mirror%%$'\n'*}"
 }
 
 # port_is_taken PORT: whether something on this machine listens on it.

@@ -97,11 +97,14 @@ grep -q "vlog.cfg:$rule_line: error: .*'INFOS'.*did you mean 'INFO'" "$scratch/s
   die "velmoracheck does not name the broken rule: $(<"$scratch/said")"
 cp -a "$scratch/etc/." "$tree/etc/velmoraserver/"
 
+# in_booted_tree NAME: the checks of that name, run by the tree's own systemd.
+in_booted_tree() { cat "$checks"/{common,in-tree,"$1-in-tree"}.sh | "$checks/boot-tree.sh" "$tree"; }
+
 say 'serving under systemd'
-"$checks/boot-tree.sh" "$tree" <"$checks/service-in-tree.sh" || die 'the service does not do as it should'
+in_booted_tree service || die 'the service does not do as it should'
 
 say 'serving as several copies under systemd'
-"$checks/boot-tree.sh" "$tree" <"$checks/copies-in-tree.sh" || die 'the copies do not do as they should'
+in_booted_tree copies || die 'the copies do not do as they should'
 
 say 'upgrading over a changed file'
 dpkg-deb -R "$package" "$scratch/next"
@@ -120,6 +123,8 @@ grep -qx '; new in this version' "$tree/etc/velmoraserver/velmora.ini.dpkg-dist"
 say 'removing and purging'
 apt_in_tree remove velmoraserver
 [[ -f $tree/etc/velmoraserver/velmora.ini ]] || die 'removing took a configuration file'
+[[ -L $tree/etc/systemd/system/velmoraserviced.target.wants/velmoraserviced@copy1.service ]] ||
+  die 'removing took the enablement of a copy'
 [[ ! -e $tree/opt/velmoraserver ]] || die "removing left: $(find "$tree/opt/velmoraserver")"
 apt_in_tree purge velmoraserver
 files_of_tree >"$scratch/after"

@@ -10,10 +10,12 @@ fail() {
 # contains TEXT PART: whether PART stands in TEXT, else the test fails and shows TEXT.
 contains() { [[ $1 == *"$2"* ]] || fail "'$2' is missing in: $1"; }
 
-# until_true SECONDS COMMAND...: waits for the command to succeed.
+# Seconds that anything may take on a machine with other things to do.
+patience=120
+
+# until_true COMMAND...: waits for the command to succeed.
 until_true() {
-  local end=$((SECONDS + $1))
-  shift
+  local end=$((SECONDS + patience))
   until "$@"; do
     ((SECONDS < end)) || return 1
     sleep 0.05

@@ -12,12 +12,13 @@ port=$(free_port)
 printf '[default]\nport = %s\nconnections = 4\n' "$port" >"$scratch/served.ini"
 VL_LOGCFG='' "$1/bin/velmoraserviced" --ini "$scratch/served.ini" >"$scratch/output" 2>&1 &
 started+=($!)
-"$1/lib/velmora/wait-until-serving" "${started[0]}" 20
+"$1/lib/velmora/wait-until-serving" "${started[0]}" "$patience"
 
 # healthy NAME TEXT: the daemon is found through an INI file of this text.
 healthy() {
   printf '%b' "$2" >"$scratch/asked.ini"
-  "$check" "$scratch/asked.ini" || fail "not found through the port $1"
+  # It gives the daemon two seconds, which a busy machine may take away from it.
+  until_true "$check" "$scratch/asked.ini" 2>"$scratch/said" || fail "not found through the port $1"
 }
 healthy 'as it is' "[default]\nport = $port\n"
 healthy 'in capitals' "[Default]\nPORT:$port ; of the server\n"

@@ -49,15 +49,16 @@ end_container() {
 }
 trap 'end_container 2>/dev/null; clean_up' EXIT
 serves() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$port/healthz" 2>/dev/null; }
-until_true 60 serves || fail "it does not serve: $(<"$scratch/output")"
+until_true serves || fail "it does not serve: $(<"$scratch/output")"
 contains "$(<"$scratch/output")" "port            : $port"
 # The kernel ends the list without a line feed.
 read -r first _ <"/proc/$outside/task/$outside/children" || [[ -n $first ]] || fail 'process 1 has ended'
 [[ $(stat -c %U "/proc/$first") != root ]] || fail 'process 1 is root'
 [[ $(<"/proc/$first/comm") == tini ]] || fail "process 1 is $(<"/proc/$first/comm")"
 
-(run_inside "${health_check[@]}") || fail 'its health check does not find it healthy'
+is_healthy() { (run_inside "${health_check[@]}"); }
+until_true is_healthy || fail 'its health check does not find it healthy'
 kill -TERM "$first"
 is_gone() { ! kill -0 "$outside" 2>/dev/null; }
-until_true 20 is_gone || fail 'TERM to process 1 does not end it'
-! (run_inside "${health_check[@]}") || fail 'its health check finds it healthy, though it has ended'
+until_true is_gone || fail 'TERM to process 1 does not end it'
+! is_healthy || fail 'its health check finds it healthy, though it has ended'

@@ -43,7 +43,7 @@ while read -r name value; do
   [[ $name != threadQueueSize ]] || key=threadQueuesize
   grep -qE "^ +$key +$value " <<<"$ini" || fail "velmora.ini(5) lacks $key = $value"
   for text in "$daemon" "$checker"; do
-    grep -A 2 -E -- "--$key " <<<"$text" | grep -qE "default is ${value}[ ,.]" || fail "a page lacks the default of $key"
+    grep -A 2 -E -- "--$key " <<<"$text" | grep -E "default is ${value}[ ,.]" >/dev/null || fail "a page lacks the default of $key"
   done
   ((++defaults))
 done < <(sed -nE 's/^inline constexpr int ([A-Za-z]+) = ([0-9]+);/\1 \2/p' "$2/src/velmoraserver/app/common/velmora_defaults.h")

@@ -14,7 +14,7 @@ env -i ENGINE_DOUBLE_RECORD="$scratch/record" VL_LOGCFG= \
   ../moved/bin/velmoraserviced --ini ../moved/velmora.ini >"$scratch/output" &
 started+=($!)
 
-until_true 10 grep -q '^create' "$scratch/record" 2>/dev/null || fail "no call: $(cat "$scratch/output")"
+until_true grep -q '^create' "$scratch/record" 2>/dev/null || fail "no call: $(cat "$scratch/output")"
 expected='create port=51000 conns=1 threads=1 threadQueueSize=10 queueTimeout=0'
 grep -qxF "$expected" "$scratch/record" || fail "the engine was called with: $(<"$scratch/record")"
 [[ $(readlink "/proc/${started[0]}/exe") == "$scratch/moved/bin/velmoraserviced" ]] || fail 'another program runs'

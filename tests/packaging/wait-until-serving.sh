@@ -20,13 +20,14 @@ status() {
 
 VL_LOGCFG='' "$1/bin/velmoraserviced" --ini "$scratch/one.ini" >"$scratch/output" 2>&1 &
 started+=($!)
-[[ $(status "$wait_for" "${started[0]}" 20) == 0 ]] || fail "serving, but: $(<"$scratch/said")"
+[[ $(status "$wait_for" "${started[0]}" "$patience") == 0 ]] || fail "serving, but: $(<"$scratch/said")"
 (exec 3<>"/dev/tcp/127.0.0.1/$port") || fail 'said to serve before the port was open'
+[[ $(status "$wait_for" "${started[0]}" 08) == 0 ]] || fail "08 seconds are no time: $(<"$scratch/said")"
 
 # The port is taken: this one ends with status 0, and the other one's port is not taken for its own.
 VL_LOGCFG='' "$1/bin/velmoraserviced" --ini "$scratch/one.ini" >"$scratch/output" 2>&1 &
 second=$!
-[[ $(status "$wait_for" "$second" 20) == 1 ]] || fail "ended, but status 0: $(<"$scratch/said")"
+[[ $(status "$wait_for" "$second" "$patience") == 1 ]] || fail "ended, but status 0: $(<"$scratch/said")"
 contains "$(<"$scratch/said")" "process $second has ended"
 wait "$second" || fail 'a failed start ends with status 0'
 
