@@ -18,7 +18,7 @@ from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import WebDriverWait
 
-PATIENCE = 30  # seconds that a condition may take to come about on a loaded machine
+PATIENCE = 60  # seconds that a condition may take to come about on a loaded machine
 ELSEWHERE = "engine.test"  # a name that leads to this machine, without the trust that the browser has in it
 
 
@@ -77,8 +77,9 @@ class ScriptedServer:
     """Serves the daemon's own page, and answers its questions as the test says."""
 
     def __init__(self, page):
-        self.status = {"code": 0}  # what v1/status is answered
-        self.answer = (200, "{}")  # status and text for v1/recognize
+        self.statuses = [{"code": 0}]  # what v1/status is answered, in turn
+        self.answer = (200, "{}")  # status and text for a v1/recognize that comes now
+        self.taken = 0  # times that recognition was asked for
         self.released = threading.Event()  # an answer waits for this
         self.released.set()
         self.asked = 0  # times that the status was asked for
@@ -94,12 +95,14 @@ class ScriptedServer:
                     self._send(200, page.content, page.getheaders())
                 else:
                     scripted.asked += 1
-                    self._send(200, json.dumps(scripted.status).encode())
+                    status = scripted.statuses[scripted.asked % len(scripted.statuses)]
+                    self._send(200, json.dumps(status).encode())
 
             def do_POST(self):
                 self.rfile.read(int(self.headers["Content-Length"]))
-                scripted.released.wait(PATIENCE)
                 status, text = scripted.answer
+                scripted.taken += 1
+                scripted.released.wait(PATIENCE)
                 self._send(status, text.encode())
 
             def _send(self, status, content, fields=()):
