@@ -40,7 +40,8 @@ TEST_F(DaemonTest, SleepsWhileItServes) {
     const long used = processorTicks(process->pid()) - before;
 
     EXPECT_GE(before, 0);
-    EXPECT_LE(used, 2);
+    // Of 300, which is what a busy loop would use. A twentieth leaves room for a slow machine.
+    EXPECT_LE(used, 15);
     EXPECT_FALSE(process->hasEnded());
     EXPECT_EQ(calls(),
               callsUpTo("create port=6000 conns=1 threads=1 threadQueueSize=10 queueTimeout=0\n"));

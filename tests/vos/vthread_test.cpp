@@ -692,46 +692,46 @@ TEST(VThreadSelf, IsTheCallingThread) {
 
 class PeriodicThread : public testing::Test {
 protected:
-    // Runs twice with the given work, and returns the time from the beginning of the first run to
-    // the beginning of the second.
-    static std::chrono::microseconds distanceOfRuns(uint32_t periodMs, uint32_t workMs) {
-        std::array<std::chrono::microseconds, 2> begins{};
+    // Runs twice with the given work, and returns the time from just before the thread's start to
+    // the beginning of the second run. Whoever is held up only makes it longer.
+    static std::chrono::microseconds timeToSecondRun(uint32_t periodMs, uint32_t workMs) {
+        std::chrono::microseconds begin{};
         std::atomic<size_t> run = 0;
         const Stopwatch watch;
         FunctionRunnable runnable([&](VThread* thread) {
-            begins.at(run++) = watch.elapsed();
+            begin = watch.elapsed();
             VThread::sleep(workMs);
-            thread->setState(run == 2 ? STOPPING : thread->getState());
+            thread->setState(++run == 2 ? STOPPING : thread->getState());
         });
         PlainThread thread(&runnable, periodMs);
         thread.start();
         EXPECT_TRUE(waitUntil([&] { return runnable.cleanups() == 1; }));
         thread.waitJoin();
-        return begins[1] - begins[0];
+        return begin;
     }
 };
 
 TEST_F(PeriodicThread, BeginsTheNextRunOnePeriodAfterAShortOne) {
-    const auto distance = distanceOfRuns(/*periodMs=*/100, /*workMs=*/30);
-    EXPECT_GE(distance, milliseconds(97));
-    EXPECT_LT(distance, seconds(20));
+    const auto time = timeToSecondRun(/*periodMs=*/100, /*workMs=*/30);
+    EXPECT_GE(time, milliseconds(97));
+    EXPECT_LT(time, seconds(20));
 }
 
 TEST_F(PeriodicThread, BeginsTheNextRunOneMillisecondAfterAnOverrun) {
-    const auto distance = distanceOfRuns(/*periodMs=*/100, /*workMs=*/150);
-    EXPECT_GE(distance, milliseconds(150));
-    EXPECT_LT(distance, seconds(20));
+    const auto time = timeToSecondRun(/*periodMs=*/100, /*workMs=*/150);
+    EXPECT_GE(time, milliseconds(150));
+    EXPECT_LT(time, seconds(20));
 }
 
 TEST_F(PeriodicThread, BeginsTheNextRunAtOnceWithoutAPeriod) {
-    EXPECT_LT(distanceOfRuns(/*periodMs=*/0, /*workMs=*/0), seconds(20));
+    EXPECT_LT(timeToSecondRun(/*periodMs=*/0, /*workMs=*/0), seconds(20));
 }
 
 TEST_F(PeriodicThread, CleansUpOnceAfterTheSleep) {
     CountingRunnable runnable;
     PlainThread thread(&runnable, 20);
     thread.start();
-    ASSERT_TRUE(waitUntil([&] { return runnable.runs() == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return runnable.runs() >= 2; }));
     thread.stop();
     EXPECT_EQ(runnable.cleanups(), 1);
 }

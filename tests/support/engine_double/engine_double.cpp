@@ -4,6 +4,7 @@
 //   ENGINE_DOUBLE_FAIL     when set, velmoraLightServer_create returns null
 //   ENGINE_DOUBLE_CREATE   what velmoraLightServer_create does after it is recorded: "crash", or
 //                          "block" (for 10 s, and then it records "created")
+//   ENGINE_DOUBLE_RELEASE  file without which a "block" does not end, not even after its 10 s
 //   ENGINE_DOUBLE_CHATTER  so many lines are printed on standard output by each of two threads that
 //                          velmoraLight_getVersion starts and velmoraLightServer_create awaits
 //   ENGINE_DOUBLE_VERSION  "major minor patch"; without it the numbers are left untouched
@@ -82,6 +83,13 @@ void awaitChatter() {
     chatterers().clear();
 }
 
+void awaitRelease() {
+    const char* file = std::getenv("ENGINE_DOUBLE_RELEASE");
+    while (file != nullptr && ::access(file, F_OK) != 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
 void createAsTold() {
     const char* variable = std::getenv("ENGINE_DOUBLE_CREATE");
     const std::string_view how = variable != nullptr ? variable : "";
@@ -90,6 +98,7 @@ void createAsTold() {
     }
     if (how == "block") {
         std::this_thread::sleep_for(std::chrono::seconds(10));
+        awaitRelease();
         record("created\n%s", "");
     }
 }
