@@ -68,6 +68,9 @@ class RollingRestart(unittest.TestCase):
         said = script.communicate(timeout=3 * PATIENCE)[1]
         return script.returncode, said
 
+    def copy1_works(self):
+        return int(self.balancer.servers()["copy1"]["scur"]) > 0
+
     def processes(self):
         return [copy.process.pid for copy in self.copies]
 
@@ -99,10 +102,11 @@ class RollingRestart(unittest.TestCase):
         self.balancer.await_up("copy1")
 
     def test_leaves_a_copy_alone_whose_requests_do_not_end(self):
+        load = self.stage.load(self.balancer.port, clients=4)
+        until(self.copy1_works, what="copy1 works")
         self.copies[0].process.send_signal(signal.SIGSTOP)
         self.addCleanup(self.copies[0].process.send_signal, signal.SIGCONT)
-        load = self.stage.load(self.balancer.port, clients=4)
-        until(lambda: int(self.balancer.servers()["copy1"]["scur"]) > 0)
+        until(self.copy1_works, what="copy1 has a request that does not end")
         before = self.processes()
         status, said = self.run_script("--timeout", "1", "copy1")
         load.end()

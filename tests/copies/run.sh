@@ -16,5 +16,5 @@ help_if_asked "$@"
 build release --target velmoraserviced velmoracheck crashing_engine
 export PATH="$PATH:/usr/sbin" PYTHONDONTWRITEBYTECODE=1
 cd "$root/tests/copies"
-timeout --foreground 900 python3 -m unittest discover -p '*_test.py' -v "$@"
-(($#)) || timeout --foreground 300 ./throughput.py --check --seconds 1 --rounds 2 --sizes 0
+timeout --foreground 1800 python3 -m unittest discover -p '*_test.py' -v "$@"
+(($#)) || timeout --foreground 900 ./throughput.py --check --seconds 1 --rounds 2 --sizes 0
