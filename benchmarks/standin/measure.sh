@@ -43,7 +43,7 @@ start() {
   port=$(free_port {22000..22999})
   "$tree/bin/velmoraserviced" -p "$port" -c 64 -t "$1" -q 100 >/dev/null &
   daemon=$!
-  for ((try = 0; try < 200; ++try)); do
+  for ((try = 0; try < 1200; ++try)); do
     ! (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || return 0
     sleep 0.05
   done
