@@ -65,9 +65,9 @@ TEST_F(DaemonTest, LooksUpOnceASecondWhileItServes) {
     startServing({"-p", "6000"});
     ASSERT_TRUE(waitUntil([&] { return isInCall(process->pid(), SYS_clock_nanosleep); }));
 
+    const Stopwatch stopwatch;
     const long before = sleepsOfMainThread(process->pid());
     ASSERT_GE(before, 0);
-    const Stopwatch stopwatch;
     ASSERT_TRUE(waitUntil([&] { return sleepsOfMainThread(process->pid()) >= before + 3; }));
     // Two whole seconds are between the first of them and the third.
     EXPECT_GE(stopwatch.elapsed(), std::chrono::milliseconds(1900));
