@@ -20,8 +20,8 @@ endif()
 add_library(velmoraLight SHARED IMPORTED GLOBAL)
 set_target_properties(
   velmoraLight
-  PROPERTIES IMPORTED_LOCATION "${engine}" INTERFACE_INCLUDE_DIRECTORIES "${VELMORA_LIGHT_DIR}/include"
-             VELMORA_NAMES "${engine_names}")
+  PROPERTIES IMPORTED_LOCATION "${engine}" IMPORTED_NO_SONAME ON
+             INTERFACE_INCLUDE_DIRECTORIES "${VELMORA_LIGHT_DIR}/include" VELMORA_NAMES "${engine_names}")
 # Where the daemon in the build tree looks for it.
 file(MAKE_DIRECTORY "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
 foreach(name IN LISTS engine_names)
