@@ -103,17 +103,48 @@ TEST_F(CheckTest, TellsOfAFileThatTheUserMayNotRead) {
         "<co");
 }
 
-TEST_F(CheckTest, KeepsAHundredFindingsOfAFileAndCountsTheRest) {
-    std::string noise = "[default]\nthreads=1\n";
-    for (int i = 0; i < 150; ++i) {
-        noise += "noise\n";
+// So many times the same line.
+std::string repeated(int times, const std::string& line) {
+    std::string text;
+    for (int i = 0; i < times; ++i) {
+        text += line;
     }
-    writeFile(directory.path("velmora.ini"), noise);
+    return text;
+}
+
+TEST_F(CheckTest, KeepsAHundredWarningsOfAFileAndCountsTheRest) {
+    writeFile(directory.path("velmora.ini"), repeated(150, "[noise]\n") + goodIni);
     writeFile(directory.path("vlog.cfg"), goodLog);
     const std::string text = check({"-i", "velmora.ini", "--logcfg", "vlog.cfg"}).output;
-    EXPECT_NE(text.find("\nvelmora.ini:102: error: "), std::string::npos);
-    EXPECT_EQ(text.find("\nvelmora.ini:103: error: "), std::string::npos);
-    EXPECT_TRUE(text.ends_with("\n150 errors, 0 warnings, 50 of them not shown\n")) << text;
+    EXPECT_NE(text.find("\nvelmora.ini:100: warning: "), std::string::npos) << text;
+    EXPECT_EQ(text.find("\nvelmora.ini:101: warning: "), std::string::npos) << text;
+    EXPECT_TRUE(text.ends_with("\n0 errors, 150 warnings, 50 of them not shown\n")) << text;
+}
+
+TEST_F(CheckTest, ShowsTheErrorOfASettingBehindAnyNumberOfWarnings) {
+    const CheckOutcome outcome = checkIni(repeated(120, "[noise]\n") + "[default]\nport=99999\n");
+    EXPECT_TRUE(
+        outcome.output.ends_with("\nvelmora.ini:122: error: 'port' is 99999: write 1 to 65535\n"
+                                 "1 error, 120 warnings, 20 of them not shown\n"))
+        << outcome.output;
+    EXPECT_EQ(outcome.ending, "exit 1");
+}
+
+TEST_F(CheckTest, ShowsTheErrorOfASettingBehindAnyNumberOfErrors) {
+    const CheckOutcome outcome = checkIni(repeated(1200, "noise\n") + "[default]\nport=99999\n");
+    EXPECT_TRUE(
+        outcome.output.ends_with("\nvelmora.ini:1202: error: 'port' is 99999: write 1 to 65535\n"
+                                 "1201 errors, 0 warnings, 201 of them not shown\n"))
+        << outcome.output;
+}
+
+TEST_F(CheckTest, ShowsTheErrorOfADestinationBehindAnyNumberOfErrors) {
+    const CheckOutcome outcome =
+        checkLog(repeated(1200, "X;INFOS;FULL;[STDOUT];0\n") + "A;INFO;FULL;/;0\n" + goodLog);
+    EXPECT_NE(outcome.output.find(
+                  "\nvlog.cfg:1201: error: destination '/' cannot be written: Is a directory\n"),
+              std::string::npos)
+        << outcome.output;
 }
 
 }  // namespace

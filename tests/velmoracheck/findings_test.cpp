@@ -34,15 +34,32 @@ TEST(Findings, OfTheSameLineStayInTheirOrder) {
 
 TEST(Findings, AreCountedBeyondThoseThatAreKept) {
     Findings findings;
-    for (std::size_t i = 0; i <= Findings::keptPerFile; ++i) {
+    for (std::size_t i = 0; i < 101; ++i) {
         findings.warning({"a", 1}, "again");
     }
-    findings.error({"a", 1}, "left out");
-    findings.error({"b", 1}, "of another file");
-    EXPECT_EQ(findings.warnings(), 101U);
-    EXPECT_EQ(findings.errors(), 2U);
-    EXPECT_EQ(findings.leftOut(), 2U);
+    findings.warning({"b", 1}, "of another file");
+    EXPECT_EQ(findings.warnings(), 102U);
+    EXPECT_EQ(findings.leftOut(), 1U);
     EXPECT_EQ(texts(findings).back(), "of another file");
+}
+
+TEST(Findings, ThatAreErrorsAreKeptWhateverTheNumberOfWarnings) {
+    Findings findings;
+    for (std::size_t i = 0; i < 150; ++i) {
+        findings.warning({"a", 1}, "noise");
+    }
+    findings.error({"a", 2}, "after them");
+    EXPECT_EQ(findings.leftOut(), 50U);
+    EXPECT_EQ(texts(findings).back(), "after them");
+}
+
+TEST(Findings, ThatAreErrorsAreKeptUpToAThousandOfAFile) {
+    Findings findings;
+    for (std::size_t i = 0; i < 1001; ++i) {
+        findings.error({"a", 1}, "again");
+    }
+    EXPECT_EQ(findings.errors(), 1001U);
+    EXPECT_EQ(findings.leftOut(), 1U);
 }
 
 }  // namespace

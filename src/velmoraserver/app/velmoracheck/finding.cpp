@@ -21,9 +21,10 @@ void Findings::warning(const Place& place, std::string text) {
 }
 
 void Findings::keep(Severity severity, const Place& place, std::string text) {
-    File& file = files.try_emplace(place.file, File{files.size(), 0}).first->second;
-    if (file.kept < keptPerFile) {
-        ++file.kept;
+    File& file = files.try_emplace(place.file, File{.rank = files.size()}).first->second;
+    const bool isError = severity == Severity::Error;
+    std::size_t& count = isError ? file.errors : file.warnings;
+    if (++count <= (isError ? keptErrors : keptWarnings)) {
         findings.push_back({severity, place, std::move(text)});
     }
 }

@@ -29,11 +29,13 @@ struct Finding {
     std::string text;
 };
 
-// All findings of a run. They are counted without end, but only the first `keptPerFile` of a file
-// are kept, so that a file that is no configuration at all ends in a report that can be read.
+// All findings of a run. They are counted without end, but of a file only the first
+// `keptWarnings` and the first `keptErrors` are kept, so that a file that is no configuration at
+// all ends in a report that can be read. Warnings take no error's place.
 class Findings {
 public:
-    static constexpr std::size_t keptPerFile = 100;
+    static constexpr std::size_t keptWarnings = 100;
+    static constexpr std::size_t keptErrors = 1000;
 
     void error(const Place& place, std::string text);
     void warning(const Place& place, std::string text);
@@ -52,7 +54,8 @@ private:
 
     struct File {
         std::size_t rank;  // its place among the files
-        std::size_t kept;
+        std::size_t warnings = 0;
+        std::size_t errors = 0;
     };
     std::map<std::string, File> files;
     std::vector<Finding> findings;

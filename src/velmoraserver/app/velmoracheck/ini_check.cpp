@@ -117,16 +117,18 @@ std::optional<std::vector<SettingInForce>> checkIni(const std::string& path, Fin
     const INIReader reader(path);
     const Settings settings = settingsFromIni(reader);
     const std::vector<IniLine> lines = iniLayout(*file.content);
+    // The settings first: if something is not kept of a file full of faults, it is not their
+    // errors.
+    std::vector<SettingInForce> result;
+    for (const SettingMeaning& setting : settingMeanings()) {
+        result.push_back(checkSetting(setting, path, lines, settings.*setting.number, findings));
+    }
     for (const IniLine& line : lines) {
         checkLine(line, {path, line.number}, findings);
     }
     if (std::ranges::none_of(lines, [](auto& line) { return isValue(line) && isOurs(line); })) {
         findings.warning({path, 1},
                          "sets no key in a section [default]: every setting has its default");
-    }
-    std::vector<SettingInForce> result;
-    for (const SettingMeaning& setting : settingMeanings()) {
-        result.push_back(checkSetting(setting, path, lines, settings.*setting.number, findings));
     }
     return result;
 }

@@ -57,6 +57,8 @@ LogInForce checkBuiltIn(const Place& place, Findings& findings) {
 }
 
 void checkRules(const std::vector<LogRule>& rules, const std::string& path, Findings& findings) {
+    // First, for the reason that the settings of an INI file come before its lines.
+    checkDestinations(rules, path, findings);
     for (const LogRule& rule : rules) {
         checkRule(rule, {path, rule.line}, findings);
         if (rule.isReplaced) {
@@ -65,7 +67,6 @@ void checkRules(const std::vector<LogRule>& rules, const std::string& path, Find
                                                     ": one rule a topic and level");
         }
     }
-    checkDestinations(rules, path, findings);
 }
 
 LogInForce checkContent(const std::string& path, const std::string& content, Findings& findings) {

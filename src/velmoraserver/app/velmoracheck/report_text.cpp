@@ -126,7 +126,7 @@ std::string reportText(const Report& report, const ReportStyle& style) {
         text += findingLine(finding, style);
     }
     if (style.findingsOnly) {
-        return text;
+        return report.findings.leftOut() > 0 ? text + summary(report.findings) : text;
     }
     text += text.empty() ? "" : "\n";
     text += settingsText(report.settings) + "\n";
