@@ -60,7 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
             "its built-in log rules, which log nothing of the service\n"},
         Row{"Directory", [](const std::string& path) { std::filesystem::create_directory(path); },
             "bad:1: error: is a directory: name an INI file with --ini\n",
-            "bad:1: error: is a directory: name a log configuration file\n"},
+            "bad:1: error: is a directory: the daemon uses its built-in log rules, which log "
+            "nothing of the service\n"},
         Row{"Fifo", [](const std::string& path) { ::mkfifo(path.c_str(), 0600); },
             "bad:1: error: is a FIFO, for which the daemon would wait: name an INI file with "
             "--ini\n",

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
 
@@ -89,13 +90,26 @@ TEST_F(Report, ShowsTheBuiltInRulesWhenTheDaemonUsesThem) {
         << text;
 }
 
-// What somebody is told who has broken one key and one rule of the sample files.
+TEST_F(Report, ShowsTheBuiltInRulesForADirectory) {
+    const std::string text = check({"--logcfg", ".", "-p", "6000"}).output;
+    EXPECT_NE(text.find("\nLog rules (built-in)\n  *          INFO      SIMPLE_TS  [STDOUT]\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(Report, KnowsNoRulesForAFifo) {
+    ASSERT_EQ(::mkfifo(directory.path("fifo").c_str(), 0600), 0);
+    const std::string text = check({"--logcfg", "fifo", "-p", "6000"}).output;
+    EXPECT_NE(text.find("\nLog rules (unknown)\n\n"), std::string::npos) << text;
+}
+
 TEST_F(Report, ShowsARuleThatHasNoDestination) {
     writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;SIMPLE;,;0\n"));
     const std::string text = check({"--logcfg", "vlog.cfg", "-p", "6000"}).output;
     EXPECT_NE(text.find("\n  LOGGER      INFO      SIMPLE\n"), std::string::npos) << text;
 }
 
+// What somebody is told who has broken one key and one rule of the sample files.
 TEST_F(Report, TellsANewcomerBothPlacesAndWhatToWrite) {
     std::string ini = readFile(SAMPLE_DIRECTORY "/velmora.ini");
     std::string log = readFile(SAMPLE_DIRECTORY "/vlog.cfg");

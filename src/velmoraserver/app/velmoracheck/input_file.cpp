@@ -16,13 +16,16 @@ constexpr std::size_t longestFile = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t longestLine = 4096;
 
 InputFile unopened(int error) {
-    return {.content = {},
-            .problem = "cannot be opened: " + std::generic_category().message(error),
-            .unopened = true};
+    InputFile file;
+    file.problem = "cannot be opened: " + std::generic_category().message(error);
+    file.unopened = true;
+    return file;
 }
 
 InputFile refused(std::string problem) {
-    return {.content = {}, .problem = std::move(problem), .unopened = false};
+    InputFile file;
+    file.problem = std::move(problem);
+    return file;
 }
 
 std::string tooLong(std::size_t size) {
@@ -54,7 +57,9 @@ InputFile readAll(int fd) {
             return refused("cannot be read: " + std::generic_category().message(errno));
         }
         if (n == 0) {
-            return {.content = std::move(content), .problem = {}, .unopened = false};
+            InputFile file;
+            file.content = std::move(content);
+            return file;
         }
         content.append(block, 0, static_cast<std::size_t>(n));
         if (content.size() >
@@ -72,7 +77,9 @@ InputFile readInput(const std::string& path) {
         return unopened(errno);
     }
     if (const std::string kind = specialKind(status.st_mode); !kind.empty()) {
-        return refused(kind);
+        InputFile file = refused(kind);
+        file.isDirectory = S_ISDIR(status.st_mode);
+        return file;
     }
     if (static_cast<std::size_t>(status.st_size) > longestFile) {
         return refused(tooLong(static_cast<std::size_t>(status.st_size)));

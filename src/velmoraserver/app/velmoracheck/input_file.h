@@ -10,8 +10,9 @@ namespace velmoracheck {
 // A configuration file that was read, or why it was not.
 struct InputFile {
     std::optional<std::string> content;
-    std::string problem;    // without content: "is a directory", "cannot be opened: ..."
-    bool unopened = false;  // without content: nobody could open it, the daemon included
+    std::string problem;       // without content: "is a directory", "cannot be opened: ..."
+    bool unopened = false;     // without content: nobody could open it, the daemon included
+    bool isDirectory = false;  // without content
 };
 
 // Reads a regular file of at most 4 MiB. Everything else is refused without being opened, so that

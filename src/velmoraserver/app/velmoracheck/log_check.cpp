@@ -94,12 +94,15 @@ LogInForce checkContent(const std::string& path, const std::string& content, Fin
 
 LogInForce checkFile(const std::string& path, Findings& findings) {
     const InputFile file = readInput(path);
+    if (file.unopened || file.isDirectory) {  // a directory can be opened, but has nothing to read
+        findings.error({path, 1}, file.problem +
+                                      ": the daemon uses its built-in log rules, which log "
+                                      "nothing of the service");
+        return builtIn();
+    }
     if (!file.content) {
-        findings.error({path, 1},
-                       file.problem + (file.unopened ? ": the daemon uses its built-in log rules, "
-                                                       "which log nothing of the service"
-                                                     : ": name a log configuration file"));
-        return file.unopened ? builtIn() : LogInForce{"unknown", {}};
+        findings.error({path, 1}, file.problem + ": name a log configuration file");
+        return {"unknown", {}};
     }
     if (!checkIsText(path, *file.content, findings)) {
         return {"unknown", {}};
