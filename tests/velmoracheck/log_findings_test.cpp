@@ -114,6 +114,11 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"TooMany", "LOGGER;INFO;FULL;x.log;1M,2M\n",
             "vlog.cfg:3: warning: more sizes than destinations: those at the end do not count\n",
             "exit 0"},
+        Row{"TooFew", "LOGGER;INFO;SIMPLE;f1,f2,f3;5K,6K\n",
+            "vlog.cfg:3: warning: fewer sizes than destinations: the last one, '6K', is also that "
+            "of 'f3'; write one for each, or a single one for all\n",
+            "exit 0"},
+        Row{"NoneForASingleOneOfAllFiles", "LOGGER;INFO;SIMPLE;f1,f2,f3;5K\n", "", "exit 0"},
         Row{"CommentAfterIt", "LOGGER;INFO;FULL;x.log;0#x\n",
             "vlog.cfg:3: error: size '0#x' has an unknown unit and counts as 0 bytes; write a "
             "whole number with K, M, G or nothing after it\n",

@@ -136,6 +136,11 @@ void checkSizes(const LogRule& rule, const Place& place, Findings& findings) {
         findings.warning(place, "no size is given: no destination has a limit; write 0");
     } else if (sizes.size() > std::max<std::size_t>(rule.entry.files.size(), 1)) {
         findings.warning(place, "more sizes than destinations: those at the end do not count");
+    } else if (sizes.size() > 1 && sizes.size() < rule.entry.files.size()) {
+        findings.warning(place, "fewer sizes than destinations: the last one, " +
+                                    inQuotes(trimmedString(sizes.back())) + ", is also that of " +
+                                    inQuotes(rule.entry.files[sizes.size()]) +
+                                    "; write one for each, or a single one for all");
     }
 }
 
