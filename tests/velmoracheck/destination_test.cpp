@@ -86,6 +86,12 @@ TEST_F(Destination, HasOneLimitInAllRules) {
               "line 1: give it one limit\n");
 }
 
+TEST_F(Destination, HasNoOtherLimitWhereANegativeSizeMeetsNone) {
+    EXPECT_EQ(
+        checkLog("VELMORASRV;INFO;FULL;x.log;0\nVELMORASRV;CRITICAL;FULL;x.log;-5\n").output,
+        "vlog.cfg:2: error: size '-5' is negative and counts as no limit; write 0 for none\n");
+}
+
 TEST_F(Destination, IsToldOfOnceWhenSeveralRulesNameIt) {
     const CheckOutcome outcome = checkLog(goodLog + std::string("LOGGER;INFO;FULL;missing/x;0\n"
                                                                 "LOGGER;WARN;FULL;missing/x;0\n"));

@@ -103,6 +103,22 @@ TEST_F(Report, KnowsNoRulesForAFifo) {
     EXPECT_NE(text.find("\nLog rules (unknown)\n\n"), std::string::npos) << text;
 }
 
+TEST_F(Report, ShowsNoLimitForANegativeSize) {
+    writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;SIMPLE;x.log;-5\n"));
+    const std::string text = check({"--logcfg", "vlog.cfg", "-p", "6000"}).output;
+    EXPECT_NE(text.find("\n  LOGGER      INFO      SIMPLE     x.log        no limit\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(Report, HasNoLimitForProgramsOfANegativeSize) {
+    writeFile(directory.path("vlog.cfg"), "LOGGER;INFO;SIMPLE;x.log;-5\n");
+    const nlohmann::json json = nlohmann::json::parse(
+        check({"--json", "--logcfg", "vlog.cfg", "--ini", "velmora.ini"}).output);
+    EXPECT_EQ(json["log"]["rules"][0]["destinations"],
+              nlohmann::json::parse(R"([{"name": "x.log", "limit": 0}])"));
+}
+
 TEST_F(Report, ShowsARuleThatHasNoDestination) {
     writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;SIMPLE;,;0\n"));
     const std::string text = check({"--logcfg", "vlog.cfg", "-p", "6000"}).output;

@@ -14,14 +14,10 @@ namespace {
 // Bytes of a line as the daemon writes it: a prefix of some 60 and its message. A file whose limit
 // is smaller than the line that is to come is not rotated.
 constexpr std::uint64_t usualLine = 128;
-// A negative size counts as such a limit: none.
+// No size of nine characters comes to more, and no negative one to less.
 constexpr std::uint64_t largestLimit = std::uint64_t{1} << 62U;
 
 constexpr const char* backupSuffix = ".bkp";
-
-bool isLimited(std::uint64_t limit) {
-    return limit > 0 && limit < largestLimit;
-}
 
 // What was found of a file, the first time that a rule names it.
 struct Seen {
@@ -60,7 +56,7 @@ private:
     }
 
     void checkLimit(const std::string& name, std::uint64_t limit, const Place& place, Seen& seen) {
-        if (!isLimited(limit)) {
+        if (limit == 0) {
             return;
         }
         if (limit < usualLine) {
@@ -87,6 +83,10 @@ private:
 
 }  // namespace
 
+std::uint64_t limitOf(std::uint64_t size) {
+    return size < largestLimit ? size : 0;
+}
+
 void checkDestinations(const std::vector<LogRule>& rules, const std::string& path,
                        Findings& findings) {
     DestinationCheck destinations(path, findings);
@@ -101,7 +101,7 @@ void checkDestinations(const std::vector<LogRule>& rules, const std::string& pat
         }
         for (std::size_t i = 0; i < rule.entry.files.size(); ++i) {
             if (rule.entry.files[i] != vlogConsole) {
-                destinations.check(rule.entry.files[i], rule.entry.sizes[i], rule.line);
+                destinations.check(rule.entry.files[i], limitOf(rule.entry.sizes[i]), rule.line);
             }
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,10 @@
 #include "velmoraserver/app/velmoracheck/log_rule.h"
 
 namespace velmoracheck {
+
+// What a size of a rule is as a limit, in bytes: 0, none, also for the huge number that the daemon
+// makes of a negative one, as no file ever grows to it.
+[[nodiscard]] std::uint64_t limitOf(std::uint64_t size);
 
 // Finds what is wrong with the destinations of the rules that count, in the file `path`: whether
 // each, and its backup, can be written, and what becomes of the limits.

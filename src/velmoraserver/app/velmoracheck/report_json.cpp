@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "velmoraserver/app/velmoracheck/destination_check.h"
 #include "velmoraserver/app/velmoracheck/report.h"
 #include "vlib/vlog/vlog_format.h"
 
@@ -42,7 +43,7 @@ Json engineJson(const std::optional<Engine>& engine) {
 Json ruleJson(const VLogConfig::Entry& rule) {
     Json destinations = Json::array();
     for (std::size_t i = 0; i < rule.files.size(); ++i) {
-        destinations.push_back({{"name", rule.files[i]}, {"limit", rule.sizes[i]}});
+        destinations.push_back({{"name", rule.files[i]}, {"limit", limitOf(rule.sizes[i])}});
     }
     return {{"topic", rule.topic},
             {"level", vlogformat::levelName(rule.level)},

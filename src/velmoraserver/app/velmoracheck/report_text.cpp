@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "velmoraserver/app/velmoracheck/destination_check.h"
 #include "velmoraserver/app/velmoracheck/report.h"
 #include "velmoraserver/app/velmoracheck/words.h"
 #include "vlib/vlog/vlog_format.h"
@@ -65,10 +66,11 @@ std::string engineText(const std::optional<Engine>& engine) {
                                 printable(engine->file)}});
 }
 
-std::string limitText(const std::string& file, uint64_t limit) {
+std::string limitText(const std::string& file, uint64_t size) {
     if (file == vlogConsole) {
         return {};
     }
+    const uint64_t limit = limitOf(size);
     return limit == 0 ? "no limit" : "limit " + std::to_string(limit);
 }
 
