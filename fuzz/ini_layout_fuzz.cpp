@@ -1,7 +1,7 @@
 // Fed: the text of an INI file. Must hold: the lines are numbered in order and within the text; the
 // keys, sections and values are those that the reader reports for the text as a whole, in its
 // order; there is a syntax error, or the rest of a line that is too long, whenever the reader says
-// so.
+// so; without what is said to be ignored after a section, the reader reports the same.
 
 #include <ini.h>
 
@@ -30,6 +30,23 @@ void require(bool holds) {
     }
 }
 
+// Blanks in place of what stands after the sections, so that the lines are as long as they were.
+std::string withoutIgnored(std::string text, const std::vector<IniLine>& lines) {
+    std::size_t begin = 0;
+    std::size_t number = 1;
+    for (const IniLine& line : lines) {
+        for (; number < line.number; ++number) {
+            begin = text.find('\n', begin) + 1;
+        }
+        if (line.kind == IniLine::AfterSection) {
+            const std::size_t place = text.find(line.value, text.find(']', begin) + 1);
+            require(place < text.find('\n', begin));
+            text.replace(place, line.value.size(), line.value.size(), ' ');
+        }
+    }
+    return text;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -38,10 +55,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Keys found;
     std::size_t last = 1;
     bool hasFault = false;
+    bool hasOverlong = false;
     for (const IniLine& line : lines) {
         require(line.number >= last);
         last = line.number;
-        hasFault |= line.kind == IniLine::SyntaxError || line.kind == IniLine::Overlong;
+        hasOverlong |= line.kind == IniLine::Overlong;
+        hasFault |= line.kind == IniLine::SyntaxError || hasOverlong;
         if (line.kind == IniLine::Value || line.kind == IniLine::Continuation) {
             found.push_back({line.section, line.key, line.value});
         }
@@ -54,6 +73,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const bool isError = ::ini_parse_string(text.c_str(), takeKey, &reported) != 0;
         require(found == reported);
         require(hasFault || !isError);
+        if (!hasOverlong) {  // the rest of such a line may have a section of its own
+            Keys same;
+            ::ini_parse_string(withoutIgnored(text, lines).c_str(), takeKey, &same);
+            require(same == reported);
+        }
     }
     return 0;
 }

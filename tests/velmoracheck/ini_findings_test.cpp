@@ -65,6 +65,15 @@ INSTANTIATE_TEST_SUITE_P(
             "velmora.ini:4: error: syntax error, the line is ignored: write 'key = value', "
             "'[section]' or '; comment'\n",
             "exit 1"},
+        Row{"KeyInTheLineOfASection", "[default] threads = 4\nport = 7000\n",
+            "velmora.ini:1: error: 'threads = 4' stands after a section and is ignored: write it "
+            "in a line of its own\n",
+            "exit 1"},
+        Row{"TextAfterASection", "[default]junk\nport = 7000\n",
+            "velmora.ini:1: error: 'junk' stands after a section and is ignored: write it in a "
+            "line of its own\n",
+            "exit 1"},
+        Row{"CommentAfterASection", "[default] ; junk\nport = 7000\n", "", "exit 0"},
         Row{"NoKeyAtAll", "; nothing\n",
             "velmora.ini:1: warning: sets no key in a section [default]: every setting has its "
             "default\n",

@@ -11,7 +11,8 @@ namespace {
 
 // "1 section [default]", a line each.
 std::string layoutOf(const std::string& text) {
-    constexpr const char* kinds[] = {"section", "value", "continuation", "error", "overlong"};
+    constexpr const char* kinds[] = {"section", "value", "continuation",
+                                     "after",   "error", "overlong"};
     std::ostringstream out;
     for (const IniLine& line : iniLayout(text)) {
         out << line.number << ' ' << kinds[line.kind] << " [" << line.section << "] " << line.key
@@ -60,6 +61,33 @@ TEST(IniLayout, TellsAnIndentedWordFromASyntaxError) {
 
 TEST(IniLayout, TakesAnIndentedKeyAfterASectionAsAKey) {
     EXPECT_EQ(layoutOf("[s]\n b=2\n"), "1 section [s] =\n2 value [s] b=2\n");
+}
+
+TEST(IniLayout, HasWhatStandsAfterASection) {
+    EXPECT_EQ(layoutOf("[default] threads = 4\nport = 7000\n"),
+              "1 section [default] =\n1 after [default] =threads = 4\n"
+              "2 value [default] port=7000\n");
+}
+
+TEST(IniLayout, HasWhatStandsCloseAfterASection) {
+    EXPECT_EQ(layoutOf("[default]junk\r\n"), "1 section [default] =\n1 after [default] =junk\n");
+}
+
+TEST(IniLayout, HasWhatStandsAfterASectionWithoutAName) {
+    EXPECT_EQ(layoutOf("[] a=1\n"), "1 after [] =a=1\n");
+}
+
+TEST(IniLayout, HasWhatStandsAfterASectionThatAByteOrderMarkPrecedes) {
+    EXPECT_EQ(layoutOf("\xEF\xBB\xBF[s]]"), "1 section [s] =\n1 after [s] =]\n");
+}
+
+TEST(IniLayout, LeavesOutBlanksAndCommentsAfterASection) {
+    EXPECT_EQ(layoutOf("[a] \t\r\n[b] ; one\n[c]# two\n"),
+              "1 section [a] =\n2 section [b] =\n3 section [c] =\n");
+}
+
+TEST(IniLayout, TakesAnIndentedSectionAfterAKeyAsMoreOfIt) {
+    EXPECT_EQ(layoutOf("a=1\n [s] b\n"), "1 value [] a=1\n2 continuation [] a=[s] b\n");
 }
 
 TEST(IniLayout, CountsTheLinesOfTheTextAndNotThePiecesOfTheReader) {

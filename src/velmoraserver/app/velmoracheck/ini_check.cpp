@@ -61,6 +61,11 @@ void checkLine(const IniLine& line, const Place& place, Findings& findings) {
                                       " begins with a blank and is read as more of '" +
                                       printable(line.key) + "' above: remove the blank");
             return;
+        case IniLine::AfterSection:
+            findings.error(place, inQuotes(line.value) +
+                                      " stands after a section and is ignored: write it in a line "
+                                      "of its own");
+            return;
         case IniLine::SyntaxError:
             findings.error(place,
                            "syntax error, the line is ignored: write 'key = value', "

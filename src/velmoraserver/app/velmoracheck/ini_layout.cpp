@@ -37,6 +37,25 @@ struct Alone {
     }
 };
 
+constexpr const char* blanks = " \t\r\n\v\f";
+
+// Whether a line that is neither key nor error is no comment and not blank either. Before the first
+// one there may be a mark of the byte order.
+bool isSection(const std::string& line) {
+    const std::size_t begin =
+        line.find_first_not_of(blanks, line.starts_with("\xEF\xBB\xBF") ? 3 : 0);
+    return begin != std::string::npos && line[begin] == '[';
+}
+
+// What stands behind the section in a line and is no comment: the reader does not look at it.
+std::string afterSection(const std::string& line) {
+    const std::size_t begin = line.find_first_not_of(blanks, line.find(']') + 1);
+    if (begin == std::string::npos || line[begin] == ';' || line[begin] == '#') {
+        return {};
+    }
+    return line.substr(begin, line.find_last_not_of(blanks) + 1 - begin);
+}
+
 // Hands the text to the reader, piece by piece as fgets() would, and notes what becomes of each.
 class Watch {
 public:
@@ -83,10 +102,20 @@ private:
             reported.reset();
         } else if (alone.isError && !isRest) {  // the rest of a line is told of once
             add(IniLine::SyntaxError, {});
-        } else if (alone.reports.size() == 1 && !alone.reports.front().section.empty()) {
-            add(IniLine::Section, {alone.reports.front().section, {}, {}});
+        } else if (!alone.isError && alone.reports.size() == 1 && isSection(piece)) {
+            addSection(alone.reports.front().section);
         }
         countLine();
+    }
+
+    void addSection(const std::string& section) {
+        if (!section.empty()) {
+            add(IniLine::Section, {section, {}, {}});
+        }
+        if (const std::string rest = afterSection(piece.substr(0, piece.find('\0')));
+            !rest.empty()) {
+            add(IniLine::AfterSection, {section, {}, rest});
+        }
     }
 
     void countLine() {

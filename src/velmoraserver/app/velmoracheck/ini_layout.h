@@ -13,6 +13,7 @@ struct IniLine {
         Section,
         Value,
         Continuation,  // begins with a blank, and is read as more of the value of the key above
+        AfterSection,  // begins with a section; the reader makes nothing of the rest, the value
         SyntaxError,   // the reader makes nothing of it
         Overlong       // longer than the reader's buffer; its rest, the value, is a line of its own
     };
