@@ -84,6 +84,12 @@ TEST_F(EngineFinding, IsNotThereForAnEngineBesideTheProgram) {
     EXPECT_EQ(calls(), "getVersion\ngetBuildSHA1\n");
 }
 
+// The pipe to the child process that loads the engine must not take the place of one.
+TEST_F(EngineFinding, IsNotThereForClosedStandardStreams) {
+    prefix = {"/bin/sh", "-c", "exec \"$@\" <&- 2>&-", "sh"};
+    EXPECT_EQ(finding(), "");
+}
+
 TEST_F(EngineFinding, LeavesNoCoreFile) {
     environment["ENGINE_DOUBLE_MISBEHAVE"] = "crash";
     EXPECT_NE(finding(), "");

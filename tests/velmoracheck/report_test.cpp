@@ -204,6 +204,13 @@ TEST_F(Report, ThatCannotBeWrittenIsStatusTwo) {
     EXPECT_EQ(outcome.ending, "exit 2");
 }
 
+TEST_F(Report, ThatGoesToAClosedStandardOutputIsStatusTwo) {
+    prefix = {"/bin/sh", "-c", "exec \"$@\" >&-", "sh"};
+    const CheckOutcome outcome = check(goodFiles);
+    EXPECT_EQ(outcome.errors, "velmoracheck: the report cannot be written\n");
+    EXPECT_EQ(outcome.ending, "exit 2");
+}
+
 // The other side of a terminal.
 class Terminal {
 public:

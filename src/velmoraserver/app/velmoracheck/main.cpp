@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include "velmoraserver/app/velmoracheck/port_probe.h"
 #include "velmoraserver/app/velmoracheck/report.h"
 #include "velmoraserver/app/velmoracheck/words.h"
+#include "velmoraserver/app/velmoraserviced/standard_streams.h"
 
 using namespace velmoracheck;
 
@@ -72,17 +74,28 @@ ReportStyle styleOf(const Invocation& invocation) {
     return {.findingsOnly = invocation.quiet, .colour = colour};
 }
 
-bool print(const std::string& text) {
-    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
-           std::fflush(stdout) == 0;
-}
+// Standard output as the caller has left it, open or closed. It is asked before /dev/null takes the
+// place of a closed one, where a report would be lost without a word.
+class Output {
+public:
+    Output() : isOpen(::fcntl(STDOUT_FILENO, F_GETFD) >= 0) {}
+
+    [[nodiscard]] bool print(const std::string& text) const {
+        return text.empty() ||
+               (isOpen && std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
+                std::fflush(stdout) == 0);
+    }
+
+private:
+    bool isOpen;
+};
 
 void complain(const std::string& problem) {
     // What cannot be told even there cannot be told at all.
     static_cast<void>(std::fputs(("velmoracheck: " + problem + "\n").c_str(), stderr));
 }
 
-int check(const Invocation& invocation) {
+int check(const Invocation& invocation, const Output& output) {
     Report report;
     checkSettings(invocation, report);
     checkPort(report);
@@ -90,7 +103,7 @@ int check(const Invocation& invocation) {
     checkEngine(report);
 
     const ReportStyle style = styleOf(invocation);
-    if (!print(invocation.json ? reportJson(report, style) : reportText(report, style))) {
+    if (!output.print(invocation.json ? reportJson(report, style) : reportText(report, style))) {
         complain("the report cannot be written");
         return CalledWrongly;
     }
@@ -102,13 +115,15 @@ int check(const Invocation& invocation) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    const Output output;
+    qor::openClosedStreams();
     const Invocation invocation = readCommandLine(argc, argv);
     if (invocation.help) {
-        return print(helpText()) ? AsTheFilesSay : CalledWrongly;
+        return output.print(helpText()) ? AsTheFilesSay : CalledWrongly;
     }
     if (!invocation.problem.empty()) {
         complain(invocation.problem + " (--help tells more)");
         return CalledWrongly;
     }
-    return check(invocation);
+    return check(invocation, output);
 }

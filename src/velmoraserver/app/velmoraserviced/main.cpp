@@ -1,6 +1,3 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "velmoraserver/app/velmoraserviced/standard_streams.h"
 #include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
 #include "vlib/vlog/vlog.h"
 
@@ -19,18 +17,6 @@ namespace {
 
 // The shell sees 255.
 constexpr int badCommandLine = -1;
-
-// The standard streams that the caller has closed. Else the next file or connection takes the place
-// of standard output, and what is printed goes into it.
-void openClosedStreams() {
-    int descriptor = -1;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
-}
 
 void initLogger() {
     if (const char* configuration = std::getenv("VL_LOGCFG")) {
@@ -72,7 +58,7 @@ void bringLogToFiles() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    openClosedStreams();
+    qor::openClosedStreams();
     initLogger();
     const std::unique_ptr<ArgvParser> parser(initArgParser());
 
