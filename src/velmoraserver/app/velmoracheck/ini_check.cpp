@@ -1,13 +1,14 @@
 #include "velmoraserver/app/velmoracheck/ini_check.h"
 
-#include <INIReader.h>
-
 #include <algorithm>
 #include <cstddef>
 
 #include "velmoraserver/app/velmoracheck/ini_layout.h"
 #include "velmoraserver/app/velmoracheck/input_file.h"
 #include "velmoraserver/app/velmoracheck/words.h"
+
+using qor::iniSection;
+using qor::Settings;
 
 namespace velmoracheck {
 
@@ -119,14 +120,17 @@ std::optional<std::vector<SettingInForce>> checkIni(const std::string& path, Fin
     if (!checkIsText(path, *file.content, findings)) {
         return std::nullopt;
     }
-    const INIReader reader(path);
-    const Settings settings = settingsFromIni(reader);
+    const std::optional<Settings> settings = qor::settingsFromIni(path);
+    if (!settings) {  // it was there a moment ago
+        findings.error({path, 1}, "cannot be opened: the daemon does not start");
+        return std::nullopt;
+    }
     const std::vector<IniLine> lines = iniLayout(*file.content);
     // The settings first: if something is not kept of a file full of faults, it is not their
     // errors.
     std::vector<SettingInForce> result;
     for (const SettingMeaning& setting : settingMeanings()) {
-        result.push_back(checkSetting(setting, path, lines, settings.*setting.number, findings));
+        result.push_back(checkSetting(setting, path, lines, (*settings).*setting.number, findings));
     }
     for (const IniLine& line : lines) {
         checkLine(line, {path, line.number}, findings);

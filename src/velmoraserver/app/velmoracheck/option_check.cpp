@@ -10,7 +10,7 @@ namespace velmoracheck {
 
 std::vector<SettingInForce> checkOptions(const ArgvParser& parser, Findings& findings) {
     const Place place{commandLineFile, 1};
-    const Settings settings = settingsFromCommandLine(parser);
+    const qor::Settings settings = qor::settingsFromCommandLine(parser);
     std::vector<SettingInForce> result;
     for (const SettingMeaning& setting : settingMeanings()) {
         const int taken = settings.*setting.number;

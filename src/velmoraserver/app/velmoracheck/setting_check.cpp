@@ -6,6 +6,8 @@
 
 #include "velmoraserver/app/velmoracheck/words.h"
 
+using qor::Settings;
+
 namespace velmoracheck {
 
 namespace {

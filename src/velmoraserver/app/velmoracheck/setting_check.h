@@ -14,7 +14,7 @@ namespace velmoracheck {
 // a meaning. The engine may have narrower limits.
 struct SettingMeaning {
     const char* name;
-    int Settings::*number;
+    int qor::Settings::*number;
     int lowest;
     int highest;
 };

@@ -3,11 +3,13 @@
 #include <INIReader.h>
 
 #include <cstdio>
-#include <string>
+#include <memory>
 
 #include "vlib/vutils/vutils_strings.h"
 
 using CommandLineProcessing::ArgvParser;
+
+namespace qor {
 
 namespace {
 
@@ -32,13 +34,17 @@ int toInt(const std::string& text, int otherwise) {
 
 }  // namespace
 
-Settings settingsFromIni(const INIReader& reader) {
+std::optional<Settings> settingsFromIni(const std::string& path) {
+    const auto reader = std::make_unique<INIReader>(path);
+    if (reader->ParseError() == -1) {
+        return std::nullopt;
+    }
     Settings settings;
-    settings.connections = readInt(reader, "connections", settings.connections);
-    settings.port = readInt(reader, "port", settings.port);
-    settings.threads = readInt(reader, "threads", settings.threads);
-    settings.threadQueuesize = readInt(reader, "threadQueuesize", settings.threadQueuesize);
-    settings.queueTimeout = readInt(reader, "queueTimeout", settings.queueTimeout);
+    settings.connections = readInt(*reader, "connections", settings.connections);
+    settings.port = readInt(*reader, "port", settings.port);
+    settings.threads = readInt(*reader, "threads", settings.threads);
+    settings.threadQueuesize = readInt(*reader, "threadQueuesize", settings.threadQueuesize);
+    settings.queueTimeout = readInt(*reader, "queueTimeout", settings.queueTimeout);
     return settings;
 }
 
@@ -59,3 +65,5 @@ Settings settingsFromCommandLine(const ArgvParser& parser) {
     settings.port = toInt(port, defaults.port);
     return settings;
 }
+
+}  // namespace qor

@@ -1,15 +1,15 @@
 #include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
 
-#include <INIReader.h>
 #include <unistd.h>
 
-#include <memory>
+#include <optional>
 
 #include "velmoraserver/app/common/velmoraservice.h"
 #include "velmoraserver/app/velmoraserviced/settings.h"
 #include "vlib/vlog/vlog.h"
 
 using CommandLineProcessing::ArgvParser;
+using qor::Settings;
 using qor::VelmoraServiceController;
 
 namespace {
@@ -39,19 +39,17 @@ int startService(std::string configarg) {
     log.write(topic, 0, VLogConfig::INFO, source, startLine, "Start parser file : %s",
               path.c_str());
 
-    auto reader = std::make_unique<INIReader>(path);
-    if (reader->ParseError() == -1) {
+    const std::optional<Settings> settings = qor::settingsFromIni(path);
+    if (!settings) {
         log.write(topic, 0, VLogConfig::CRITICAL, source, openErrorLine, "Error to open file %s",
                   path.c_str());
         return -1;
     }
-    const Settings settings = settingsFromIni(*reader);
-    reader.reset();
-    return serve(settings);
+    return serve(*settings);
 }
 
 int startService(ArgvParser* parser) {
-    return serve(settingsFromCommandLine(*parser));
+    return serve(qor::settingsFromCommandLine(*parser));
 }
 
 void Loop() {
