@@ -49,7 +49,16 @@ while read -r name value; do
 done < <(sed -nE 's/^inline constexpr int ([A-Za-z]+) = ([0-9]+);/\1 \2/p' "$2/src/velmoraserver/app/common/velmora_defaults.h")
 ((defaults == 5)) || fail "$defaults defaults in the code"
 
-for word in VL_LOGCFG TZ VELMORA_LIGHT_BIND; do contains "$daemon" "$word"; done
+# The stand-in's bounds for the numbers, which the checker does not know.
+bounds=0
+while read -r value; do
+  contains "$(tr -s '[:space:]' ' ' <<<"$checker")" " ${value//"'"/} "
+  ((++bounds))
+done < <(sed -nE "s/^ *int32_t max(Conns|Threads|ThreadQueueSize|QueueTimeout) = ([0-9']+);/\2/p" \
+  "$2/src/velmoralight_standin/limits.h")
+((bounds == 4)) || fail "$bounds bounds in the stand-in's code"
+
+for word in VL_LOGCFG TZ VELMORA_LIGHT_BIND LD_LIBRARY_PATH; do contains "$daemon" "$word"; done
 for word in VL_LOGCFG VELMORA_LIGHT_BIND NO_COLOR LD_LIBRARY_PATH; do contains "$checker" "$word"; done
 for word in VL_LOGCFG TZ; do contains "$log" "$word"; done
 for word in INFO DEBUG WARN NOTICE CRITICAL TRACE NONE SIMPLE SIMPLE_TS FULL '[STDOUT]' .bkp VELMORASRV LOGGER; do
@@ -66,5 +75,5 @@ done
 
 # The numbers of exit statuses, each as an item of its list.
 statuses() { sed -n '/^EXIT STATUS/,/^[A-RT-Z]/s/^     \([0-9][0-9]*\) .*/\1/p' <<<"$1" | tr '\n' ' '; }
-[[ $(statuses "$daemon") == '0 255 ' ]] || fail "velmoraserviced(8) has the statuses $(statuses "$daemon")"
+[[ $(statuses "$daemon") == '0 127 255 ' ]] || fail "velmoraserviced(8) has the statuses $(statuses "$daemon")"
 [[ $(statuses "$checker") == '0 1 2 ' ]] || fail "velmoracheck(8) has the statuses $(statuses "$checker")"
