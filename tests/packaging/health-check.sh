@@ -14,9 +14,14 @@ VL_LOGCFG='' "$1/bin/velmoraserviced" --ini "$scratch/served.ini" >"$scratch/out
 started+=($!)
 "$1/lib/velmora/wait-until-serving" "${started[0]}" "$patience"
 
-# healthy NAME TEXT: the daemon is found through an INI file of this text.
+# healthy NAME TEXT: the daemon is found through an INI file of this text, of which the daemon itself would take the
+# same port, as the checker tells.
+checker="$1/bin/velmoracheck"
 healthy() {
+  local report
   printf '%b' "$2" >"$scratch/asked.ini"
+  report=$("$checker" --json --ini "$scratch/asked.ini" || true)
+  contains "$(tr -d ' \n' <<<"$report")" "\"name\":\"port\",\"value\":$port,"
   # It gives the daemon two seconds, which a busy machine may take away from it.
   until_true "$check" "$scratch/asked.ini" 2>"$scratch/said" || fail "not found through the port $1"
 }
@@ -26,6 +31,21 @@ healthy 'in hexadecimal' "[default]\nport=$(printf '0x%x' "$port")\n"
 healthy 'in octal' "[default]\nport=$(printf '0%o' "$port")\n"
 healthy 'beside that of another section' "[other]\nport = 1\n[default]\nport = $port\n"
 healthy 'beside a later one' "[default]\nport = $port\nport = 1\n"
+healthy 'after a byte order mark' "\xEF\xBB\xBF[default]\nport = $port\n"
+healthy 'after an empty one' "[default]\nport =\nport = $port\n"
+healthy 'after one that is a comment' "[default]\nport = ; none\nport = $port\n"
+healthy 'in the line below its key' "[default]\nport =\n  $port\nthreads = 1\n"
+healthy 'with a sign' "[default]\nport = +$port\n"
+healthy 'with text after it' "[default]\nport = ${port}th\n"
+healthy 'with a line end of two characters' "[default]\r\nport = $port\r\n"
+healthy 'beside an indented one of the key above' "[default]\nthreads = 1\n  port = 1\nport = $port\n"
+healthy 'indented below its section' "[default]\n  port = $port\n"
+healthy 'beside one after a section in its line' "[default] port = 1\nport = $port\n"
+healthy 'beside one in a comment' "[default]\n; port = 1\n# port = 2\nport = $port\n"
+healthy 'beside one behind a comment in its key' "[default]\npo ;port = 1\nport = $port\n"
+healthy 'below a section that is not closed' "[default]\n[other\nport = $port\n"
+healthy 'below a section that is closed in a comment' "[default]\n[other ; ]\nport = $port\n"
+healthy 'in the rest of a line that is too long' "[default]\n;$(printf '%0198d' 0)port = $port\n"
 
 # unhealthy WHAT INI: it ends with status 1 and says what stands in the message.
 unhealthy() {
