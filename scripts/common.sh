@@ -39,6 +39,12 @@ debian_mirror() {
   printf '%s\n' "${mirror%%$'\n'*}"
 }
 
+# port_of CHECKER INI: the port that the daemon takes from a file; nothing when the file cannot be read. The checker
+# finds whatever else is wrong there, which is the daemon's to say.
+port_of() {
+  { "$1" --json --ini "$2" || true; } | sed -n '/^ *"name": "port",$/{n;s/^ *"value": \(-\{0,1\}[0-9]*\),$/\1/p;}'
+}
+
 # port_is_taken PORT: whether something on this machine listens on it.
 port_is_taken() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
 

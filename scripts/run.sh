@@ -15,8 +15,6 @@ case "${1-}" in
 esac
 
 ini="$root/config/velmora.ini"
-port=$(sed -n 's/^[[:blank:]]*[Pp][Oo][Rr][Tt][[:blank:]]*=[[:blank:]]*\([0-9]\{1,5\}\).*/\1/p' "$ini" | head -n 1)
-port=${port:-51000}
 
 daemon=
 # shellcheck disable=SC2317 # reached through the traps
@@ -34,7 +32,9 @@ trap 'stop 143' TERM
 trap 'stop 129' HUP
 
 "$root/scripts/deps.sh" run
-build run --target velmoraserviced
+build run --target velmoraserviced --target velmoracheck
+port=$(port_of "$root/build/run/bin/velmoracheck" "$ini")
+[[ -n $port ]] || die 'config/velmora.ini cannot be read: restore it'
 ! port_is_taken "$port" || die "port $port is taken: end what listens there, or set another port in config/velmora.ini"
 
 # Relative names in vlog.cfg count from here.
