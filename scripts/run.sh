@@ -42,7 +42,7 @@ cd "$root/build/run"
 VL_LOGCFG="$root/config/vlog.cfg" bin/velmoraserviced --ini "$ini" &
 daemon=$!
 
-for ((i = 0; i < 100; ++i)); do
+for ((i = 0; i < 1200; ++i)); do
   kill -0 "$daemon" 2>/dev/null || break
   if answers "$port"; then
     printf '\nServing. Try, in another terminal (Ctrl-C here ends it):\n\n'
