@@ -59,7 +59,8 @@ INSTANTIATE_TEST_SUITE_P(
             "bad:1: error: cannot be opened: Too many levels of symbolic links: the daemon uses "
             "its built-in log rules, which log nothing of the service\n"},
         Row{"Directory", [](const std::string& path) { std::filesystem::create_directory(path); },
-            "bad:1: error: is a directory: name an INI file with --ini\n",
+            "bad:1: error: is a directory: the daemon takes it for an empty file; name an INI file "
+            "with --ini\n",
             "bad:1: error: is a directory: the daemon uses its built-in log rules, which log "
             "nothing of the service\n"},
         Row{"Fifo", [](const std::string& path) { ::mkfifo(path.c_str(), 0600); },

@@ -108,10 +108,27 @@ SettingInForce checkSetting(const SettingMeaning& setting, const std::string& pa
             isDefault ? "default" : printable(path) + ":" + std::to_string(used.number), place};
 }
 
+// The settings first: if something is not kept of a file full of faults, it is not their errors.
+std::vector<SettingInForce> checkSettings(const std::string& path,
+                                          const std::vector<IniLine>& lines,
+                                          const Settings& settings, Findings& findings) {
+    std::vector<SettingInForce> result;
+    for (const SettingMeaning& setting : settingMeanings()) {
+        result.push_back(checkSetting(setting, path, lines, settings.*setting.number, findings));
+    }
+    return result;
+}
+
 }  // namespace
 
 std::optional<std::vector<SettingInForce>> checkIni(const std::string& path, Findings& findings) {
     const InputFile file = readInput(path);
+    if (file.isDirectory) {
+        findings.error({path, 1}, file.problem +
+                                      ": the daemon takes it for an empty file; name an INI file "
+                                      "with --ini");
+        return checkSettings(path, {}, {}, findings);
+    }
     if (!file.content) {
         findings.error({path, 1}, file.problem + (file.unopened ? ": the daemon does not start"
                                                                 : ": name an INI file with --ini"));
@@ -126,12 +143,7 @@ std::optional<std::vector<SettingInForce>> checkIni(const std::string& path, Fin
         return std::nullopt;
     }
     const std::vector<IniLine> lines = iniLayout(*file.content);
-    // The settings first: if something is not kept of a file full of faults, it is not their
-    // errors.
-    std::vector<SettingInForce> result;
-    for (const SettingMeaning& setting : settingMeanings()) {
-        result.push_back(checkSetting(setting, path, lines, (*settings).*setting.number, findings));
-    }
+    std::vector<SettingInForce> result = checkSettings(path, lines, *settings, findings);
     for (const IniLine& line : lines) {
         checkLine(line, {path, line.number}, findings);
     }
