@@ -309,12 +309,12 @@ def kill_group(group):
         pass
 
 
-def run(command, log, seconds, environment=None, limited=False):
+def run(command, log, seconds, environment=None, limited=False, folder=None):
     """Runs a command as a group of its own; returns its status, none when the time was over."""
     with open(log, "wb") as output:
         process = subprocess.Popen(
             command, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT, env=environment,
-            start_new_session=True, preexec_fn=limit_process if limited else None)
+            cwd=folder, start_new_session=True, preexec_fn=limit_process if limited else None)
         groups.add(process.pid)
         try:
             return process.wait(seconds)
@@ -375,7 +375,8 @@ class Tree:
         self.temporary.mkdir(parents=True)
         environment = dict(os.environ, TMPDIR=str(self.temporary))
         command = [self.build / "bin" / program, "--gtest_fail_fast", "--gtest_brief=1"]
-        status = run(command, self.log, seconds, environment, limited=True)
+        # In a folder of its own: what a changed program leaves there is no trouble to the next one.
+        status = run(command, self.log, seconds, environment, limited=True, folder=self.temporary)
         if status == 0:
             return None
         if status is None:
