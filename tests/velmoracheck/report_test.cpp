@@ -211,15 +211,14 @@ TEST_F(Report, ThatGoesToAClosedStandardOutputIsStatusTwo) {
     EXPECT_EQ(outcome.ending, "exit 2");
 }
 
-// The other side of a terminal.
+// The other side of a terminal; without a path where the machine has none.
 class Terminal {
 public:
     Terminal() {
         char name[64] = "";
-        if (::openpty(&controller, &terminal, name, nullptr, nullptr) != 0) {
-            throw std::runtime_error("cannot open a terminal");
+        if (::openpty(&controller, &terminal, name, nullptr, nullptr) == 0) {
+            path = name;
         }
-        path = name;
     }
     ~Terminal() {
         ::close(terminal);
@@ -249,6 +248,12 @@ protected:
     Colour() {
         environment["TERM"] = "xterm";
         output = terminal.path;
+    }
+
+    void SetUp() override {
+        if (terminal.path.empty()) {
+            GTEST_SKIP() << "no terminal to be had, as in a tree without /dev/pts";
+        }
     }
 
     [[nodiscard]] std::string finding() {
