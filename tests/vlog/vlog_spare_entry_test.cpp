@@ -239,4 +239,21 @@ TEST_F(VLogSpareEntryAtTheEnd, IsNotLeftBehindByAKeysDestructorThatLogsTheFirstL
     ::pthread_key_delete(key);
 }
 
+pthread_key_t keyThatComesBack{};
+
+// The system gives up on such a key after some rounds.
+TEST_F(VLogSpareEntryAtTheEnd, IsNotLeftBehindByAKeysDestructorThatLogsToTheLast) {
+    log.write("A", 1, INFO, "a.cpp", 1, "so that the logger's own key comes first");
+    ASSERT_EQ(::pthread_key_create(&keyThatComesBack,
+                                   [](void* logger) {
+                                       static_cast<VLog*>(logger)->write("A", 1, INFO, "a.cpp", 1,
+                                                                         "again");
+                                       ::pthread_setspecific(keyThatComesBack, logger);
+                                   }),
+              0);
+    const auto logAtTheEnd = [this] { ::pthread_setspecific(keyThatComesBack, &log); };
+    EXPECT_LT(growthAfterThreads(manyThreads, logAtTheEnd), halfOfTheirEntries);
+    ::pthread_key_delete(keyThatComesBack);
+}
+
 }  // namespace
