@@ -20,6 +20,10 @@
 
 // What the opaque handle of the interface points to.
 struct VelmoraLightServer {
+    VelmoraLightServer(const VelmoraLightServerConfig& config, const std::string& address,
+                       const standin::Limits& limits)
+        : server(config, address, limits) {}
+
     standin::HttpServer server;
 };
 
@@ -68,8 +72,7 @@ VelmoraLightServer* createOrThrow(const VelmoraLightServerConfig& config) {
     if (complaint) {
         throw std::runtime_error(*complaint);
     }
-    return handles().add(std::unique_ptr<VelmoraLightServer>(
-        new VelmoraLightServer{{config, bindAddress(), limits}}));
+    return handles().add(std::make_unique<VelmoraLightServer>(config, bindAddress(), limits));
 }
 
 void set(int* target, int value) {
