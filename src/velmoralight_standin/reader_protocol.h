@@ -1,0 +1,39 @@
+// What the server and a reader process say to each other over their socket pair, a stream. Both are
+// of one build on one machine, so the records go over it as they lie in memory. A reader's word is
+// not trusted: the server bounds every size that it is told.
+#pragma once
+
+#include <cstdint>
+
+namespace standin {
+
+// The descriptor that a reader finds its end of the pair at.
+inline constexpr int kReaderSocket = 0;
+
+// To the reader: one picture. `querySize` bytes of the request's query and `fileSize` bytes of the
+// file follow. The next one comes when this one has been answered.
+struct ReaderRequest {
+    uint32_t querySize = 0;
+    uint32_t fileSize = 0;
+};
+
+enum class ReaderWord : uint32_t {
+    // `size` MiB are wanted to decode and read the picture. The server answers with one byte, of
+    // any value, once
+    // there is room for them; the reader waits for it.
+    NeedsMemory = 1,
+    // The picture is done: `code` is its VelmoraLightReturnCode, and `size` bytes follow, a JSON
+    // object with all of
+    // the answer but its times.
+    Result = 2,
+};
+
+// From the reader: no NeedsMemory or one, then one Result.
+struct ReaderAnswer {
+    ReaderWord word = ReaderWord::Result;
+    int32_t code = 0;
+    uint32_t symbols = 0;  // how many were found
+    uint32_t size = 0;
+};
+
+}  // namespace standin
