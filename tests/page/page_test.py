@@ -305,6 +305,15 @@ class Reading(PageTest):
           }).map((element) => element.id || element.className || element.tagName)""", width)
         self.assertEqual(outside, [])
 
+    def test_finger_is_not_told_to_drop_or_paste(self):
+        self.assertEqual(self.browser.all(".invitation")[0].text, "Drop an image here")
+        self.addCleanup(self.browser.command, "Emulation.clearDeviceMetricsOverride")
+        self.addCleanup(self.browser.command, "Emulation.setTouchEmulationEnabled", enabled=False)
+        self.browser.command("Emulation.setTouchEmulationEnabled", enabled=True)
+        self.browser.resize(400, mobile=True)
+        self.assertEqual(self.browser.all(".invitation")[0].text, "Choose an image")
+        self.assertNotIn("paste", self.browser.all(".hint")[0].text)
+
     def test_everything_can_be_read_in_both_schemes(self):
         self.addCleanup(self.browser.say_scheme, "light")
         self.browser.choose("two.png", two_symbols()[0].png())
@@ -509,7 +518,9 @@ class Engine(PageTest):
         self.browser.open(self.daemon.port)
         self.assertIsNone(self.browser.find("rate-bars").get_dom_attribute("d") or None)
         before = int(self.browser.text("images"))
-        for _ in range(3):
+        self.daemon.recognise(two_symbols()[0].png())
+        self.browser.wait(lambda: self.browser.text("rate-summary") == "1 request in the last five minutes")
+        for _ in range(2):
             self.daemon.recognise(two_symbols()[0].png())
         self.browser.wait(lambda: int(self.browser.text("images")) == before + 3)
         self.assertIn("M", self.browser.find("rate-bars").get_dom_attribute("d"))

@@ -208,9 +208,9 @@ class Browser:
     def say_scheme(self, scheme):
         self.command("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
 
-    def resize(self, width, height=1000):
+    def resize(self, width, height=1000, mobile=False):
         self.command("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
-                     mobile=False)
+                     mobile=mobile)
 
     # What it has said and whom it has asked
 

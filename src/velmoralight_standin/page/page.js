@@ -620,7 +620,7 @@ function drawRates(active) {
   $('rate-bars').setAttribute('d', pathOf(bars, most));
   $('rate-most').textContent = `${inWhole(most)} a second`;
   const requests = sum(active.map((sample) => sample.requests));
-  $('rate-summary').textContent = `${inWhole(requests)} requests in the last five minutes`;
+  $('rate-summary').textContent = `${inWhole(requests)} request${requests === 1 ? '' : 's'} in the last five minutes`;
 }
 
 function drawTimes(active) {
