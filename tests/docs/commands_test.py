@@ -48,7 +48,7 @@ def check_list(checkout, pages):
             faults += faults_of(checkout, name, text, how)
     declared = (checkout / "scripts/deps.sh").read_text(encoding="utf-8").split()
     faults += [f"{name}: {package} is not among the packages of scripts/deps.sh" for name, path in there.items()
-               for package in installed_by(steps_of(path)) if package not in declared]
+               for package in installed_by(steps_of(path), of_pages.get(name, {})) if package not in declared]
     if faults:
         fail("\n".join(sorted(faults)))
     print(f"{len(there)} pages")
@@ -134,9 +134,10 @@ def is_installation(text):
     return re.match(r"(sudo )?apt(-get)? install [a-z]", text) is not None
 
 
-def installed_by(steps):
+def installed_by(steps, of_page):
     """The packages that the page's reader installs."""
-    commands = [step.text for step in steps if isinstance(step, Command) and is_installation(step.text)]
+    commands = [step.text for step in steps if isinstance(step, Command) and is_installation(step.text)
+                and "never" not in of_page.get("commands", {}).get(step.text, {})]
     return [word for text in commands for word in text.split("install ")[1].split() if re.fullmatch(r"[a-z0-9.+-]+", word)]
 
 
@@ -146,7 +147,7 @@ def run_page(checkout, name):
     packages = None
     if of_page.get("machine", "run") != "all":
         # What build/run may have been configured with is no help to a page.
-        packages = ["systemd", "ccache", *machine.packages_of(checkout, "run"), *installed_by(steps)]
+        packages = ["systemd", "ccache", *machine.packages_of(checkout, "run"), *installed_by(steps, of_page)]
     there = machine.Machine(checkout, packages)
     try:
         ran = follow(steps, of_page, Terminal(there))

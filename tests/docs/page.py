@@ -40,12 +40,17 @@ def markdown(text):
         if sentence:
             if IN_A_SENTENCE.fullmatch(sentence):
                 yield Command(sentence)
-        elif language in SHELL and not block.startswith("["):
+        elif language in SHELL and not looks_like_a_file(block):
             yield from console(block) if "\n$ " in "\n" + block else shell(block)
         else:
             named = re.match(r"(?://|#) (\S+\.\w+)\n", block)
             if named:
                 yield File(named[1], block)
+
+
+def looks_like_a_file(block):
+    """A unit, a script, or a part of a configuration with sections."""
+    return re.match(r"\[|#!|\s|.*\{\n", block) is not None
 
 
 def shell(block):
