@@ -4,7 +4,7 @@
 set -euo pipefail
 
 # shellcheck disable=SC2016 # these are the document's own quotes
-names=$(grep -oE '`(VLog|Daemon)[A-Za-z0-9]*\.[A-Z][A-Za-z0-9]*`' "$1" | tr -d '`' | sort -u)
+names=$(grep -oE '`[A-Z][A-Za-z0-9]*\.[A-Z][A-Za-z0-9]*`' "$1" | tr -d '`' | sort -u)
 [[ -n $names ]] || {
   echo "$1 names no test"
   exit 1
