@@ -263,7 +263,7 @@ def machine(_results):
     listed = subprocess.run(["dpkg-query", "-W", "-f=${Package} ${Version}\n", *PACKAGES], capture_output=True, text=True,
                             check=False).stdout.split("\n")
     what = [f"{len(os.sched_getaffinity(0))} x {processor[1] if processor else platform.machine()}",
-            f"{platform.system()} {platform.release()}", *(line for line in listed if " " in line.strip())]
+            f"{platform.system()} {platform.release()}", *dict.fromkeys(line for line in listed if " " in line.strip())]
     return ", ".join(what) + "."
 
 
