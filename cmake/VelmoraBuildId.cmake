@@ -1,5 +1,16 @@
-# VELMORA_BUILD_ID: the source revision that is built, seven hexadecimal digits, zeros outside a checkout.
-# Looked up again whenever the checked-out revision changes.
+# VELMORA_BUILD_ID: the source revision that is built, seven hexadecimal digits. Who builds where git cannot tell it
+# hands it in with -DVELMORA_BUILD_ID=; else it is that of the checkout, looked up again whenever that changes, and
+# zeros outside of one.
+set(handed_in "$CACHE{VELMORA_BUILD_ID}")
+if(NOT handed_in STREQUAL "")
+  string(LENGTH "${handed_in}" digits)
+  if(NOT digits EQUAL 7 OR NOT handed_in MATCHES "^[0-9a-f]+$")
+    message(FATAL_ERROR "VELMORA_BUILD_ID is '${handed_in}', and not seven hexadecimal digits")
+  endif()
+  set(VELMORA_BUILD_ID "${handed_in}")
+  return()
+endif()
+
 set(VELMORA_BUILD_ID "0000000")
 find_package(Git QUIET)
 if(Git_FOUND)

@@ -17,6 +17,14 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/velmoraConfigVersion.cma
 install(FILES "${PROJECT_BINARY_DIR}/velmoraConfig.cmake"
               "${PROJECT_BINARY_DIR}/velmoraConfigVersion.cmake"
         DESTINATION lib/cmake/velmora COMPONENT Development)
+# The same for who builds with something else.
+function(velmora_install_pkg_config library description)
+  set(file "${PROJECT_BINARY_DIR}/velmora-${library}.pc")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/velmora.pc.in" "${file}" @ONLY)
+  install(FILES "${file}" DESTINATION lib/pkgconfig COMPONENT Development)
+endfunction()
+velmora_install_pkg_config(vlib "Logger, threads, semaphores, mutexes, files, clocks")
+velmora_install_pkg_config(argvparser "Command-line parser")
 
 if(NOT VELMORA_BUILD_DAEMON)
   return()

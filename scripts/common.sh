@@ -28,6 +28,15 @@ help_if_asked() {
   done
 }
 
+# version_of_project: its number, from the one place that says it.
+version_of_project() { sed -n 's/^project(velmora VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt"; }
+
+# revision: what is checked out, in seven hexadecimal digits; nothing outside a checkout.
+revision() { git -C "$root" rev-parse HEAD 2>/dev/null | cut -c 1-7 || true; }
+
+# copy_tracked_files FOLDER: what git tracks, as it lies here.
+copy_tracked_files() { (cd "$root" && git ls-files -z | xargs -0 cp --parents -t "$1"); }
+
 # debian_mirror: the mirror of Debian itself, from either form of apt's sources.
 debian_mirror() {
   local mirror

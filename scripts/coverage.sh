@@ -23,7 +23,7 @@ case "${1-}" in
     ;;
 esac
 
-"$root/scripts/deps.sh" ci
+"$root/scripts/deps.sh" coverage
 build coverage
 cd "$root"
 tree=build/coverage

@@ -28,7 +28,7 @@ esac
 seconds=${2:-60}
 [[ $seconds =~ ^[1-9][0-9]*$ ]] || die "'$seconds' is not a number of seconds"
 
-"$root/scripts/deps.sh" ci
+"$root/scripts/deps.sh" fuzz
 build fuzz --target fuzzers
 
 # run TARGET: one target for its time, and a line about it.

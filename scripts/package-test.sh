@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Tries the Debian package from its first installation to its purge, in a Debian tree made for that: boots the
 # tree's systemd, has a broken configuration found, serves and logs under the unit's sandbox, upgrades over a
-# changed file, and looks at what is left in the end. Needs root and a package mirror, which is that of this
+# changed file, and looks at what is left in the end; then the same without the package, by the commands of
+# docs/operating.md. Needs root and a package mirror, which is that of this
 # machine's apt.
 #
 # usage: scripts/package-test.sh [--tree DIR] [PACKAGE]
@@ -105,6 +106,8 @@ in_booted_tree service || die 'the service does not do as it should'
 
 say 'serving as several copies under systemd'
 in_booted_tree copies || die 'the copies do not do as they should'
+in_booted_tree rebooted || die 'not all of it is back after a restart of the machine'
+in_booted_tree no-copies || die 'the copies cannot be taken away'
 
 say 'upgrading over a changed file'
 dpkg-deb -R "$package" "$scratch/next"
@@ -127,9 +130,30 @@ apt_in_tree remove velmoraserver
   die 'removing took the enablement of a copy'
 [[ ! -e $tree/opt/velmoraserver ]] || die "removing left: $(find "$tree/opt/velmoraserver")"
 apt_in_tree purge velmoraserver
+grep -qF 'rm -r /var/log/velmoraserver' "$scratch/log" || die 'purging keeps the logs without a word'
 files_of_tree >"$scratch/after"
 left=$(LC_ALL=C comm -13 "$scratch/before" "$scratch/after" | grep -vxE './root/packages/next.deb|./etc/.*-' || true)
 logs=$'./var/log/velmoraserver\n./var/log/velmoraserver/velmoraserviced.log\n./var/log/velmoraserver/velmoraserviced.log.bkp'
 [[ $left == "$logs" ]] || die "left behind, or logs gone: $left"
+
+say 'installing without the package, as docs/operating.md says'
+# block SECTION N: the commands of the Nth block in a section of that page.
+block() {
+  awk -v section="## $1" -v wanted="$2" '
+    /^## / { inside = $0 == section }
+    /^```/ && inside { within = !within; number += within; next }
+    inside && within && number == wanted' "$root/docs/operating.md"
+}
+rm -r "$tree/var/log/velmoraserver"
+build run
+DESTDIR="$tree" cmake --install "$root/build/run" >"$scratch/log" || die "installing failed: $(<"$scratch/log")"
+{
+  block Install 3
+  block 'Run several on one host' 1
+  block 'Run several on one host' 2
+} >"$tree/root/commands"
+[[ $(grep -c systemctl "$tree/root/commands") -ge 4 ]] || die 'docs/operating.md lacks the commands'
+in_booted_tree by-hand || die 'installed by hand, it does not do as docs/operating.md says'
+in_booted_tree rebooted || die 'installed by hand, not all of it is back after a restart of the machine'
 
 say 'package: all of it is as it should be'

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds what is missing and runs the daemon in the foreground until Ctrl-C, with config/velmora.ini and
-# config/vlog.cfg. Installs what is missing first (Debian 12).
+# config/vlog.cfg. Where the first has the defaults of "connections" and "threads", it serves with numbers for this
+# machine's cores. Installs what is missing first (Debian 12).
 #
 # usage: scripts/run.sh
 set -euo pipefail
@@ -14,7 +15,19 @@ case "${1-}" in
   *) die "unknown argument '$1': there is none but --help" ;;
 esac
 
-ini="$root/config/velmora.ini"
+# What the daemon reads: a copy of config/velmora.ini, line by line, with numbers for this machine.
+ini="$root/build/run/velmora.ini"
+write_ini() {
+  local cores
+  cores=$(nproc)
+  sed -e "s/^connections = 1\$/connections = $((48 * cores))/" -e "s/^threads = 1\$/threads = $cores/" \
+    "$root/config/velmora.ini" >"$ini"
+}
+# check: what the checker finds, with the names of the files that one would mend. It is for the daemon to refuse.
+check() {
+  { VL_LOGCFG="$root/config/vlog.cfg" bin/velmoracheck --quiet --ini "$ini" || true; } |
+    sed -e "s|^$ini:|config/velmora.ini:|" -e "s|^$root/||" >&2
+}
 
 daemon=
 # shellcheck disable=SC2317 # reached through the traps
@@ -33,12 +46,14 @@ trap 'stop 129' HUP
 
 "$root/scripts/deps.sh" run
 build run --target velmoraserviced --target velmoracheck
+write_ini
 port=$(port_of "$root/build/run/bin/velmoracheck" "$ini")
 [[ -n $port ]] || die 'config/velmora.ini cannot be read: restore it'
 ! port_is_taken "$port" || die "port $port is taken: end what listens there, or set another port in config/velmora.ini"
 
 # Relative names in vlog.cfg count from here.
 cd "$root/build/run"
+check
 VL_LOGCFG="$root/config/vlog.cfg" bin/velmoraserviced --ini "$ini" &
 daemon=$!
 

@@ -19,9 +19,12 @@ case "${1-}" in
     shift 2
     ;;
 esac
+case $preset in
+  release | asan) packages="test" ;;
+  debug | tsan) packages=clang ;;
+  *) die "no preset '$preset' has tests: release, debug, asan and tsan have" ;;
+esac
 
-packages="test"
-[[ $preset == release ]] || packages=ci
 "$root/scripts/deps.sh" "$packages"
 build "$preset"
 cd "$root"

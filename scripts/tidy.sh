@@ -11,14 +11,15 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 help_if_asked "$@"
 
 pattern=${1:-.}
-
-"$root/scripts/deps.sh" ci
-tree="$root/build/debug"
-[[ -f $tree/compile_commands.json ]] || (cd "$root" && cmake --preset debug >/dev/null)
-
+(($# <= 1)) || die "one pattern, and not $#"
 cd "$root"
-mapfile -t sources < <(git ls-files 'src/*.cpp' | grep -E -- "$pattern")
+mapfile -t sources < <(find src -name '*.cpp' | LC_ALL=C sort | grep -E -- "$pattern")
 ((${#sources[@]})) || die "no source matches '$pattern'"
+
+"$root/scripts/deps.sh" tidy
+tree=build/tidy
+# As the other compiler sees them. The tests are not looked at, and what they need is not wanted.
+[[ -f $tree/compile_commands.json ]] || cmake --preset tidy >/dev/null
 
 # What clang-tidy says about suppressed warnings in other people's headers is left out.
 printf '%s\0' "${sources[@]}" |

@@ -29,6 +29,3 @@ is_stopped() { [[ $(systemctl is-active "velmoraserviced@copy$1") == inactive ]]
 for number in 1 2; do
   until_true is_stopped "$number" || fail "copy$number goes on without the target"
 done
-
-# They stay enabled: it is for the purge to take that away.
-rm -r /etc/velmoraserver/copy[12].ini /var/log/velmoraserver/copy[12]
