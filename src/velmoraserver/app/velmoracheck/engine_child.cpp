@@ -1,121 +1,131 @@
 #include "velmoraserver/app/velmoracheck/engine_child.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
-#include <link.h>
+#include <poll.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
+#include <cerrno>
 #include <csignal>
-#include <filesystem>
-#include <string>
+#include <cstdio>
+#include <cstring>
+
+#include "velmoraserver/app/velmoracheck/invocation.h"
 
 namespace velmoracheck {
 
-namespace {
+EngineChild::EngineChild(const std::vector<int>& numbers)
+    : program(programBeside("../lib/velmora/velmoraengine-probe")),
+      output(::memfd_create("velmoracheck", MFD_CLOEXEC)) {
+    int ends[2] = {-1, -1};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0) {
+        id = ::fork();
+    }
+    if (id == 0) {
+        become(numbers, ends[1]);
+    }
+    channel = ends[0];
+    ::close(ends[1]);
+}
 
-// What the daemon calls; the engine must have all of them, though only two are called here.
-constexpr const char* createSymbol = "velmoraLightServer_create";
-constexpr const char* destroySymbol = "velmoraLightServer_destroy";
-constexpr const char* versionSymbol = "velmoraLight_getVersion";
-constexpr const char* buildSymbol = "velmoraLight_getBuildSHA1";
+EngineChild::~EngineChild() {
+    end(Clock::now());
+    ::close(channel);
+    ::close(output);
+}
 
-using GetVersion = int (*)(int* major, int* minor, int* patch);
-using GetBuild = const char* (*)();
-
-// A crash leaves no core file behind and is no crash report of a sanitizer; with the parent goes
-// the child.
-void isolate() {
+// A crash leaves no core file behind (1 is too little for one, and keeps the system's handler of
+// them from being called); with the parent goes the child.
+void EngineChild::become(const std::vector<int>& numbers, int farEnd) const {
+    ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::prctl(PR_SET_DUMPABLE, 0);
-    constexpr rlimit none{0, 0};
-    ::setrlimit(RLIMIT_CORE, &none);
-    for (const int crash : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
-        static_cast<void>(std::signal(crash, SIG_DFL));
+    constexpr rlimit tooSmall{1, 1};
+    ::setrlimit(RLIMIT_CORE, &tooSmall);
+    ::dup2(output, STDOUT_FILENO);
+    ::dup2(output, STDERR_FILENO);
+    std::vector<std::string> words{program, std::to_string(::fcntl(farEnd, F_DUPFD, 0))};
+    for (const int number : numbers) {
+        words.push_back(std::to_string(number));
     }
-    const int nowhere = ::open("/dev/null", O_RDWR);
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        ::dup2(nowhere, fd);
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
     }
+    arguments.push_back(nullptr);
+    ::execv(program.c_str(), arguments.data());
+    std::fprintf(stderr, "%s cannot be run: %s\n", program.c_str(), std::strerror(errno));
+    std::fflush(stderr);
+    ::_exit(127);
 }
 
-[[noreturn]] void say(int pipe, const std::string& message) {
-    // In one piece, as nothing longer than this is ever parted.
-    const std::size_t length = std::min<std::size_t>(message.size(), PIPE_BUF);
-    const ssize_t written = ::write(pipe, message.data(), length);
-    // Without the engine's own clean-up: the daemon never gets there either.
-    ::_exit(written == static_cast<ssize_t>(length) ? 0 : 1);
-}
-
-[[noreturn]] void fail(int pipe, const std::string& problem) {
-    say(pipe, std::string(1, engineFailed) + problem + '\0');
-}
-
-std::string loaderError() {
-    const char* text = ::dlerror();
-    return text != nullptr ? text : "unknown error";
-}
-
-// Whether the loader found no file of the engine's name (and not, say, one that it cannot use).
-bool isNotFound(const std::string& problem) {
-    return problem.starts_with(std::string(engineLibrary) + ": cannot open shared object file");
-}
-
-// This program and the daemon lie in the same directory and are linked with the same path to their
-// library. A sanitizer's runtime loads libraries in its own name, without that path: hence the
-// second attempt.
-void* load(int pipe) {
-    void* library = ::dlopen(engineLibrary, RTLD_NOW | RTLD_LOCAL);
-    const std::string problem = library == nullptr ? loaderError() : "";
-    if (isNotFound(problem)) {
-        std::error_code error;
-        const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-        const auto beside = program.parent_path().parent_path() / "lib" / engineLibrary;
-        library = ::dlopen(beside.c_str(), RTLD_NOW | RTLD_LOCAL);
+std::vector<std::string> EngineChild::texts(std::size_t count, Clock::time_point deadline) {
+    const auto isEnough = [&] {
+        return std::ranges::count(received, '\0') >= static_cast<std::ptrdiff_t>(count);
+    };
+    for (bool isOpen = true; isOpen && !isEnough();) {
+        pollfd ready{.fd = channel, .events = POLLIN, .revents = 0};
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (::poll(&ready, 1, std::max(static_cast<int>(left), 0)) <= 0) {
+            break;
+        }
+        char block[4096];
+        const ssize_t n = ::read(channel, block, sizeof block);
+        received.append(block, static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
+        isOpen = n > 0;
     }
-    if (library == nullptr) {
-        fail(pipe, problem);
+    std::vector<std::string> result;
+    for (std::size_t begin = 0, end = 0; (end = received.find('\0', begin)) != std::string::npos;
+         begin = end + 1) {
+        result.push_back(received.substr(begin, end - begin));
     }
-    return library;
+    return result;
 }
 
-void* symbol(void* library, const char* name, int pipe) {
-    void* address = ::dlsym(library, name);
-    if (address == nullptr) {
-        fail(pipe, std::string("has no function ") + name);
+bool EngineChild::hasEnded() const {
+    siginfo_t info{};
+    // Left to be waited for again: until then nobody else has its number.
+    return id <= 0 ||
+           (::waitid(P_PID, static_cast<id_t>(id), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+            info.si_pid == id);
+}
+
+void EngineChild::release() const {
+    ::shutdown(channel, SHUT_WR);
+}
+
+EngineChild::Ending EngineChild::end(Clock::time_point deadline) {
+    while (!hasEnded() && Clock::now() < deadline) {
+        ::usleep(1000);
     }
-    return address;
+    int status = 0;
+    if (id > 0) {
+        ::kill(-id, SIGKILL);  // with what the engine may have started
+        ::kill(id, SIGKILL);   // it may not have its group yet
+        ::waitpid(id, &status, 0);
+        id = -1;
+    }
+    const char* name = WIFSIGNALED(status) ? ::sigabbrev_np(WTERMSIG(status)) : "";
+    return {.signal = name != nullptr ? name : "unknown", .status = WEXITSTATUS(status)};
 }
 
-std::string fileOf(void* library) {
-    link_map* map = nullptr;
-    const bool isKnown = ::dlinfo(library, RTLD_DI_LINKMAP, &map) == 0;
-    return isKnown ? std::filesystem::path(map->l_name).lexically_normal().string() : engineLibrary;
-}
-
-}  // namespace
-
-void askEngine(int pipe) {
-    isolate();
-    void* library = load(pipe);
-    symbol(library, createSymbol, pipe);
-    symbol(library, destroySymbol, pipe);
-    const auto getVersion = reinterpret_cast<GetVersion>(symbol(library, versionSymbol, pipe));
-    const auto getBuild = reinterpret_cast<GetBuild>(symbol(library, buildSymbol, pipe));
-
-    int major = 0;
-    int minor = 0;
-    int patch = 0;
-    getVersion(&major, &minor, &patch);  // the daemon does not look at the result either
-    const char* build = getBuild();
-    const std::string version =
-        std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch);
-    constexpr std::size_t longestBuild = 200;
-    say(pipe, engineAnswered + fileOf(library) + '\0' + version + '\0' +
-                  std::string(build != nullptr ? build : "(null)").substr(0, longestBuild) + '\0');
+std::string EngineChild::said() const {
+    constexpr off_t most = 4096;
+    const off_t size = ::lseek(output, 0, SEEK_END);
+    std::string text(most, '\0');
+    const ssize_t n = ::pread(output, text.data(), text.size(), std::max<off_t>(size - most, 0));
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
+    text.erase(text.find_last_not_of(" \t\r\n") + 1);
+    text.erase(0, text.find_last_of('\n') + 1);
+    for (std::size_t at = 0; (at = text.find(program + ": ")) != std::string::npos;) {
+        text.erase(at, program.size() + 2);
+    }
+    return text;
 }
 
 }  // namespace velmoracheck

@@ -1,153 +1,84 @@
 #include "velmoraserver/app/velmoracheck/engine_probe.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <climits>
-#include <csignal>
-#include <cstring>
-#include <system_error>
-#include <vector>
+#include <filesystem>
+#include <thread>
 
 #include "velmoraserver/app/velmoracheck/engine_child.h"
+#include "velmoraserver/app/velmoracheck/listener.h"
+#include "velmoraserver/app/velmoracheck/words.h"
 
 namespace velmoracheck {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-constexpr std::size_t longestAnswer = PIPE_BUF;
+constexpr milliseconds step{2};          // between two looks at what is not told of
+constexpr milliseconds leaveTime{2000};  // for the end of a server that is no longer wanted
 
-// A child process and the end of its pipe. Whatever the child does, it is gone when the object is.
-class Child {
-public:
-    Child() {
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0) {
-            return;
-        }
-        pid = ::fork();
-        if (pid == 0) {
-            ::close(ends[0]);
-            ::setpgid(0, 0);  // so that what the engine starts goes with it
-            askEngine(ends[1]);
-        }
-        ::close(ends[1]);
-        pipe = ends[0];
+// What became of a process that has ended without an answer.
+std::string endText(EngineChild& child, const char* occasion) {
+    const EngineChild::Ending ending = child.end(Clock::now());
+    const std::string said = child.said();
+    constexpr int notLoaded = 127;
+    if (ending.signal.empty() && ending.status == notLoaded && !said.empty()) {
+        return said;
     }
-    ~Child() {
-        if (pid > 0 && !isReaped) {
-            kill();
-            ::waitpid(pid, nullptr, 0);
-        }
-        if (pipe >= 0) {
-            ::close(pipe);
-        }
-    }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    [[nodiscard]] bool isRunning() const { return pid > 0; }
-
-    // What the child says; empty when it ends without a word, nothing when neither happens in time.
-    // The child says all of it in one piece.
-    [[nodiscard]] std::optional<std::string> read(Clock::time_point deadline) const {
-        if (!waitForInput(deadline)) {
-            return std::nullopt;
-        }
-        std::string answer(longestAnswer, '\0');
-        const ssize_t n = ::read(pipe, answer.data(), answer.size());
-        answer.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
-        return answer;
-    }
-
-    // How the child ended, as waitpid() says; it is killed at the deadline.
-    [[nodiscard]] int end(Clock::time_point deadline) {
-        int status = 0;
-        while (::waitpid(pid, &status, WNOHANG) == 0) {
-            if (Clock::now() >= deadline) {
-                kill();
-            }
-            ::usleep(1000);
-        }
-        isReaped = true;
-        ::kill(-pid, SIGKILL);  // what the engine may have started
-        return status;
-    }
-
-private:
-    void kill() const {
-        ::kill(-pid, SIGKILL);
-        ::kill(pid, SIGKILL);  // it may not have its group yet
-    }
-
-    [[nodiscard]] bool waitForInput(Clock::time_point deadline) const {
-        pollfd input{.fd = pipe, .events = POLLIN, .revents = 0};
-        for (;;) {
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-            const int ready =
-                ::poll(&input, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
-            if (ready >= 0 || errno != EINTR) {
-                return ready > 0;
-            }
-        }
-    }
-
-    pid_t pid = -1;
-    int pipe = -1;
-    bool isReaped = false;
-};
-
-std::vector<std::string> splitAtZeros(const std::string& text) {
-    std::vector<std::string> pieces;
-    for (std::size_t begin = 0; begin < text.size();) {
-        pieces.emplace_back(text.c_str() + begin);
-        begin += pieces.back().size() + 1;
-    }
-    return pieces;
+    const std::string how = ending.signal.empty()
+                                ? joined("ends the process with status ", ending.status)
+                                : "crashes with SIG" + ending.signal;
+    return joined(how, " when it is ", occasion, said.empty() ? "" : "; it says: ", said);
 }
 
-EngineProbe problem(std::string text) {
-    return {std::nullopt, std::move(text)};
-}
-
-EngineProbe understand(const std::string& answer, int status) {
-    if (WIFSIGNALED(status)) {
-        const char* name = ::sigabbrev_np(WTERMSIG(status));
-        return problem("crashes with SIG" + std::string(name != nullptr ? name : "unknown") +
-                       " when it is asked for its version");
-    }
-    const std::vector<std::string> texts =
-        splitAtZeros(answer.substr(std::min<std::size_t>(1, answer.size())));
-    if (answer.starts_with(engineAnswered) && texts.size() == 3) {
-        return {Engine{texts[0], texts[1], texts[2]}, {}};
-    }
-    if (answer.starts_with(engineFailed) && texts.size() == 1) {
-        return problem(texts[0]);
-    }
-    return problem("ends the process with status " + std::to_string(WEXITSTATUS(status)) +
-                   " when it is asked for its version");
+bool listensOn(pid_t pid, int port) {
+    sockaddr_storage anywhere{};
+    anywhere.ss_family = AF_INET;
+    reinterpret_cast<sockaddr_in&>(anywhere).sin_port = htons(static_cast<in_port_t>(port));
+    return hasSocket(pid, listenersOn(anywhere).sockets);
 }
 
 }  // namespace
 
-EngineProbe probeEngine(std::chrono::milliseconds limit) {
-    const Clock::time_point deadline = Clock::now() + limit;
-    Child child;
-    if (!child.isRunning()) {
-        return problem("cannot be tried: " + std::generic_category().message(errno));
+EngineProbe probeEngine(milliseconds limit) {
+    EngineChild child({});
+    const std::vector<std::string> texts = child.texts(3, Clock::now() + limit);
+    if (texts.size() == 3) {
+        const std::string file = std::filesystem::path(texts[0]).lexically_normal().string();
+        return {Engine{file, texts[1], texts[2]}, {}};
     }
-    const std::optional<std::string> answer = child.read(deadline);
-    if (!answer) {
-        return problem("does not answer within " + std::to_string(limit.count()) + " ms");
+    if (!child.hasEnded()) {
+        return {std::nullopt, joined("does not answer within ", limit.count(), " ms")};
     }
-    return understand(*answer, child.end(deadline));
+    return {std::nullopt, endText(child, "loaded and asked for its version")};
+}
+
+Rehearsal rehearse(const qor::Settings& settings, milliseconds limit) {
+    const Clock::time_point begin = Clock::now();
+    EngineChild child({settings.port, settings.connections, settings.threads,
+                       settings.threadQueuesize, settings.queueTimeout});
+    while (Clock::now() < begin + limit) {
+        const std::vector<std::string> texts = child.texts(4, Clock::now() + step);
+        const bool isCreated = texts.size() == 4 && texts[3] == "created";
+        if (isCreated && listensOn(child.pid(), settings.port)) {
+            const auto duration = Clock::now() - begin;
+            child.release();
+            child.end(Clock::now() + leaveTime);
+            return {std::chrono::duration_cast<milliseconds>(duration), {}};
+        }
+        if (texts.size() == 4 && !isCreated) {
+            const std::string said = child.said();
+            return {{}, said.empty() ? "creates no server, and says nothing" : said};
+        }
+        if (child.hasEnded()) {
+            return {{}, endText(child, "to create its server")};
+        }
+        if (isCreated) {
+            std::this_thread::sleep_for(step);
+        }
+    }
+    return {{},
+            joined("does not listen on port ", settings.port, " within ", limit.count(), " ms",
+                   child.said().empty() ? "" : "; it says: ", child.said())};
 }
 
 }  // namespace velmoracheck

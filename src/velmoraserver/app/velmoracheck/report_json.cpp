@@ -21,14 +21,16 @@ Json findingsJson(const Findings& findings) {
     return list;
 }
 
-Json settingsJson(const std::optional<std::vector<SettingInForce>>& settings) {
+Json settingsJson(const std::optional<SettingsInForce>& settings) {
     if (!settings) {
         return nullptr;
     }
     Json list = Json::array();
-    for (const SettingInForce& setting : *settings) {
-        list.push_back(
-            {{"name", setting.name}, {"value", setting.number}, {"source", setting.source}});
+    for (std::size_t i = 0; i < SettingCount; ++i) {
+        const SettingMeaning& setting = settingMeanings()[i];
+        list.push_back({{"name", setting.name},
+                        {"value", settings->numbers.*setting.number},
+                        {"source", settings->sources[i].text}});
     }
     return list;
 }
@@ -47,16 +49,16 @@ Json ruleJson(const VLogConfig::Entry& rule) {
     }
     return {{"topic", rule.topic},
             {"level", vlogformat::levelName(rule.level)},
-            {"format", formatName(rule.tagfmt)},
+            {"format", vlogformat::formatName(rule.tagfmt)},
             {"destinations", destinations}};
 }
 
-Json logJson(const LogInForce& log) {
+Json logJson(const LogInForce& log, const std::string& directory) {
     Json rules = Json::array();
     for (const VLogConfig::Entry& rule : log.rules) {
         rules.push_back(ruleJson(rule));
     }
-    return {{"source", log.source}, {"rules", rules}};
+    return {{"source", log.source}, {"directory", directory}, {"rules", rules}};
 }
 
 }  // namespace
@@ -70,10 +72,12 @@ std::string reportJson(const Report& report, const ReportStyle& style) {
     if (!style.findingsOnly) {
         json["settings"] = settingsJson(report.settings);
         json["engine"] = engineJson(report.engine);
-        json["log"] = logJson(report.log);
+        json["log"] = logJson(report.log, report.directory);
+        json["notes"] = report.notes;
     }
-    // Names of files and topics need not be UTF-8; JSON does.
-    return json.dump(2, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace) + "\n";
+    // All but ASCII is written out: what is printed on a terminal cannot harm it, and names of
+    // files and topics need not be UTF-8 as JSON is.
+    return json.dump(2, ' ', /*ensure_ascii=*/true, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace velmoracheck

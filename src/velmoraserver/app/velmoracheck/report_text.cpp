@@ -2,7 +2,6 @@
 
 #include "velmoraserver/app/velmoracheck/destination_check.h"
 #include "velmoraserver/app/velmoracheck/report.h"
-#include "velmoraserver/app/velmoracheck/words.h"
 #include "vlib/vlog/vlog_format.h"
 
 namespace velmoracheck {
@@ -19,41 +18,44 @@ std::string coloured(const std::string& text, const char* colour, const ReportSt
 }
 
 std::string findingLine(const Finding& finding, const ReportStyle& style) {
-    const std::string place =
-        printable(finding.place.file) + ":" + std::to_string(finding.place.line) + ":";
+    const std::string place = joined(printable(finding.place.file), ":", finding.place.line, ":");
     const char* colour = finding.severity == Severity::Error ? red : magenta;
     return coloured(place, bold, style) + " " +
            coloured(std::string(severityName(finding.severity)) + ":", colour, style) + " " +
            printable(finding.text) + "\n";
 }
 
-// A table without its heading: cells padded to the width of their column, two blanks between.
-std::string table(const std::vector<std::vector<std::string>>& rows) {
+// A table without its heading: cells fit for a terminal, padded to the width of their column, two
+// blanks between.
+std::string table(std::vector<std::vector<std::string>> rows) {
     std::vector<std::size_t> widths;
-    for (const auto& row : rows) {
+    for (auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], row[i].size());
+            row[i] = printable(row[i]);
+            widths[i] = std::max(widths[i], width(row[i]));
         }
     }
     std::string text;
     for (const auto& row : rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            line += "  " + row[i] + std::string(widths[i] - row[i].size(), ' ');
+            line += "  " + row[i] + std::string(widths[i] - width(row[i]), ' ');
         }
         text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
     }
     return text;
 }
 
-std::string settingsText(const std::optional<std::vector<SettingInForce>>& settings) {
+std::string settingsText(const std::optional<SettingsInForce>& settings) {
     if (!settings) {
         return "Settings: unknown\n";
     }
     std::vector<std::vector<std::string>> rows;
-    for (const SettingInForce& setting : *settings) {
-        rows.push_back({setting.name, std::to_string(setting.number), setting.source});
+    for (std::size_t i = 0; i < SettingCount; ++i) {
+        const SettingMeaning& setting = settingMeanings()[i];
+        rows.push_back({setting.name, std::to_string(settings->numbers.*setting.number),
+                        settings->sources[i].text});
     }
     return "Settings\n" + table(rows);
 }
@@ -62,8 +64,7 @@ std::string engineText(const std::optional<Engine>& engine) {
     if (!engine) {
         return "Engine: none\n";
     }
-    return "Engine\n" + table({{printable(engine->version), "build " + printable(engine->build),
-                                printable(engine->file)}});
+    return "Engine\n" + table({{engine->version, "build " + engine->build, engine->file}});
 }
 
 std::string limitText(const std::string& file, uint64_t size) {
@@ -75,52 +76,45 @@ std::string limitText(const std::string& file, uint64_t size) {
 }
 
 // One row a destination; topic, level and format stand in the first of a rule.
-std::string logText(const LogInForce& log) {
+std::string logText(const LogInForce& log, const std::string& directory) {
+    bool isRelative = false;
     std::vector<std::vector<std::string>> rows;
     for (const VLogConfig::Entry& rule : log.rules) {
-        std::vector<std::string> row{printable(rule.topic), vlogformat::levelName(rule.level),
-                                     formatName(rule.tagfmt)};
+        std::vector<std::string> row{rule.topic, vlogformat::levelName(rule.level),
+                                     vlogformat::formatName(rule.tagfmt)};
         for (std::size_t i = 0; i < rule.files.size(); ++i) {
-            row.push_back(printable(rule.files[i]));
+            row.push_back(rule.files[i]);
             row.push_back(limitText(rule.files[i], rule.sizes[i]));
             rows.push_back(row);
             row.assign(3, "");
+            isRelative |= rule.files[i] != vlogConsole && !rule.files[i].starts_with('/');
         }
         if (rule.files.empty()) {
             rows.push_back(row);
         }
     }
-    return "Log rules (" + printable(log.source) + ")\n" + table(rows);
+    return joined("Log rules (", printable(log.source), ")",
+                  isRelative ? ", relative names in " + printable(directory) : "", "\n",
+                  table(rows));
 }
 
 std::string counted(std::size_t number, const std::string& what) {
     return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
 }
 
-std::string summary(const Findings& findings) {
+std::string summary(const Report& report) {
+    const Findings& findings = report.findings;
     if (findings.errors() + findings.warnings() == 0) {
-        return "OK: velmoraserviced would start as its files say\n";
+        return report.isRehearsed
+                   ? "OK: velmoraserviced starts as its files say\n"
+                   : "OK: the files are sound; whether the engine starts, --rehearse tells\n";
     }
-    std::string text =
-        counted(findings.errors(), "error") + ", " + counted(findings.warnings(), "warning");
-    if (findings.leftOut() > 0) {
-        text += ", " + std::to_string(findings.leftOut()) + " of them not shown";
-    }
-    return text + "\n";
+    return joined(
+        counted(findings.errors(), "error"), ", ", counted(findings.warnings(), "warning"),
+        findings.leftOut() > 0 ? joined(", ", findings.leftOut(), " of them not shown") : "", "\n");
 }
 
 }  // namespace
-
-const char* formatName(uint32_t format) {
-    switch (format) {
-        case VLogConfig::SIMPLE:
-            return "SIMPLE";
-        case VLogConfig::FULL:
-            return "FULL";
-        default:
-            return "SIMPLE_TS";
-    }
-}
 
 std::string reportText(const Report& report, const ReportStyle& style) {
     std::string text;
@@ -128,13 +122,16 @@ std::string reportText(const Report& report, const ReportStyle& style) {
         text += findingLine(finding, style);
     }
     if (style.findingsOnly) {
-        return report.findings.leftOut() > 0 ? text + summary(report.findings) : text;
+        return report.findings.leftOut() > 0 ? text + summary(report) : text;
     }
     text += text.empty() ? "" : "\n";
     text += settingsText(report.settings) + "\n";
     text += engineText(report.engine) + "\n";
-    text += logText(report.log) + "\n";
-    return text + summary(report.findings);
+    text += logText(report.log, report.directory) + "\n";
+    for (const std::string& note : report.notes) {
+        text += "Note: " + printable(note) + "\n";
+    }
+    return text + summary(report);
 }
 
 }  // namespace velmoracheck
