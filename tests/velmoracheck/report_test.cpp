@@ -26,9 +26,9 @@ TEST_F(Report, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
     const CheckOutcome outcome = check(goodFiles);
     EXPECT_EQ(outcome.output,
               "Settings\n"
-              "  connections      1     default\n"
+              "  connections      4     velmora.ini:3\n"
               "  port             6000  velmora.ini:2\n"
-              "  threads          4     velmora.ini:3\n"
+              "  threads          4     velmora.ini:4\n"
               "  threadQueuesize  10    default\n"
               "  queueTimeout     0     default\n"
               "\n"
@@ -37,12 +37,14 @@ TEST_F(Report, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
                   std::string(engineFile) +
                   "\n"
                   "\n"
-                  "Log rules (vlog.cfg)\n"
+                  "Log rules (vlog.cfg), relative names in " +
+                  directory.path() +
+                  "\n"
                   "  VELMORASRV  INFO      SIMPLE_TS  [STDOUT]\n"
                   "                                   service.log  limit 10000000\n"
                   "  VELMORASRV  CRITICAL  FULL       [STDOUT]\n"
                   "\n"
-                  "OK: velmoraserviced would start as its files say\n");
+                  "OK: the files are sound; whether the engine starts, --rehearse tells\n");
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.ending, "exit 0");
 }
@@ -54,7 +56,9 @@ TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
         "<command-line>:1: warning: argument 'x' is ignored: an INI file is named with --ini\n"
         "<command-line>:1: error: 'threads' is 0: write at least 1\n"
         "<environment>:1: warning: VL_LOGCFG is not set: nothing is logged, not even why a "
-        "start fails; set it to the path of a log configuration file\n"
+        "start fails; set it to the path of a log configuration file, or say --logcfg \"\" if that "
+        "is "
+        "meant\n"
         "\n"
         "Settings\n"
         "  connections      1     default\n"
@@ -77,7 +81,7 @@ TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
 TEST_F(Report, SaysThatThereAreNoSettingsAndNoEngine) {
     environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
     const std::string text = check({"--logcfg", "vlog.cfg", "-i", "missing"}).output;
-    EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: none\n\nLog rules (vlog.cfg)\n"),
+    EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: none\n\nLog rules (vlog.cfg), "),
               std::string::npos)
         << text;
 }
@@ -160,18 +164,20 @@ TEST_F(Report, IsTheSameForPrograms) {
         "file": "<command-line>", "line": 1, "severity": "warning",
         "text": "option 'threads' is ignored: with --ini the INI file alone decides"}])"));
     EXPECT_EQ(json["settings"], nlohmann::json::parse(R"([
-        {"name": "connections", "value": 1, "source": "default"},
+        {"name": "connections", "value": 4, "source": "velmora.ini:3"},
         {"name": "port", "value": 6000, "source": "velmora.ini:2"},
-        {"name": "threads", "value": 4, "source": "velmora.ini:3"},
+        {"name": "threads", "value": 4, "source": "velmora.ini:4"},
         {"name": "threadQueuesize", "value": 10, "source": "default"},
         {"name": "queueTimeout", "value": 0, "source": "default"}])"));
     EXPECT_EQ(json["engine"],
               nlohmann::json({{"version", "1.2.3"}, {"build", "abc123"}, {"file", engineFile}}));
-    EXPECT_EQ(json["log"], nlohmann::json::parse(R"({"source": "vlog.cfg", "rules": [
+    EXPECT_EQ(json["log"]["source"], "vlog.cfg");
+    EXPECT_EQ(json["log"]["directory"], directory.path());
+    EXPECT_EQ(json["log"]["rules"], nlohmann::json::parse(R"([
         {"topic": "VELMORASRV", "level": "INFO", "format": "SIMPLE_TS", "destinations": [
             {"name": "[STDOUT]", "limit": 0}, {"name": "service.log", "limit": 10000000}]},
         {"topic": "VELMORASRV", "level": "CRITICAL", "format": "FULL", "destinations": [
-            {"name": "[STDOUT]", "limit": 0}]}]})"));
+            {"name": "[STDOUT]", "limit": 0}]}])"));
 }
 
 TEST_F(Report, HasNullsForProgramsWhereNothingIsKnown) {

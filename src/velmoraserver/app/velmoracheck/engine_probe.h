@@ -26,22 +26,17 @@ struct EngineProbe {
     std::string problem;  // without an engine: what is wrong with it
 };
 
-// How long an engine may take to be loaded and to answer, and to serve.
-inline constexpr std::chrono::milliseconds engineTimeLimit{5000};
-inline constexpr std::chrono::milliseconds serveTimeLimit{10000};
-
-// Asks the engine that the daemon would load for its version and build. Another process does so: an
-// engine that crashes, ends the process or never answers is a problem like any other.
-[[nodiscard]] EngineProbe probeEngine(std::chrono::milliseconds limit = engineTimeLimit);
+// Asks the engine that the daemon would load for its version and build, within 5 s. A process of
+// its own does so: an engine that crashes, ends it or never answers is a problem like any other.
+[[nodiscard]] EngineProbe probeEngine();
 
 struct Rehearsal {
     std::chrono::milliseconds duration{};  // until it listened, from the start of its process
     std::string problem;                   // why it did not; empty when it did
 };
 
-// Has the engine create its server in another process, waits until that listens on the port, and
-// ends it.
-[[nodiscard]] Rehearsal rehearse(const qor::Settings& settings,
-                                 std::chrono::milliseconds limit = serveTimeLimit);
+// Has the engine create its server in a process of its own, waits until that listens on the port,
+// for 10 s at most, and ends it as the daemon is ended.
+[[nodiscard]] Rehearsal rehearse(const qor::Settings& settings);
 
 }  // namespace velmoracheck

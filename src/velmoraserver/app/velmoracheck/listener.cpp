@@ -1,12 +1,14 @@
 #include "velmoraserver/app/velmoracheck/listener.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 #include "vlib/vutils/vutils_strings.h"
 
@@ -32,52 +34,24 @@ std::string directoryOf(pid_t pid) {
     return "/proc/" + std::to_string(pid) + "/";
 }
 
-// As /proc/net/tcp and tcp6 write it: words of 32 bits in the machine's order, and the port.
-std::string hexOf(const sockaddr_storage& storage) {
-    const auto& v4 = reinterpret_cast<const sockaddr_in&>(storage);
-    const auto& v6 = reinterpret_cast<const sockaddr_in6&>(storage);
-    if (storage.ss_family == AF_INET) {
-        return vutils::toStringFormat("%08X:%04X", v4.sin_addr.s_addr, ntohs(v4.sin_port));
-    }
-    const auto& words = v6.sin6_addr.s6_addr32;
-    return vutils::toStringFormat("%08X%08X%08X%08X:%04X", words[0], words[1], words[2], words[3],
-                                  ntohs(v6.sin6_port));
-}
-
-// Whether two sockets of these addresses and ports are in each other's way.
-bool collide(const std::string& one, const std::string& other) {
-    constexpr std::string_view mapped = "0000000000000000FFFF0000";  // IPv4 in IPv6
-    const auto isAny = [](const std::string& text) {
-        return text.find_first_not_of('0') == text.find(':');
-    };
-    const auto isMapped = [mapped](const std::string& longer, const std::string& shorter) {
-        return longer == std::string(mapped) + shorter;
-    };
-    return one.substr(one.find(':')) == other.substr(other.find(':')) &&
-           (one == other || isAny(one) || isAny(other) || isMapped(one, other) ||
-            isMapped(other, one));
-}
-
-// Calls with the number of each process, until it is told that this is enough.
 template <typename Visit>
 void forEachProcess(Visit visit) {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
-        const pid_t pid = std::atoi(entry.path().filename().c_str());
-        if (pid > 0 && !visit(pid)) {
-            return;
+        if (const pid_t pid = std::atoi(entry.path().filename().c_str()); pid > 0) {
+            visit(pid);
         }
     }
 }
 
 ProcessInfo describe(pid_t pid) {
     const fs::path directory = directoryOf(pid);
+    const std::string name = contentOf(directory / "comm");
     ProcessInfo process{.pid = pid,
-                        .name = contentOf(directory / "comm"),
+                        .name = name.substr(0, name.find('\n')),
                         .program = targetOf(directory / "exe"),
                         .unit = unitOf(contentOf(directory / "cgroup")),
                         .arguments = {}};
-    process.name.resize(std::min(process.name.size(), process.name.find('\n')));
     const std::string words = contentOf(directory / "cmdline");
     for (std::size_t begin = 0; begin < words.size();) {
         process.arguments.emplace_back(words.c_str() + begin);
@@ -103,25 +77,24 @@ std::optional<ProcessInfo> daemonOfUser(uid_t user) {
                 daemon = std::move(process);
             }
         }
-        return true;
     });
     return units.size() == 1 && !units.begin()->empty() ? daemon : std::nullopt;
 }
 
 }  // namespace
 
-Listeners listenersOn(const sockaddr_storage& address) {
+Sockets listenersOn(int port) {
     constexpr const char* listening = "0A";
-    Listeners found;
+    const std::string ending = vutils::toStringFormat(":%04X", port);
+    Sockets found;
     for (const char* table : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
         std::ifstream file(table);
         std::string
             field[10];  // slot, local, remote, state, queues, timer, retries, user, -, inode
         std::getline(file, field[0]);  // the heading
         while (std::ranges::all_of(field, [&](auto& text) { return !(file >> text).fail(); })) {
-            if (field[3] == listening && collide(field[1], hexOf(address))) {
-                found.users.insert(static_cast<uid_t>(std::stoul(field[7])));
-                found.sockets.insert(field[9]);
+            if (field[3] == listening && field[1].ends_with(ending)) {
+                found[field[9]] = static_cast<uid_t>(std::stoul(field[7]));
             }
             std::getline(file, field[0]);  // the rest of the line
         }
@@ -129,7 +102,7 @@ Listeners listenersOn(const sockaddr_storage& address) {
     return found;
 }
 
-bool hasSocket(pid_t pid, const std::set<std::string>& sockets) {
+bool hasSocket(pid_t pid, const Sockets& sockets) {
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(directoryOf(pid) + "fd", error)) {
         const std::string target = targetOf(entry.path());  // "socket:[1234]"
@@ -141,15 +114,21 @@ bool hasSocket(pid_t pid, const std::set<std::string>& sockets) {
     return false;
 }
 
-std::optional<ProcessInfo> processOf(const Listeners& listeners) {
-    std::optional<ProcessInfo> found;
+std::optional<ProcessInfo> processOn(int port) {
+    const Sockets sockets = listenersOn(port);
+    std::vector<ProcessInfo> found;
     forEachProcess([&](pid_t pid) {
-        if (hasSocket(pid, listeners.sockets)) {
-            found = describe(pid);
+        if (pid != ::getpid() && hasSocket(pid, sockets)) {
+            found.push_back(describe(pid));
         }
-        return !found;
     });
-    return !found && listeners.users.size() == 1 ? daemonOfUser(*listeners.users.begin()) : found;
+    if (found.empty() && sockets.size() == 1) {
+        return daemonOfUser(sockets.begin()->second);
+    }
+    // Of several that have the same socket, the others got it from the first.
+    const bool isOne = found.size() == 1 || (!found.empty() && sockets.size() == 1);
+    return isOne ? std::optional(*std::ranges::min_element(found, {}, &ProcessInfo::pid))
+                 : std::nullopt;
 }
 
 std::string unitOf(const std::string& cgroup) {

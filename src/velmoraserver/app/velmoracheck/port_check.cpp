@@ -48,7 +48,7 @@ void checkAddress(Report& report, const std::string& address, const std::string&
 
 std::string describe(const std::optional<ProcessInfo>& process) {
     if (!process) {
-        return "a process that only root, or its user, can tell more of";
+        return "a process that cannot be told from here";
     }
     std::string words;
     for (std::size_t i = 1; i < process->arguments.size(); ++i) {
@@ -60,7 +60,7 @@ std::string describe(const std::optional<ProcessInfo>& process) {
 
 int checkHolder(Report& report, const std::string& name, sockaddr_storage endpoint,
                 const std::optional<std::string>& iniFile) {
-    const std::optional<ProcessInfo> holder = processOf(listenersOn(endpoint));
+    const std::optional<ProcessInfo> holder = processOn(report.settings->numbers.port);
     if (!holder || !isReplaced(*holder, iniFile)) {
         report.findings.warning(report.settings->sources[Port].place, name, " is in use now by ",
                                 describe(holder), ": stop it, or choose another port");

@@ -5,7 +5,8 @@
 //
 // Writes to the descriptor texts that end in zero bytes: the engine's file, version and build. With
 // numbers it then has the engine create a server, writes "created" or "null", and keeps the server
-// until the descriptor ends. velmoracheck runs it, and sees to its time and its output.
+// until a signal ends it, as it ends the daemon. velmoracheck runs it, and sees to its time and its
+// output.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -18,11 +19,10 @@ namespace {
 
 constexpr std::size_t longestText = 1000;
 
-// What a pipe takes in one piece.
 void say(int descriptor, const std::string& text) {
     const std::string message = text.substr(0, longestText) + '\0';
     if (::write(descriptor, message.data(), message.size()) < 0) {
-        ::_exit(1);  // nobody listens any more
+        ::_exit(1);
     }
 }
 
@@ -52,11 +52,8 @@ void serve(int descriptor, char** numbers) {
                                     .queueTimeout = std::atoi(numbers[4])};
     VelmoraLightServer* server = velmoraLightServer_create(&config);
     say(descriptor, server != nullptr ? "created" : "null");
-    char byte = 0;
-    while (server != nullptr && ::read(descriptor, &byte, 1) > 0) {
-    }
-    if (server != nullptr) {
-        velmoraLightServer_destroy(server);
+    while (server != nullptr) {
+        ::pause();
     }
 }
 
