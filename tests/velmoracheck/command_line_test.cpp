@@ -1,3 +1,5 @@
+#include <gmock/gmock.h>
+
 #include <ostream>
 
 #include "support/row_name.h"
@@ -145,18 +147,25 @@ TEST_F(CheckTest, HelpsWithStatusZero) {
         << outcome.output;
 }
 
+TEST_F(CheckTest, TellsItsVersionAndBuild) {
+    const CheckOutcome outcome = check({"--version"});
+    EXPECT_THAT(outcome.output,
+                testing::MatchesRegex("velmoracheck " PROJECT_VERSION " build [0-9a-f]{7}\n"));
+    EXPECT_EQ(outcome.ending, "exit 0");
+}
+
 class Help : public CheckTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(Help, TellsOf) {
     EXPECT_NE(check({"-h"}).output.find(GetParam()), std::string::npos);
 }
 
-INSTANTIATE_TEST_SUITE_P(Options, Help,
-                         testing::Values("  --strict ", "  --quiet ", "  --json ",
-                                         "  --logcfg FILE ", "  -h, --help ", "  -i, --ini FILE ",
-                                         "  -c, --connections N ", "  -p, --port N ",
-                                         "  -t, --threads N ", "  -q, --threadQueuesize N\n",
-                                         "  -o, --queueTimeout N ", "VL_LOGCFG",
-                                         "VELMORA_LIGHT_BIND", "NO_COLOR", "Exit status: 0"));
+INSTANTIATE_TEST_SUITE_P(
+    Options, Help,
+    testing::Values("  --strict ", "  --quiet ", "  --json ", "  --logcfg FILE ", "  --rehearse ",
+                    "  --cwd DIR ", "  --user NAME ", "  --version ", "  -h, --help ",
+                    "  -i, --ini FILE ", "  -c, --connections N ", "  -p, --port N ",
+                    "  -t, --threads N ", "  -q, --threadQueuesize N\n", "  -o, --queueTimeout N ",
+                    "VL_LOGCFG", "VELMORA_LIGHT_BIND", "NO_COLOR", "Exit status: 0"));
 
 }  // namespace

@@ -203,6 +203,38 @@ TEST_F(Report, IsJsonWhateverBytesAreInAFile) {
     EXPECT_EQ(json["log"]["rules"][2]["topic"], "\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
+TEST_F(Report, ShowsNamesThatAreNotAsciiAlikeInTableAndFindings) {
+    writeFile(directory.path("vlog.cfg"),
+              goodLog + std::string("LOGGER;INFO;SIMPLE;gr\xc3\xb6\xc3\x9f"
+                                    "e/x.log;5K\n"));
+    const std::string text = check(goodFiles).output;
+    EXPECT_NE(text.find("destination 'gr\xc3\xb6\xc3\x9f"
+                        "e/x.log' cannot be written"),
+              std::string::npos)
+        << text;
+    // As wide as "service.log" and two blanks: characters are counted.
+    EXPECT_NE(text.find("\n  LOGGER      INFO      SIMPLE     gr\xc3\xb6\xc3\x9f"
+                        "e/x.log  limit 5000\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(Report, KeepsControlCharactersOfEitherRangeFromTheTerminal) {
+    const std::string name =
+        "x\x1b[31m\x9b"
+        "31m\xc2\x9b"
+        "31m";
+    writeFile(directory.path("vlog.cfg"),
+              goodLog + ("LOGGER;INFO;SIMPLE;no/" + name + ";5K\n" + name + ";INFO;FULL;y;0\n"));
+    for (const char* option : {"--strict", "--quiet", "--json"}) {
+        Arguments arguments = goodFiles;
+        arguments.insert(arguments.begin(), option);
+        const std::string text = check(arguments).output;
+        EXPECT_EQ(text.find_first_of("\x1b\x9b"), std::string::npos) << text;
+        EXPECT_NE(text.find("31m"), std::string::npos) << text;
+    }
+}
+
 TEST_F(Report, ThatCannotBeWrittenIsStatusTwo) {
     output = "/dev/full";
     const CheckOutcome outcome = check(goodFiles);

@@ -36,6 +36,15 @@ void checkCommandLine(const CommandLineProcessing::ArgvParser& parser, Findings&
 // The log configuration: --logcfg, otherwise VL_LOGCFG.
 [[nodiscard]] LogName logNameOf(const CommandLineProcessing::ArgvParser& parser);
 
+// The process becomes this user, for good. Why that cannot be, or an empty text.
+[[nodiscard]] std::string become(const std::string& user);
+
+// The user of the service's unit, when one is installed and the caller is root; empty otherwise.
+[[nodiscard]] std::string userToSuggest();
+
+// The unit of the daemon that this process was started in; empty when there is none.
+[[nodiscard]] std::string ownUnit();
+
 // A file of the installation, seen from the directory that this program is in.
 [[nodiscard]] std::string programBeside(const std::string& name);
 

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "velmora_build_id.h"
-#include "velmoraserver/app/velmoracheck/identity.h"
 #include "velmoraserver/app/velmoracheck/invocation.h"
 #include "velmoraserver/app/velmoracheck/port_check.h"
 #include "velmoraserver/app/velmoracheck/report.h"
