@@ -41,6 +41,8 @@ class Programs:
             "ENGINE_DOUBLE_FAIL": "1",
             "ENGINE_DOUBLE_VERSION": "0 0 0",
         }
+        # Of a build with sanitizers.
+        self.environment |= {name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")}
         self.revision = self.run("velmoracheck", ["--version"]).stdout.decode().split()[-1]
 
     def run(self, name, arguments, **more):
