@@ -18,7 +18,7 @@ set -euo pipefail
 declare -A sets
 sets[run]='cmake curl g++ git libboost-dev libinih-dev libpng-dev libseccomp-dev libturbojpeg0-dev libwebp-dev
   libzxing-dev ninja-build nlohmann-json3-dev pkg-config'
-sets[test]="${sets[run]} bash-completion binutils libbenchmark-dev libgmock-dev libgtest-dev man-db mandoc qrencode
+sets[test]="${sets[run]} bash-completion binutils libbenchmark-dev libgmock-dev libgtest-dev man-db mandoc python3 qrencode
   systemd zint zsh"
 sets[bench]="${sets[test]} libboost-log-dev libboost-program-options-dev libcli11-dev libcxxopts-dev
   libgoogle-glog-dev liblog4cplus-dev libspdlog-dev python3 wrk"
