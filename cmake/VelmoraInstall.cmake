@@ -31,6 +31,7 @@ if(NOT VELMORA_BUILD_DAEMON)
 endif()
 
 install(TARGETS velmoraserviced velmoracheck RUNTIME DESTINATION bin COMPONENT Runtime)
+install(TARGETS velmoraengine-probe RUNTIME DESTINATION lib/velmora COMPONENT Runtime)
 if(VELMORA_LIGHT_DIR)
   # The library itself, also where the name is a link to it. Its other names are links to this one, so that it is
   # still one file to replace.

@@ -11,11 +11,16 @@ _velmoracheck() {
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       compopt -o filenames 2>/dev/null
       ;;
+    --cwd)
+      mapfile -t COMPREPLY < <(compgen -d -- "$current")
+      compopt -o filenames 2>/dev/null
+      ;;
+    --user) mapfile -t COMPREPLY < <(compgen -u -- "$current") ;;
     -p | --port) mapfile -t COMPREPLY < <(compgen -W 51000 -- "$current") ;;
     -[coqt] | --connections | --queueTimeout | --threadQueuesize | --threads) ;;
     *)
-      mapfile -t COMPREPLY < <(compgen -W '-c --connections -h --help -i --ini --json --logcfg -o
-        --queueTimeout -p --port -q --quiet --strict -t --threadQueuesize --threads' -- "$current")
+      mapfile -t COMPREPLY < <(compgen -W '-c --connections --cwd -h --help -i --ini --json --logcfg -o
+        --queueTimeout -p --port -q --quiet --rehearse --strict -t --threadQueuesize --threads --user --version' -- "$current")
       ;;
   esac
 }

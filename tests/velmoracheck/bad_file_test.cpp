@@ -73,23 +73,23 @@ INSTANTIATE_TEST_SUITE_P(
             "bad:1: error: is not a regular file: name an INI file with --ini\n",
             "bad:1: error: is not a regular file: name a log configuration file\n"},
         Row{"Empty", [](const std::string& path) { writeFile(path, ""); },
-            "bad:1: warning: sets no key in a section [default]: every setting has its default\n",
+            "bad:1: warning: sets no key in [default]: every setting has its default\n",
             "bad:1: error: has no rule: the daemon uses its built-in rules, which log nothing of "
             "the service\n"},
         Row{"Binary", makeBinary, "bad:2: error: has a zero byte: this is not a text file\n",
             "bad:2: error: has a zero byte: this is not a text file\n"},
         Row{"Gigabyte", makeGigabyte,
-            "bad:1: error: is 1073741824 bytes long, too long for a configuration file: no more "
-            "than 4194304 are read here: name an INI file with --ini\n",
-            "bad:1: error: is 1073741824 bytes long, too long for a configuration file: no more "
-            "than 4194304 are read here: name a log configuration file\n"},
+            "bad:1: error: has 1073741824 bytes, too many for a configuration file (4194304 at "
+            "most): name an INI file with --ini\n",
+            "bad:1: error: has 1073741824 bytes, too many for a configuration file (4194304 at "
+            "most): name a log configuration file\n"},
         Row{"LineOfAMegabyte",
             [](const std::string& path) { writeFile(path, "#" + std::string(1000000, 'x')); },
             "bad:1: warning: is a line of 1000001 bytes: is this a configuration file?\n"
             "bad:1: error: line too long for the daemon: the rest of it, "
             "'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx...', is read as a line "
             "of its own\n"
-            "bad:1: warning: sets no key in a section [default]: every setting has its default\n",
+            "bad:1: warning: sets no key in [default]: every setting has its default\n",
             "bad:1: warning: is a line of 1000001 bytes: is this a configuration file?\n"
             "bad:1: error: has no rule: the daemon uses its built-in rules, which log nothing of "
             "the service\n"}),

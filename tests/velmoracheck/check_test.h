@@ -33,7 +33,7 @@ protected:
         "VELMORASRV ; INFO     ; SIMPLE_TS ; [STDOUT], service.log ; 0, 10M\n"
         "VELMORASRV ; CRITICAL ; FULL      ; [STDOUT]              ; 0\n";
     // An INI file without findings.
-    static constexpr char goodIni[] = "[default]\nport = 6000\nthreads = 4\n";
+    static constexpr char goodIni[] = "[default]\nport = 6000\nconnections = 4\nthreads = 4\n";
 
     CheckTest() {
         environment["LD_LIBRARY_PATH"] = ENGINE_DOUBLE_DIRECTORY;
@@ -53,17 +53,26 @@ protected:
                std::to_string(number / 256 % 256) + "." + std::to_string(number % 256);
     }
 
-    [[nodiscard]] CheckOutcome check(const Arguments& arguments) {
+    // How a program is started: through `prefix`, with these arguments.
+    [[nodiscard]] Arguments commandOf(const std::string& name, const Arguments& arguments) const {
         Arguments command = prefix;
-        command.push_back(program);
+        command.push_back(programs + name);
         command.insert(command.end(), arguments.begin(), arguments.end());
-        std::vector<std::string> variables;
+        return command;
+    }
+
+    [[nodiscard]] Arguments variables() const {
+        Arguments texts;
         for (const auto& [name, value] : environment) {
-            variables.push_back(name + "=" + value);
+            texts.push_back(name + "=" + value);
         }
+        return texts;
+    }
+
+    [[nodiscard]] CheckOutcome check(const Arguments& arguments) {
         const TemporaryDirectory streams;
-        Process process({.command = std::move(command),
-                         .environment = std::move(variables),
+        Process process({.command = commandOf("velmoracheck", arguments),
+                         .environment = variables(),
                          .directory = directory.path(),
                          .output = output.empty() ? streams.path("output") : output,
                          .errors = streams.path("errors")});
@@ -96,15 +105,18 @@ protected:
                                   : Arguments{};
     }
 
-    // Puts the checker into bin/ and the engine into lib/ of the directory, and runs it there.
+    // Puts the programs into bin/ and the engine into lib/ of the directory, and runs them there.
     void copyProgram() {
-        for (const char* name : {"bin", "lib"}) {
-            std::filesystem::create_directory(directory.path(name));
+        std::filesystem::create_directories(directory.path("lib/velmora"));
+        std::filesystem::create_directory(directory.path("bin"));
+        for (const char* name :
+             {"bin/velmoracheck", "bin/velmoraserviced", "lib/velmora/velmoraengine-probe"}) {
+            std::filesystem::copy_file(BUILD_DIRECTORY + std::string("/") + name,
+                                       directory.path(name));
         }
-        std::filesystem::copy_file(VELMORACHECK, directory.path("bin/velmoracheck"));
         std::filesystem::copy_file(ENGINE_DOUBLE_DIRECTORY "/libvelmoraLight.so",
                                    directory.path("lib/libvelmoraLight.so"));
-        program = directory.path("bin/velmoracheck");
+        programs = directory.path("bin/");
     }
 
     // The calls of the engine.
@@ -117,5 +129,5 @@ protected:
 
 private:
     TemporaryDirectory records;
-    std::string program = VELMORACHECK;
+    std::string programs = BUILD_DIRECTORY "/bin/";
 };

@@ -1,3 +1,5 @@
+#include <gmock/gmock.h>
+
 #include <ostream>
 
 #include "support/row_name.h"
@@ -36,7 +38,7 @@ TEST_P(CommandLine, IsCheckedAsTheDaemonReadsIt) {
 INSTANTIATE_TEST_SUITE_P(
     Settings, CommandLine,
     testing::Values(
-        Row{"Good", {"--quiet", "-p", "6000", "--threads=2"}, "", "", "exit 0"},
+        Row{"Good", {"--quiet", "-p", "6000", "-c=2", "--threads=2"}, "", "", "exit 0"},
         Row{"GoodIniFile", {"--quiet", "-i", "good.ini"}, "", "", "exit 0"},
         Row{"NoNumber",
             {"--quiet", "-t", "abc"},
@@ -59,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(
             "<command-line>:1: error: 'threads' is 0: write at least 1\n",
             "",
             "exit 1"},
-        Row{"LeadingZerosAreDecimalHere", {"--quiet", "-t", "010"}, "", "", "exit 0"},
+        Row{"LeadingZerosAreDecimalHere", {"--quiet", "-c", "10", "-t", "010"}, "", "", "exit 0"},
         Row{"OutOfRange",
             {"--quiet", "-p", "65536"},
             "<command-line>:1: error: 'port' is 65536: write 1 to 65535\n",
@@ -141,9 +143,15 @@ TEST_F(CheckTest, HelpsWithStatusZero) {
     const CheckOutcome outcome = check({"--help"});
     EXPECT_EQ(outcome.ending, "exit 0");
     EXPECT_EQ(outcome.errors, "");
-    EXPECT_TRUE(outcome.output.starts_with(
-        "usage: velmoracheck [--strict] [--quiet] [--json] [--logcfg FILE] [daemon options]\n"))
+    EXPECT_TRUE(outcome.output.starts_with("usage: velmoracheck [options] [daemon options]\n"))
         << outcome.output;
+}
+
+TEST_F(CheckTest, TellsItsVersionAndBuild) {
+    const CheckOutcome outcome = check({"--version"});
+    EXPECT_THAT(outcome.output,
+                testing::MatchesRegex("velmoracheck " PROJECT_VERSION " build [0-9a-f]{7}\n"));
+    EXPECT_EQ(outcome.ending, "exit 0");
 }
 
 class Help : public CheckTest, public testing::WithParamInterface<const char*> {};
@@ -152,12 +160,12 @@ TEST_P(Help, TellsOf) {
     EXPECT_NE(check({"-h"}).output.find(GetParam()), std::string::npos);
 }
 
-INSTANTIATE_TEST_SUITE_P(Options, Help,
-                         testing::Values("  --strict ", "  --quiet ", "  --json ",
-                                         "  --logcfg FILE ", "  -h, --help ", "  -i, --ini FILE ",
-                                         "  -c, --connections N ", "  -p, --port N ",
-                                         "  -t, --threads N ", "  -q, --threadQueuesize N\n",
-                                         "  -o, --queueTimeout N ", "VL_LOGCFG",
-                                         "VELMORA_LIGHT_BIND", "NO_COLOR", "Exit status: 0"));
+INSTANTIATE_TEST_SUITE_P(
+    Options, Help,
+    testing::Values("  --strict ", "  --quiet ", "  --json ", "  --logcfg FILE ", "  --rehearse ",
+                    "  --cwd DIR ", "  --user NAME ", "  --version ", "  -h, --help ",
+                    "  -i, --ini FILE ", "  -c, --connections N ", "  -p, --port N ",
+                    "  -t, --threads N ", "  -q, --threadQueuesize N\n", "  -o, --queueTimeout N ",
+                    "VL_LOGCFG", "VELMORA_LIGHT_BIND", "NO_COLOR", "Exit status: 0"));
 
 }  // namespace

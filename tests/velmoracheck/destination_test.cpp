@@ -74,10 +74,12 @@ TEST_F(Destination, NeedsNoBackupWhenItIsNotLimited) {
 }
 
 TEST_F(Destination, NeverRotatesWhenItsLimitIsSmallerThanALine) {
-    EXPECT_EQ(findings("x.log", "127"),
-              "vlog.cfg:3: warning: limit of 127 bytes is smaller than a line: 'x.log' never "
-              "rotates; write 0 for no limit, or a larger one\n");
-    EXPECT_EQ(findings("x.log", "128"), "");
+    // [2026:11:22 02:36:29.123456 : 140737348003648 : LOGGER   : 0x0001 : INFO : vlog : 103] ->
+    // VLib...
+    EXPECT_EQ(findings("x.log", "115"),
+              "vlog.cfg:3: warning: limit of 115 bytes is smaller than any line of this rule (116 "
+              "bytes at least): 'x.log' never rotates; write 0 for no limit, or a larger one\n");
+    EXPECT_EQ(findings("x.log", "116"), "");
 }
 
 TEST_F(Destination, HasOneLimitInAllRules) {
@@ -93,8 +95,9 @@ TEST_F(Destination, HasNoOtherLimitWhereANegativeSizeMeetsNone) {
 }
 
 TEST_F(Destination, IsToldOfOnceWhenSeveralRulesNameIt) {
-    const CheckOutcome outcome = checkLog(goodLog + std::string("LOGGER;INFO;FULL;missing/x;0\n"
-                                                                "LOGGER;WARN;FULL;missing/x;0\n"));
+    const CheckOutcome outcome =
+        checkLog(goodLog + std::string("LOGGER;INFO;FULL;missing/x;0\n"
+                                       "LOGGER;CRITICAL;FULL;missing/x;0\n"));
     EXPECT_EQ(outcome.output,
               "vlog.cfg:3: error: destination 'missing/x' cannot be written: No such file or "
               "directory\n");

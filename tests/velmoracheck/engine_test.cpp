@@ -56,7 +56,8 @@ TEST_F(EngineFinding, IsNotMixedWithWhatTheEnginePrints) {
 TEST_F(EngineFinding, NamesTheFunctionThatIsMissing) {
     environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
     EXPECT_EQ(finding(),
-              "libvelmoraLight.so:1: error: the engine cannot be used: has no function "
+              "libvelmoraLight.so:1: error: the engine cannot be used: cannot be loaded "
+              "when it is asked for its version; it says: symbol lookup error: undefined symbol: "
               "velmoraLight_getBuildSHA1\n");
 }
 
@@ -65,16 +66,19 @@ TEST_F(EngineFinding, TellsThatThereIsNoEngine) {
     std::filesystem::remove(directory.path("lib/libvelmoraLight.so"));
     environment.erase("LD_LIBRARY_PATH");
     EXPECT_EQ(finding(),
-              "libvelmoraLight.so:1: error: the engine cannot be used: libvelmoraLight.so: cannot "
-              "open shared object file: No such file or directory\n");
+              "libvelmoraLight.so:1: error: the engine cannot be used: cannot be loaded when it is "
+              "asked for its version; it says: error while loading shared libraries: "
+              "libvelmoraLight.so: cannot open shared object file: No such file or directory\n");
 }
 
 TEST_F(EngineFinding, TellsThatTheFileIsNoLibrary) {
     copyProgram();
     writeFile(directory.path("lib/libvelmoraLight.so"), "no library\n");
     environment["LD_LIBRARY_PATH"] = directory.path("lib");
-    EXPECT_EQ(finding(), "libvelmoraLight.so:1: error: the engine cannot be used: " +
-                             directory.path("lib/libvelmoraLight.so") + ": file too short\n");
+    EXPECT_EQ(finding(),
+              "libvelmoraLight.so:1: error: the engine cannot be used: cannot be loaded when it is "
+              "asked for its version; it says: error while loading shared libraries: " +
+                  directory.path("lib/libvelmoraLight.so") + ": file too short\n");
 }
 
 TEST_F(EngineFinding, IsNotThereForAnEngineBesideTheProgram) {

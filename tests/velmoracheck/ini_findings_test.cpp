@@ -29,14 +29,14 @@ INSTANTIATE_TEST_SUITE_P(
     Keys, IniFindings,
     testing::Values(
         Row{"AllKeysInAnyCase",
-            "[DEFAULT]\nPORT=6000\nConnections=2\nthreads: 3\nthreadQueueSize = 4 ; four\n"
+            "[DEFAULT]\nPORT=6000\nConnections=3\nthreads: 3\nthreadQueueSize = 4 ; four\n"
             "# comment\n\nqueueTimeout=0\n",
             "", "exit 0"},
         Row{"UnknownKey", "[default]\nthread = 4\n",
             "velmora.ini:2: error: unknown key 'thread': did you mean 'threads'?\n", "exit 1"},
         Row{"UnknownKeyLikeNone", "[default]\nthreads=1\nverbose = 4\n",
-            "velmora.ini:3: error: unknown key 'verbose': one of connections, port, threads, "
-            "threadQueuesize, queueTimeout is meant\n",
+            "velmora.ini:3: error: unknown key 'verbose': write one of connections, port, threads, "
+            "threadQueuesize, queueTimeout\n",
             "exit 1"},
         Row{"KeyOutsideAnySection", "port = 6000\n[default]\nthreads=1\n",
             "velmora.ini:1: error: key 'port' stands outside any section: write [default] above "
@@ -44,20 +44,20 @@ INSTANTIATE_TEST_SUITE_P(
             "exit 1"},
         Row{"UnknownSection", "[default]\nthreads=1\n[defualt]\nport = 1\nport = 2\n",
             "velmora.ini:3: warning: unknown section 'defualt': the daemon reads [default] alone: "
-            "did you mean 'default'?\n",
+            "did you mean that?\n",
             "exit 0"},
         Row{"UnknownSectionLikeNone", "[default]\nthreads=1\n[server]\n",
             "velmora.ini:3: warning: unknown section 'server': the daemon reads [default] alone\n",
             "exit 0"},
-        Row{"DuplicateKey", "[default]\nthreads = 2\nThreads = 3\n",
-            "velmora.ini:3: warning: duplicate key 'Threads': line 2 counts, not this one\n",
+        Row{"DuplicateKey", "[default]\nconnections = 2\nConnections = 3\n",
+            "velmora.ini:3: warning: duplicate key 'Connections': line 2 counts, not this one\n",
             "exit 0"},
-        Row{"DuplicateOfAnEmptyKey", "[default]\nthreads =\nthreads = 3\n",
-            "velmora.ini:2: warning: duplicate key 'threads': line 3 counts, not this one\n",
+        Row{"DuplicateOfAnEmptyKey", "[default]\nconnections =\nconnections = 3\n",
+            "velmora.ini:2: warning: duplicate key 'connections': line 3 counts, not this one\n",
             "exit 0"},
         Row{"IndentedKeyIsMoreOfTheOneAbove", "[default]\nport = 6000\n  threads = 4\n",
-            "velmora.ini:3: error: 'threads = 4' begins with a blank and is read as more of 'port' "
-            "above: remove the blank\n",
+            "velmora.ini:3: error: 'threads = 4' begins with a blank, so it continues the value of "
+            "'port' above: remove the blank\n",
             "exit 1"},
         Row{"SyntaxErrors", "[default]\nthreads\nport = 6000\n[default\n",
             "velmora.ini:2: error: syntax error, the line is ignored: write 'key = value', "
@@ -67,20 +67,20 @@ INSTANTIATE_TEST_SUITE_P(
             "exit 1"},
         Row{"KeyInTheLineOfASection", "[default] threads = 4\nport = 7000\n",
             "velmora.ini:1: error: 'threads = 4' stands after a section and is ignored: write it "
-            "in a line of its own\n",
+            "on a line of its own\n",
             "exit 1"},
         Row{"TextAfterASection", "[default]junk\nport = 7000\n",
-            "velmora.ini:1: error: 'junk' stands after a section and is ignored: write it in a "
+            "velmora.ini:1: error: 'junk' stands after a section and is ignored: write it on a "
             "line of its own\n",
             "exit 1"},
         Row{"CommentAfterASection", "[default] ; junk\nport = 7000\n", "", "exit 0"},
         Row{"NoKeyAtAll", "; nothing\n",
-            "velmora.ini:1: warning: sets no key in a section [default]: every setting has its "
+            "velmora.ini:1: warning: sets no key in [default]: every setting has its "
             "default\n",
             "exit 0"},
         Row{"ControlCharactersAreWrittenOut", "[default]\nport=6000\n\x1b[31m\xff = 4\n",
-            "velmora.ini:3: error: unknown key '\\x1b[31m\\xff': one of connections, port, "
-            "threads, threadQueuesize, queueTimeout is meant\n",
+            "velmora.ini:3: error: unknown key '\\x1b[31m\\xff': write one of connections, port, "
+            "threads, threadQueuesize, queueTimeout\n",
             "exit 1"}),
     rowName);
 
@@ -99,25 +99,26 @@ INSTANTIATE_TEST_SUITE_P(
             "velmora.ini:2: error: value '5s' of 'queueTimeout' has trailing text: the daemon "
             "takes 5; remove what follows the number\n",
             "exit 1"},
-        Row{"Hexadecimal", "[default]\nthreads = 0x10\n",
-            "velmora.ini:2: warning: value '0x10' of 'threads' is read as hexadecimal: the daemon "
-            "takes 16; write decimal numbers without leading zeros\n",
+        Row{"Hexadecimal", "[default]\nconnections = 99\nthreads = 0x10\n",
+            "velmora.ini:3: warning: value '0x10' of 'threads' is hexadecimal: the daemon takes "
+            "16; "
+            "write a decimal number\n",
             "exit 0"},
-        Row{"Octal", "[default]\nthreads = 010\n",
-            "velmora.ini:2: warning: value '010' of 'threads' is read as octal: the daemon takes "
-            "8; write decimal numbers without leading zeros\n",
-            "exit 0"},
+        Row{"Octal", "[default]\nconnections = 99\nthreads = 010\n",
+            "velmora.ini:3: error: value '010' of 'threads' is octal: the daemon takes 8; write it "
+            "without the zero before it\n",
+            "exit 1"},
         Row{"NoOctalDigit", "[default]\nqueueTimeout = 08\n",
-            "velmora.ini:2: error: value '08' of 'queueTimeout' has trailing text: the daemon "
-            "takes 0; remove what follows the number\n",
+            "velmora.ini:2: error: value '08' of 'queueTimeout' is octal: the daemon takes 0; "
+            "write it without the zero before it\n",
             "exit 1"},
         Row{"TooLargeForAnInt", "[default]\nthreads = 4294967297\n",
-            "velmora.ini:2: error: value '4294967297' of 'threads' is too large a number: the "
-            "daemon takes 1\n",
+            "velmora.ini:2: error: value '4294967297' of 'threads' does not fit into 32 bits: "
+            "the daemon takes 1\n",
             "exit 1"},
         Row{"TooLargeForALong", "[default]\nthreads = 99999999999999999999\n",
-            "velmora.ini:2: error: value '99999999999999999999' of 'threads' is too large a "
-            "number: the daemon takes -1\n",
+            "velmora.ini:2: error: value '99999999999999999999' of 'threads' does not fit into "
+            "32 bits: the daemon takes -1\n",
             "exit 1"},
         Row{"PortZero", "[default]\nport = 0\n",
             "velmora.ini:2: error: 'port' is 0: write 1 to 65535\n", "exit 1"},
@@ -135,10 +136,11 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(CheckTest, TellsOfALineThatIsTooLongForTheReader) {
     const CheckOutcome outcome =
-        checkIni("[default]\nport = 6000 ;" + std::string(186, 'x') + "threads = 2\n");
-    EXPECT_EQ(outcome.output,
-              "velmora.ini:2: error: line too long for the daemon: the rest of it, 'threads = 2', "
-              "is read as a line of its own\n");
+        checkIni("[default]\nport = 6000 ;" + std::string(186, 'x') + "connections = 2\n");
+    EXPECT_EQ(
+        outcome.output,
+        "velmora.ini:2: error: line too long for the daemon: the rest of it, 'connections = 2', "
+        "is read as a line of its own\n");
 }
 
 TEST_F(CheckTest, AllowsALineThatEndsInBlanksBeyondTheReadersBuffer) {

@@ -43,7 +43,9 @@ INSTANTIATE_TEST_SUITE_P(
             "vlog.cfg:3: warning: line 'A;B;X' is too short to count: a comment begins with '#'\n",
             "exit 0"},
         Row{"Replaced", "LOGGER;INFO;FULL;[STDOUT];0\nLOGGER;INFO;SIMPLE;[STDOUT];0\n",
-            "vlog.cfg:3: warning: rule is replaced by that of line 4: one rule a topic and level\n",
+            "vlog.cfg:3: warning: this rule is replaced by that of line 4: a topic and level have "
+            "one "
+            "rule\n",
             "exit 0"}),
     rowName);
 
@@ -51,14 +53,14 @@ INSTANTIATE_TEST_SUITE_P(
     Fields, LogFindings,
     testing::Values(
         Row{"Wildcard", "*;INFO;FULL;[STDOUT];0\n",
-            "vlog.cfg:3: warning: topic '*' is no wildcard: no line of the daemon is of it\n",
+            "vlog.cfg:3: warning: topic '*' is no wildcard: no line of the daemon has it\n",
             "exit 0"},
         Row{"MisspeltTopic", "VELMORASVR;WARN;FULL;[STDOUT];0\n",
-            "vlog.cfg:3: warning: topic 'VELMORASVR' is none of the daemon: did you mean "
+            "vlog.cfg:3: warning: no line of the daemon has the topic 'VELMORASVR': did you mean "
             "'VELMORASRV'?\n",
             "exit 0"},
-        Row{"BlanksInATopic", "MY TOPIC;INFO;FULL;[STDOUT];0\n",
-            "vlog.cfg:3: error: blanks do not count: 'MY TOPIC' is taken as 'MYTOPIC'\n", "exit 1"},
+        Row{"BlanksInATopic", "LOG GER;INFO;FULL;[STDOUT];0\n",
+            "vlog.cfg:3: error: blanks do not count: 'LOG GER' is taken as 'LOGGER'\n", "exit 1"},
         Row{"BlanksInAFile", "LOGGER;INFO;FULL;[STDOUT], my file;0\n",
             "vlog.cfg:3: error: blanks do not count: 'my file' is taken as 'myfile'\n", "exit 1"},
         Row{"UnknownLevel", "LOGGER;INFOS;FULL;[STDOUT];0\n",
@@ -66,8 +68,9 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"LevelInLowerCase", "LOGGER;info;FULL;[STDOUT];0\n",
             "vlog.cfg:3: error: unknown level 'info': did you mean 'INFO'?\n", "exit 1"},
         Row{"LevelLikeNone", "LOGGER;ALL;FULL;[STDOUT];0\n",
-            "vlog.cfg:3: error: unknown level 'ALL': one of INFO, DEBUG, WARN, NOTICE, CRITICAL, "
-            "TRACE is meant\n",
+            "vlog.cfg:3: error: unknown level 'ALL': write one of INFO, DEBUG, WARN, NOTICE, "
+            "CRITICAL, "
+            "TRACE\n",
             "exit 1"},
         Row{"ListOfLevels", "LOGGER;INFO,DEBUG;FULL;[STDOUT];0\n",
             "vlog.cfg:3: error: unknown level 'INFO,DEBUG': write one level a line\n", "exit 1"},
@@ -93,7 +96,8 @@ INSTANTIATE_TEST_SUITE_P(
             "a whole number with K, M, G or nothing after it\n",
             "exit 1"},
         Row{"UnitOfTwoPowers", "LOGGER;INFO;FULL;x.log;5KiB\n",
-            "vlog.cfg:3: warning: size '5KiB' counts as 5000 bytes: units are of thousands\n",
+            "vlog.cfg:3: warning: size '5KiB' counts as 5000 bytes: K, M and G stand for "
+            "thousands\n",
             "exit 0"},
         Row{"TooLong", "LOGGER;INFO;FULL;x.log;5000000000\n",
             "vlog.cfg:3: error: size '5000000000' is too long and counts as 0, no limit; write "
@@ -109,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
             "vlog.cfg:3: error: size '-1' is negative and counts as no limit; write 0 for none\n",
             "exit 1"},
         Row{"None", "LOGGER;INFO;FULL;x.log;,\n",
-            "vlog.cfg:3: warning: no size is given: no destination has a limit; write 0\n",
+            "vlog.cfg:3: warning: no size is given, so no destination has a limit: write 0\n",
             "exit 0"},
         Row{"TooMany", "LOGGER;INFO;FULL;x.log;1M,2M\n",
             "vlog.cfg:3: warning: more sizes than destinations: those at the end do not count\n",
@@ -150,14 +154,18 @@ TEST_F(CheckTest, TellsOfAByteOrderMark) {
 TEST_F(CheckTest, TellsThatNothingIsLoggedWithoutAConfiguration) {
     EXPECT_EQ(check({"--quiet", "-p", "6000"}).output,
               "<environment>:1: warning: VL_LOGCFG is not set: nothing is logged, not even why a "
-              "start fails; set it to the path of a log configuration file\n");
+              "start fails; set it to the path of a log configuration file, or say --logcfg \"\" "
+              "if that is "
+              "meant\n");
 }
 
 TEST_F(CheckTest, TellsThatNothingIsLoggedWithAnEmptyName) {
     environment["VL_LOGCFG"] = "";
     EXPECT_EQ(check({"--quiet", "-p", "6000"}).output,
               "<environment>:1: warning: VL_LOGCFG is empty: nothing is logged, not even why a "
-              "start fails; set it to the path of a log configuration file\n");
+              "start fails; set it to the path of a log configuration file, or say --logcfg \"\" "
+              "if that is "
+              "meant\n");
 }
 
 TEST_F(CheckTest, TellsThatTheBuiltInRulesHaveNoneForTheService) {

@@ -2,18 +2,24 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "velmoracheck/check_test.h"
-#include "velmoraserver/app/velmoracheck/port_probe.h"
+#include <cerrno>
+#include <optional>
 
-using velmoracheck::PortState;
-using velmoracheck::probePort;
+#include "support/wait_until.h"
+#include "velmoracheck/check_test.h"
+#include "velmoraserver/app/velmoracheck/port_check.h"
+
+using velmoracheck::endpointOf;
+using velmoracheck::tryPort;
+using velmoracheck::unitOf;
 
 namespace {
 
 // A server on a port that the system chooses.
 class Listener {
 public:
-    explicit Listener(const std::string& address) : fd(::socket(AF_INET, SOCK_STREAM, 0)) {
+    explicit Listener(const std::string& address)
+        : fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in place{};
         place.sin_family = AF_INET;
         ::inet_pton(AF_INET, address.c_str(), &place.sin_addr);
@@ -36,28 +42,35 @@ private:
     int number = 0;
 };
 
-TEST(ProbePort, TellsAPortInUse) {
-    const Listener server("127.0.0.1");
-    EXPECT_EQ(probePort("127.0.0.1", server.port()).kind, PortState::InUse);
+// The error of listening there.
+int tryAddress(const std::string& address, int port) {
+    std::optional<sockaddr_storage> endpoint = endpointOf(address, port);
+    return endpoint ? tryPort(*endpoint) : -1;
 }
 
-TEST(ProbePort, LeavesAFreePortFree) {
+TEST(TryPort, TellsAPortInUse) {
+    const Listener server("127.0.0.1");
+    EXPECT_EQ(tryAddress("127.0.0.1", server.port()), EADDRINUSE);
+}
+
+TEST(TryPort, LeavesAFreePortFree) {
     int port = 0;
     {
         const Listener server("127.0.0.1");
         port = server.port();
     }
-    EXPECT_EQ(probePort("127.0.0.1", port).kind, PortState::Free);
-    EXPECT_EQ(probePort("127.0.0.1", port).kind, PortState::Free);
+    EXPECT_EQ(tryAddress("127.0.0.1", port), 0);
+    EXPECT_EQ(tryAddress("127.0.0.1", port), 0);
 }
 
-TEST(ProbePort, TellsAnAddressThatIsNone) {
-    EXPECT_EQ(probePort("localhost", 6000).kind, PortState::Unusable);
-    EXPECT_EQ(probePort("localhost", 6000).problem, "Not a numeric address");
+TEST(TryPort, TellsAnAddressOfAnotherMachine) {
+    EXPECT_EQ(tryAddress("192.0.2.1", 6000), EADDRNOTAVAIL);
 }
 
-TEST(ProbePort, TellsAnAddressOfAnotherMachine) {
-    EXPECT_EQ(probePort("192.0.2.1", 6000).kind, PortState::Unusable);
+TEST(EndpointOf, IsNothingForAnAddressThatIsNone) {
+    for (const char* text : {"", "localhost", "1.2.3", "1.2.3.4%lo", "::1::", "[::1]"}) {
+        EXPECT_FALSE(endpointOf(text, 6000)) << text;
+    }
 }
 
 class Port : public CheckTest {
@@ -69,10 +82,10 @@ TEST_F(Port, InUseIsAWarningAtThePlaceOfTheSetting) {
     const Listener server(environment["VELMORA_LIGHT_BIND"]);
     const std::string port = std::to_string(server.port());
     const CheckOutcome outcome = checkIni("[default]\nthreads = 1\nport = " + port + "\n");
-    EXPECT_EQ(outcome.output, "velmora.ini:3: warning: port " + port + " of '" +
-                                  environment["VELMORA_LIGHT_BIND"] +
-                                  "' is in use now: stop what listens there, or choose another "
-                                  "port\n");
+    EXPECT_EQ(outcome.output,
+              "velmora.ini:3: warning: port " + port + " of '" + environment["VELMORA_LIGHT_BIND"] +
+                  "' is in use now by velmoracheck_te (process " + std::to_string(::getpid()) +
+                  "): stop it, or choose another port\n");
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
@@ -82,15 +95,116 @@ TEST_F(Port, IsTriedOnTheLoopbackAddressWithoutAVariable) {
     const std::string port = std::to_string(server.port());
     EXPECT_EQ(check({"--quiet", "--logcfg", "vlog.cfg", "-p", port}).output,
               "<command-line>:1: warning: port " + port +
-                  " of '127.0.0.1' is in use now: stop what listens there, or choose another "
-                  "port\n");
+                  " of '127.0.0.1' is in use now by velmoracheck_te (process " +
+                  std::to_string(::getpid()) + "): stop it, or choose another port\n");
 }
 
 TEST_F(Port, CannotBeTriedOnAnAddressThatIsNone) {
     environment["VELMORA_LIGHT_BIND"] = "everywhere";
-    EXPECT_EQ(check({"--quiet", "--logcfg", "vlog.cfg", "-p", "6000"}).output,
-              "<environment>:1: warning: port 6000 of 'everywhere' cannot be listened on: Not a "
-              "numeric address\n");
+    EXPECT_EQ(
+        check({"--quiet", "--logcfg", "vlog.cfg", "-p", "6000"}).output,
+        "<environment>:1: warning: VELMORA_LIGHT_BIND is 'everywhere', which is no IP address\n");
+}
+
+TEST_F(Port, OfALinkLocalAddressMayNameItsInterface) {
+    for (const char* address : {"::1%lo", "fe80::1%lo", "::1", "0.0.0.0"}) {
+        EXPECT_TRUE(endpointOf(address, 6000)) << address;
+    }
+    environment["VELMORA_LIGHT_BIND"] = "::1%lo";
+    EXPECT_EQ(check({"--quiet", "--logcfg", "vlog.cfg", "-p", "6000"}).output, "");
+}
+
+// A daemon that serves on a free port, and the checker beside it.
+class PortOfTheDaemon : public Port {
+protected:
+    PortOfTheDaemon() {
+        environment["LD_LIBRARY_PATH"] = SPECIAL_ENGINES "/listening";
+        const Listener server(environment["VELMORA_LIGHT_BIND"]);
+        port = std::to_string(server.port());
+        ini = "[default]\nport = " + port + "\n";
+        writeFile(directory.path("velmora.ini"), ini);
+    }
+
+    void start(const Arguments& arguments) {
+        daemon.emplace(Process::Start{.command = commandOf("velmoraserviced", arguments),
+                                      .environment = variables(),
+                                      .directory = directory.path(),
+                                      .output = directory.path("output"),
+                                      .errors = directory.path("errors")});
+        ASSERT_TRUE(waitUntil([this] {
+            return tryAddress(environment["VELMORA_LIGHT_BIND"], std::stoi(port)) == EADDRINUSE;
+        }));
+    }
+
+    [[nodiscard]] std::string findings(const Arguments& arguments) {
+        Arguments all{"--quiet", "--logcfg", "vlog.cfg"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return check(all).output;
+    }
+
+    // The warning of a port that the daemon has, which was started so.
+    [[nodiscard]] std::string warning(const std::string& place, const std::string& started) {
+        return place + ": warning: port " + port + " of '" + environment["VELMORA_LIGHT_BIND"] +
+               "' is in use now by velmoraserviced (process " + std::to_string(daemon->pid()) +
+               ", started with " + started + "): stop it, or choose another port\n";
+    }
+
+    std::string port;
+    std::string ini;
+    std::optional<Process> daemon;
+};
+
+TEST_F(PortOfTheDaemon, IsNoFindingWhenThatDaemonIsToBeRestarted) {
+    start({"--ini", "velmora.ini"});
+    EXPECT_EQ(findings({"--strict", "--ini", "velmora.ini"}), "");
+    EXPECT_EQ(findings({"--strict", "--ini", directory.path("velmora.ini")}), "");
+    EXPECT_NE(
+        check({"--logcfg", "vlog.cfg", "--ini", "velmora.ini"})
+            .output.find("\nNote: port " + port + " of '" + environment["VELMORA_LIGHT_BIND"] +
+                         "' is held by the daemon that is to be restarted (process " +
+                         std::to_string(daemon->pid()) + ")\n"),
+        std::string::npos);
+}
+
+TEST_F(PortOfTheDaemon, IsNoFindingForOptionsWhenItWasStartedWithOptions) {
+    start({"-p", port});
+    EXPECT_EQ(findings({"-p", port, "-c", "3"}), "");
+}
+
+TEST_F(PortOfTheDaemon, IsAWarningForAnotherIniFile) {
+    start({"--ini", "velmora.ini"});
+    writeFile(directory.path("other.ini"), ini);
+    EXPECT_EQ(findings({"--ini", "other.ini"}), warning("other.ini:2", "--ini velmora.ini"));
+    EXPECT_EQ(findings({"-p", port}), warning("<command-line>:1", "--ini velmora.ini"));
+}
+
+TEST_F(PortOfTheDaemon, IsAWarningForADaemonOfAnotherInstallation) {
+    start({"--ini", "velmora.ini"});
+    copyProgram();
+    EXPECT_EQ(findings({"--ini", "velmora.ini"}), warning("velmora.ini:2", "--ini velmora.ini"));
+}
+
+TEST_F(PortOfTheDaemon, IsNoFindingAfterANewVersionWasInstalled) {
+    copyProgram();
+    start({"--ini", "velmora.ini"});
+    std::filesystem::copy_file(BUILD_DIRECTORY "/bin/velmoraserviced", directory.path("new"));
+    std::filesystem::rename(directory.path("new"), directory.path("bin/velmoraserviced"));
+    EXPECT_EQ(findings({"--ini", "velmora.ini"}), "");
+}
+
+TEST(UnitOf, IsTheDaemonsUnit) {
+    EXPECT_EQ(unitOf("0::/system.slice/velmoraserviced.service\n"), "velmoraserviced.service");
+    EXPECT_EQ(unitOf("0::/system.slice/system-velmoraserviced.slice/velmoraserviced@a.service\n"),
+              "velmoraserviced@a.service");
+}
+
+TEST(UnitOf, IsEmptyForAnotherUnitOrNone) {
+    for (const char* text :
+         {"", "0::/\n", "0::/system.slice/ssh.service\n", "0::/user.slice/session-3.scope\n",
+          "0::/system.slice/velmoraserviced.service/more\n",
+          "0::/system.slice/velmoraserviced2.service\n"}) {
+        EXPECT_EQ(unitOf(text), "") << text;
+    }
 }
 
 }  // namespace

@@ -26,9 +26,9 @@ TEST_F(Report, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
     const CheckOutcome outcome = check(goodFiles);
     EXPECT_EQ(outcome.output,
               "Settings\n"
-              "  connections      1     default\n"
+              "  connections      4     velmora.ini:3\n"
               "  port             6000  velmora.ini:2\n"
-              "  threads          4     velmora.ini:3\n"
+              "  threads          4     velmora.ini:4\n"
               "  threadQueuesize  10    default\n"
               "  queueTimeout     0     default\n"
               "\n"
@@ -37,12 +37,14 @@ TEST_F(Report, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
                   std::string(engineFile) +
                   "\n"
                   "\n"
-                  "Log rules (vlog.cfg)\n"
+                  "Log rules (vlog.cfg), relative names in " +
+                  directory.path() +
+                  "\n"
                   "  VELMORASRV  INFO      SIMPLE_TS  [STDOUT]\n"
                   "                                   service.log  limit 10000000\n"
                   "  VELMORASRV  CRITICAL  FULL       [STDOUT]\n"
                   "\n"
-                  "OK: velmoraserviced would start as its files say\n");
+                  "OK: the files are sound; whether the engine starts, --rehearse tells\n");
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.ending, "exit 0");
 }
@@ -54,7 +56,9 @@ TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
         "<command-line>:1: warning: argument 'x' is ignored: an INI file is named with --ini\n"
         "<command-line>:1: error: 'threads' is 0: write at least 1\n"
         "<environment>:1: warning: VL_LOGCFG is not set: nothing is logged, not even why a "
-        "start fails; set it to the path of a log configuration file\n"
+        "start fails; set it to the path of a log configuration file, or say --logcfg \"\" if that "
+        "is "
+        "meant\n"
         "\n"
         "Settings\n"
         "  connections      1     default\n"
@@ -77,7 +81,7 @@ TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
 TEST_F(Report, SaysThatThereAreNoSettingsAndNoEngine) {
     environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
     const std::string text = check({"--logcfg", "vlog.cfg", "-i", "missing"}).output;
-    EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: none\n\nLog rules (vlog.cfg)\n"),
+    EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: none\n\nLog rules (vlog.cfg), "),
               std::string::npos)
         << text;
 }
@@ -160,18 +164,20 @@ TEST_F(Report, IsTheSameForPrograms) {
         "file": "<command-line>", "line": 1, "severity": "warning",
         "text": "option 'threads' is ignored: with --ini the INI file alone decides"}])"));
     EXPECT_EQ(json["settings"], nlohmann::json::parse(R"([
-        {"name": "connections", "value": 1, "source": "default"},
+        {"name": "connections", "value": 4, "source": "velmora.ini:3"},
         {"name": "port", "value": 6000, "source": "velmora.ini:2"},
-        {"name": "threads", "value": 4, "source": "velmora.ini:3"},
+        {"name": "threads", "value": 4, "source": "velmora.ini:4"},
         {"name": "threadQueuesize", "value": 10, "source": "default"},
         {"name": "queueTimeout", "value": 0, "source": "default"}])"));
     EXPECT_EQ(json["engine"],
               nlohmann::json({{"version", "1.2.3"}, {"build", "abc123"}, {"file", engineFile}}));
-    EXPECT_EQ(json["log"], nlohmann::json::parse(R"({"source": "vlog.cfg", "rules": [
+    EXPECT_EQ(json["log"]["source"], "vlog.cfg");
+    EXPECT_EQ(json["log"]["directory"], directory.path());
+    EXPECT_EQ(json["log"]["rules"], nlohmann::json::parse(R"([
         {"topic": "VELMORASRV", "level": "INFO", "format": "SIMPLE_TS", "destinations": [
             {"name": "[STDOUT]", "limit": 0}, {"name": "service.log", "limit": 10000000}]},
         {"topic": "VELMORASRV", "level": "CRITICAL", "format": "FULL", "destinations": [
-            {"name": "[STDOUT]", "limit": 0}]}]})"));
+            {"name": "[STDOUT]", "limit": 0}]}])"));
 }
 
 TEST_F(Report, HasNullsForProgramsWhereNothingIsKnown) {
@@ -195,6 +201,38 @@ TEST_F(Report, IsJsonWhateverBytesAreInAFile) {
     const nlohmann::json json = nlohmann::json::parse(
         check({"--json", "--logcfg", "vlog.cfg", "--ini", "velmora.ini"}).output);
     EXPECT_EQ(json["log"]["rules"][2]["topic"], "\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
+TEST_F(Report, ShowsNamesThatAreNotAsciiAlikeInTableAndFindings) {
+    writeFile(directory.path("vlog.cfg"),
+              goodLog + std::string("LOGGER;INFO;SIMPLE;gr\xc3\xb6\xc3\x9f"
+                                    "e/x.log;5K\n"));
+    const std::string text = check(goodFiles).output;
+    EXPECT_NE(text.find("destination 'gr\xc3\xb6\xc3\x9f"
+                        "e/x.log' cannot be written"),
+              std::string::npos)
+        << text;
+    // As wide as "service.log" and two blanks: characters are counted.
+    EXPECT_NE(text.find("\n  LOGGER      INFO      SIMPLE     gr\xc3\xb6\xc3\x9f"
+                        "e/x.log  limit 5000\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(Report, KeepsControlCharactersOfEitherRangeFromTheTerminal) {
+    const std::string name =
+        "x\x1b[31m\x9b"
+        "31m\xc2\x9b"
+        "31m";
+    writeFile(directory.path("vlog.cfg"),
+              goodLog + ("LOGGER;INFO;SIMPLE;no/" + name + ";5K\n" + name + ";INFO;FULL;y;0\n"));
+    for (const char* option : {"--strict", "--quiet", "--json"}) {
+        Arguments arguments = goodFiles;
+        arguments.insert(arguments.begin(), option);
+        const std::string text = check(arguments).output;
+        EXPECT_EQ(text.find_first_of("\x1b\x9b"), std::string::npos) << text;
+        EXPECT_NE(text.find("31m"), std::string::npos) << text;
+    }
 }
 
 TEST_F(Report, ThatCannotBeWrittenIsStatusTwo) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,8 +15,9 @@ namespace velmoracheck {
 [[nodiscard]] std::uint64_t limitOf(std::uint64_t size);
 
 // Finds what is wrong with the destinations of the rules that count, in the file `path`: whether
-// each, and its backup, can be written, and what becomes of the limits.
+// each, and its backup, can be written and is no file that the daemon reads (`path`, `iniFile`),
+// whether two are one, and what becomes of the limits.
 void checkDestinations(const std::vector<LogRule>& rules, const std::string& path,
-                       Findings& findings);
+                       const std::optional<std::string>& iniFile, Findings& findings);
 
 }  // namespace velmoracheck

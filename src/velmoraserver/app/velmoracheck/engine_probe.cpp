@@ -1,153 +1,194 @@
 #include "velmoraserver/app/velmoracheck/engine_probe.h"
 
 #include <fcntl.h>
-#include <poll.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstring>
-#include <system_error>
+#include <filesystem>
+#include <functional>
 #include <vector>
 
-#include "velmoraserver/app/velmoracheck/engine_child.h"
+#include "velmoraserver/app/velmoracheck/invocation.h"
+#include "velmoraserver/app/velmoracheck/listener.h"
 
 namespace velmoracheck {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-constexpr std::size_t longestAnswer = PIPE_BUF;
+constexpr milliseconds answerTime{5000};
+constexpr milliseconds serveTime{10000};
+constexpr milliseconds leaveTime{1000};
+constexpr int notLoaded = 127;  // the status of the loader, and of a shell
 
-// A child process and the end of its pipe. Whatever the child does, it is gone when the object is.
+std::string contentOf(int file) {
+    constexpr off_t most = 65536;
+    std::string text(most, '\0');
+    const off_t size = ::lseek(file, 0, SEEK_END);
+    const ssize_t n = ::pread(file, text.data(), text.size(), std::max<off_t>(size - most, 0));
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
+    return text;
+}
+
+// The program that is linked with the engine as the daemon is, while it runs. What it starts is in
+// a process group with it; whatever it does, all of that is gone when the object is.
 class Child {
 public:
-    Child() {
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0) {
-            return;
-        }
-        pid = ::fork();
+    // With the numbers of a server, in the order of the program's arguments, or without any.
+    explicit Child(const std::vector<int>& numbers)
+        : program(programBeside("../lib/velmora/velmoraengine-probe")),
+          answers(::memfd_create("answers", MFD_CLOEXEC)),
+          output(::memfd_create("output", MFD_CLOEXEC)),
+          pid(::fork()) {
         if (pid == 0) {
-            ::close(ends[0]);
-            ::setpgid(0, 0);  // so that what the engine starts goes with it
-            askEngine(ends[1]);
+            becomeProgram(numbers);
         }
-        ::close(ends[1]);
-        pipe = ends[0];
     }
     ~Child() {
-        if (pid > 0 && !isReaped) {
-            kill();
-            ::waitpid(pid, nullptr, 0);
-        }
-        if (pipe >= 0) {
-            ::close(pipe);
-        }
+        end();
+        ::close(answers);
+        ::close(output);
     }
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    [[nodiscard]] bool isRunning() const { return pid > 0; }
+    [[nodiscard]] pid_t id() const { return pid; }
 
-    // What the child says; empty when it ends without a word, nothing when neither happens in time.
-    // The child says all of it in one piece.
-    [[nodiscard]] std::optional<std::string> read(Clock::time_point deadline) const {
-        if (!waitForInput(deadline)) {
-            return std::nullopt;
+    // Its answers so far, each of which ends in a zero byte.
+    [[nodiscard]] std::vector<std::string> texts() const {
+        std::vector<std::string> result;
+        const std::string all = contentOf(answers);
+        for (std::size_t begin = 0; begin < all.size(); begin += result.back().size() + 1) {
+            result.emplace_back(all.c_str() + begin);
         }
-        std::string answer(longestAnswer, '\0');
-        const ssize_t n = ::read(pipe, answer.data(), answer.size());
-        answer.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
-        return answer;
+        return result;
     }
 
-    // How the child ended, as waitpid() says; it is killed at the deadline.
-    [[nodiscard]] int end(Clock::time_point deadline) {
-        int status = 0;
-        while (::waitpid(pid, &status, WNOHANG) == 0) {
-            if (Clock::now() >= deadline) {
-                kill();
+    // Whether something comes true in time, before it ends or as it does.
+    [[nodiscard]] bool achieves(const std::function<bool()>& condition, milliseconds limit) const {
+        const Clock::time_point deadline = Clock::now() + limit;
+        for (bool isLast = false; !condition(); ::usleep(1000)) {
+            if (isLast || Clock::now() > deadline) {
+                return false;
             }
-            ::usleep(1000);
+            isLast = hasEnded();
         }
-        isReaped = true;
-        ::kill(-pid, SIGKILL);  // what the engine may have started
-        return status;
+        return true;
+    }
+
+    [[nodiscard]] bool hasEnded() const {
+        siginfo_t info{};
+        // Left to be waited for again: until then nobody else has its number.
+        constexpr int look = WEXITED | WNOHANG | WNOWAIT;
+        return pid <= 0 ||
+               (::waitid(P_PID, static_cast<id_t>(pid), &info, look) == 0 && info.si_pid == pid);
+    }
+
+    // Ends it as the daemon is ended, and by force when that does not help. What became of it.
+    std::string end() {
+        if (pid <= 0) {
+            return "cannot be run";
+        }
+        ::kill(-pid, SIGTERM);
+        static_cast<void>(achieves([this] { return hasEnded(); }, leaveTime));
+        ::kill(-pid, SIGKILL);
+        ::kill(pid, SIGKILL);  // it may not have its group yet
+        int status = 0;
+        ::waitpid(std::exchange(pid, -1), &status, 0);
+        if (WIFSIGNALED(status)) {
+            return joined("crashes with SIG", ::sigabbrev_np(WTERMSIG(status)));
+        }
+        return WEXITSTATUS(status) == notLoaded && !said().empty()
+                   ? "cannot be loaded"
+                   : joined("ends the process with status ", WEXITSTATUS(status));
+    }
+
+    // "; it says: " and the last line that it printed, without its own name; empty without one.
+    [[nodiscard]] std::string said() const {
+        std::string text = contentOf(output);
+        text.erase(text.find_last_not_of(" \t\r\n") + 1);
+        text.erase(0, text.find_last_of('\n') + 1);
+        for (std::size_t at = 0; (at = text.find(program + ": ")) != std::string::npos;) {
+            text.erase(at, program.size() + 2);
+        }
+        return text.empty() ? "" : "; it says: " + text;
     }
 
 private:
-    void kill() const {
-        ::kill(-pid, SIGKILL);
-        ::kill(pid, SIGKILL);  // it may not have its group yet
-    }
-
-    [[nodiscard]] bool waitForInput(Clock::time_point deadline) const {
-        pollfd input{.fd = pipe, .events = POLLIN, .revents = 0};
-        for (;;) {
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-            const int ready =
-                ::poll(&input, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
-            if (ready >= 0 || errno != EINTR) {
-                return ready > 0;
-            }
+    // A crash leaves no core file behind (1 is too little for one, and keeps the system's handler
+    // of them from being called); with the parent goes the child.
+    [[noreturn]] void becomeProgram(const std::vector<int>& numbers) const {
+        ::setpgid(0, 0);
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        constexpr rlimit tooSmall{1, 1};
+        ::setrlimit(RLIMIT_CORE, &tooSmall);
+        ::dup2(output, STDOUT_FILENO);
+        ::dup2(output, STDERR_FILENO);
+        std::vector<std::string> words{program, std::to_string(::fcntl(answers, F_DUPFD, 0))};
+        std::ranges::transform(numbers, std::back_inserter(words),
+                               [](int number) { return std::to_string(number); });
+        std::vector<char*> arguments;
+        for (std::string& word : words) {
+            arguments.push_back(word.data());
         }
+        arguments.push_back(nullptr);
+        ::execv(program.c_str(), arguments.data());
+        ::dprintf(STDERR_FILENO, "%s: %s\n", program.c_str(), std::strerror(errno));
+        ::_exit(notLoaded);
     }
 
-    pid_t pid = -1;
-    int pipe = -1;
-    bool isReaped = false;
+    std::string program;
+    int answers;  // files
+    int output;
+    pid_t pid;
 };
-
-std::vector<std::string> splitAtZeros(const std::string& text) {
-    std::vector<std::string> pieces;
-    for (std::size_t begin = 0; begin < text.size();) {
-        pieces.emplace_back(text.c_str() + begin);
-        begin += pieces.back().size() + 1;
-    }
-    return pieces;
-}
-
-EngineProbe problem(std::string text) {
-    return {std::nullopt, std::move(text)};
-}
-
-EngineProbe understand(const std::string& answer, int status) {
-    if (WIFSIGNALED(status)) {
-        const char* name = ::sigabbrev_np(WTERMSIG(status));
-        return problem("crashes with SIG" + std::string(name != nullptr ? name : "unknown") +
-                       " when it is asked for its version");
-    }
-    const std::vector<std::string> texts =
-        splitAtZeros(answer.substr(std::min<std::size_t>(1, answer.size())));
-    if (answer.starts_with(engineAnswered) && texts.size() == 3) {
-        return {Engine{texts[0], texts[1], texts[2]}, {}};
-    }
-    if (answer.starts_with(engineFailed) && texts.size() == 1) {
-        return problem(texts[0]);
-    }
-    return problem("ends the process with status " + std::to_string(WEXITSTATUS(status)) +
-                   " when it is asked for its version");
-}
 
 }  // namespace
 
-EngineProbe probeEngine(std::chrono::milliseconds limit) {
-    const Clock::time_point deadline = Clock::now() + limit;
-    Child child;
-    if (!child.isRunning()) {
-        return problem("cannot be tried: " + std::generic_category().message(errno));
+EngineProbe probeEngine() {
+    Child child({});
+    if (child.achieves([&] { return child.texts().size() == 3; }, answerTime)) {
+        const std::vector<std::string> texts = child.texts();
+        const std::string file = std::filesystem::path(texts[0]).lexically_normal().string();
+        return {Engine{file, texts[1], texts[2]}, {}};
     }
-    const std::optional<std::string> answer = child.read(deadline);
-    if (!answer) {
-        return problem("does not answer within " + std::to_string(limit.count()) + " ms");
+    if (!child.hasEnded()) {
+        return {std::nullopt, joined("does not answer within ", answerTime.count(), " ms")};
     }
-    return understand(*answer, child.end(deadline));
+    const std::string ending = child.end();
+    return {std::nullopt, ending + " when it is asked for its version" + child.said()};
+}
+
+Rehearsal rehearse(const qor::Settings& settings) {
+    const Clock::time_point begin = Clock::now();
+    Child child({settings.port, settings.connections, settings.threads, settings.threadQueuesize,
+                 settings.queueTimeout});
+    const auto isRefused = [&] { return child.texts().size() == 4 && child.texts()[3] == "null"; };
+    const auto serves = [&] {
+        return child.texts().size() == 4 && hasSocket(child.id(), listenersOn(settings.port));
+    };
+    const bool isDecided = child.achieves([&] { return isRefused() || serves(); }, serveTime);
+    const auto duration = std::chrono::duration_cast<milliseconds>(Clock::now() - begin);
+    if (isDecided && !isRefused()) {
+        return {duration, {}};
+    }
+    if (isDecided) {
+        return {duration, "it creates no server" + child.said()};
+    }
+    if (child.hasEnded()) {
+        const std::string ending = child.end();
+        return {duration, "it " + ending + " when it is to create its server" + child.said()};
+    }
+    return {duration, joined("it does not listen on port ", settings.port, " within ",
+                             serveTime.count(), " ms", child.said())};
 }
 
 }  // namespace velmoracheck

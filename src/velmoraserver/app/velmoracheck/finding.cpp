@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <tuple>
-#include <utility>
 
 namespace velmoracheck {
 
@@ -10,19 +9,10 @@ const char* severityName(Severity severity) {
     return severity == Severity::Error ? "error" : "warning";
 }
 
-void Findings::error(const Place& place, std::string text) {
-    ++errorCount;
-    keep(Severity::Error, place, std::move(text));
-}
-
-void Findings::warning(const Place& place, std::string text) {
-    ++warningCount;
-    keep(Severity::Warning, place, std::move(text));
-}
-
 void Findings::keep(Severity severity, const Place& place, std::string text) {
-    File& file = files.try_emplace(place.file, File{.rank = files.size()}).first->second;
     const bool isError = severity == Severity::Error;
+    ++(isError ? errorCount : warningCount);
+    File& file = files.try_emplace(place.file, File{.rank = files.size()}).first->second;
     std::size_t& count = isError ? file.errors : file.warnings;
     if (++count <= (isError ? keptErrors : keptWarnings)) {
         findings.push_back({severity, place, std::move(text)});

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "velmoraserver/app/velmoracheck/words.h"
+
 namespace velmoracheck {
 
 // Where something stands. What concerns a whole file stands at its line 1.
@@ -37,8 +39,15 @@ public:
     static constexpr std::size_t keptWarnings = 100;
     static constexpr std::size_t keptErrors = 1000;
 
-    void error(const Place& place, std::string text);
-    void warning(const Place& place, std::string text);
+    // The parts are joined.
+    template <typename... Parts>
+    void error(const Place& place, const Parts&... parts) {
+        keep(Severity::Error, place, joined(parts...));
+    }
+    template <typename... Parts>
+    void warning(const Place& place, const Parts&... parts) {
+        keep(Severity::Warning, place, joined(parts...));
+    }
 
     [[nodiscard]] std::size_t errors() const { return errorCount; }
     [[nodiscard]] std::size_t warnings() const { return warningCount; }

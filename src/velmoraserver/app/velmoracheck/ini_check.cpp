@@ -1,14 +1,11 @@
-#include "velmoraserver/app/velmoracheck/ini_check.h"
-
 #include <algorithm>
 #include <cstddef>
 
 #include "velmoraserver/app/velmoracheck/ini_layout.h"
 #include "velmoraserver/app/velmoracheck/input_file.h"
-#include "velmoraserver/app/velmoracheck/words.h"
+#include "velmoraserver/app/velmoracheck/setting_check.h"
 
 using qor::iniSection;
-using qor::Settings;
 
 namespace velmoracheck {
 
@@ -26,8 +23,12 @@ bool isValue(const IniLine& line) {
     return line.kind == IniLine::Value || line.kind == IniLine::Continuation;
 }
 
-std::string lineNumber(const IniLine& line) {
-    return "line " + std::to_string(line.number);
+void checkSection(const IniLine& line, const Place& place, Findings& findings) {
+    if (!isOurs(line)) {
+        findings.warning(place, "unknown section ", inQuotes(line.section),
+                         ": the daemon reads [default] alone",
+                         closest(line.section, {iniSection}).empty() ? "" : ": did you mean that?");
+    }
 }
 
 void checkKey(const IniLine& line, const Place& place, Findings& findings) {
@@ -36,53 +37,41 @@ void checkKey(const IniLine& line, const Place& place, Findings& findings) {
         return lowerCase(name) == lowerCase(line.key);
     };
     if (line.section.empty()) {
-        findings.error(place, "key " + inQuotes(line.key) +
-                                  " stands outside any section: write [default] above it");
+        findings.error(place, "key ", inQuotes(line.key),
+                       " stands outside any section: write [default] above it");
     } else if (isOurs(line) && std::ranges::none_of(names, isKey)) {
-        findings.error(place, "unknown key " + inQuotes(line.key) + remedy(line.key, names));
+        findings.error(place, "unknown key ", inQuotes(line.key), remedy(line.key, names));
     }
 }
 
 void checkLine(const IniLine& line, const Place& place, Findings& findings) {
     switch (line.kind) {
         case IniLine::Section:
-            if (!isOurs(line)) {
-                findings.warning(place, "unknown section " + inQuotes(line.section) +
-                                            ": the daemon reads [default] alone" +
-                                            (closest(line.section, {iniSection}).empty()
-                                                 ? ""
-                                                 : ": did you mean 'default'?"));
-            }
-            return;
+            return checkSection(line, place, findings);
         case IniLine::Value:
-            checkKey(line, place, findings);
-            return;
+            return checkKey(line, place, findings);
         case IniLine::Continuation:
-            findings.error(place, inQuotes(line.value) +
-                                      " begins with a blank and is read as more of '" +
-                                      printable(line.key) + "' above: remove the blank");
-            return;
+            return findings.error(place, inQuotes(line.value),
+                                  " begins with a blank, so it continues the value of ",
+                                  inQuotes(line.key), " above: remove the blank");
         case IniLine::AfterSection:
-            findings.error(place, inQuotes(line.value) +
-                                      " stands after a section and is ignored: write it in a line "
-                                      "of its own");
-            return;
+            return findings.error(place, inQuotes(line.value),
+                                  " stands after a section and is ignored: write it on a line of "
+                                  "its own");
         case IniLine::SyntaxError:
-            findings.error(place,
-                           "syntax error, the line is ignored: write 'key = value', "
-                           "'[section]' or '; comment'");
-            return;
+            return findings.error(place,
+                                  "syntax error, the line is ignored: write 'key = value', "
+                                  "'[section]' or '; comment'");
         case IniLine::Overlong:
-            findings.error(place, "line too long for the daemon: the rest of it, " +
-                                      inQuotes(line.value) + ", is read as a line of its own");
-            return;
+            return findings.error(place, "line too long for the daemon: the rest of it, ",
+                                  inQuotes(line.value), ", is read as a line of its own");
     }
 }
 
 // Of several values of a key the daemon takes the first that is not empty: the reader joins them,
 // and a number ends where the next begins.
-SettingInForce checkSetting(const SettingMeaning& setting, const std::string& path,
-                            const std::vector<IniLine>& lines, int taken, Findings& findings) {
+SettingSource checkSetting(const SettingMeaning& setting, const std::string& path,
+                           const std::vector<IniLine>& lines, int taken, Findings& findings) {
     std::vector<const IniLine*> values;
     for (const IniLine& line : lines) {
         if (isValue(line) && isOurs(line, setting)) {
@@ -90,7 +79,7 @@ SettingInForce checkSetting(const SettingMeaning& setting, const std::string& pa
         }
     }
     if (values.empty()) {
-        return {setting.name, taken, "default", {path, 1}};
+        return {"default", {path, 1}};
     }
     const auto filled =
         std::ranges::find_if(values, [](auto* line) { return !line->value.empty(); });
@@ -99,57 +88,55 @@ SettingInForce checkSetting(const SettingMeaning& setting, const std::string& pa
     checkNumber(setting, used.value, NumberSyntax::Ini, taken, place, findings);
     for (const IniLine* line : values) {
         if (line != &used && line->kind == IniLine::Value) {
-            findings.warning({path, line->number}, "duplicate key " + inQuotes(line->key) + ": " +
-                                                       lineNumber(used) + " counts, not this one");
+            findings.warning({path, line->number}, "duplicate key ", inQuotes(line->key), ": line ",
+                             used.number, " counts, not this one");
         }
     }
     const bool isDefault = !hasNumber(used.value, NumberSyntax::Ini);
-    return {setting.name, taken,
-            isDefault ? "default" : printable(path) + ":" + std::to_string(used.number), place};
+    return {isDefault ? "default" : joined(path, ":", used.number), place};
 }
 
 // The settings first: if something is not kept of a file full of faults, it is not their errors.
-std::vector<SettingInForce> checkSettings(const std::string& path,
-                                          const std::vector<IniLine>& lines,
-                                          const Settings& settings, Findings& findings) {
-    std::vector<SettingInForce> result;
-    for (const SettingMeaning& setting : settingMeanings()) {
-        result.push_back(checkSetting(setting, path, lines, settings.*setting.number, findings));
+SettingsInForce checkLines(const std::string& path, const std::vector<IniLine>& lines,
+                           const qor::Settings& numbers, Findings& findings) {
+    SettingsInForce result{numbers, {}};
+    for (std::size_t i = 0; i < SettingCount; ++i) {
+        const SettingMeaning& setting = settingMeanings()[i];
+        result.sources[i] = checkSetting(setting, path, lines, numbers.*setting.number, findings);
+    }
+    for (const IniLine& line : lines) {
+        checkLine(line, {path, line.number}, findings);
     }
     return result;
 }
 
 }  // namespace
 
-std::optional<std::vector<SettingInForce>> checkIni(const std::string& path, Findings& findings) {
+std::optional<SettingsInForce> checkIni(const std::string& path, Findings& findings) {
     const InputFile file = readInput(path);
-    if (file.isDirectory) {
-        findings.error({path, 1}, file.problem +
-                                      ": the daemon takes it for an empty file; name an INI file "
-                                      "with --ini");
-        return checkSettings(path, {}, {}, findings);
+    if (file.state == InputFile::Directory) {
+        findings.error({path, 1}, file.text,
+                       ": the daemon takes it for an empty file; name an INI file with --ini");
+        return checkLines(path, {}, {}, findings);
     }
-    if (!file.content) {
-        findings.error({path, 1}, file.problem + (file.unopened ? ": the daemon does not start"
-                                                                : ": name an INI file with --ini"));
+    if (file.state != InputFile::Read) {
+        findings.error({path, 1}, file.text,
+                       file.state == InputFile::Unopened ? ": the daemon does not start"
+                                                         : ": name an INI file with --ini");
         return std::nullopt;
     }
-    if (!checkIsText(path, *file.content, findings)) {
+    if (!checkIsText(path, file.text, findings)) {
         return std::nullopt;
     }
-    const std::optional<Settings> settings = qor::settingsFromIni(path);
-    if (!settings) {  // it was there a moment ago
+    const std::optional<qor::Settings> numbers = qor::settingsFromIni(path);
+    if (!numbers) {  // it was there a moment ago
         findings.error({path, 1}, "cannot be opened: the daemon does not start");
         return std::nullopt;
     }
-    const std::vector<IniLine> lines = iniLayout(*file.content);
-    std::vector<SettingInForce> result = checkSettings(path, lines, *settings, findings);
-    for (const IniLine& line : lines) {
-        checkLine(line, {path, line.number}, findings);
-    }
+    const std::vector<IniLine> lines = iniLayout(file.text);
+    const SettingsInForce result = checkLines(path, lines, *numbers, findings);
     if (std::ranges::none_of(lines, [](auto& line) { return isValue(line) && isOurs(line); })) {
-        findings.warning({path, 1},
-                         "sets no key in a section [default]: every setting has its default");
+        findings.warning({path, 1}, "sets no key in [default]: every setting has its default");
     }
     return result;
 }

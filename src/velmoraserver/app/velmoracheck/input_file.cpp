@@ -15,58 +15,32 @@ namespace {
 constexpr std::size_t longestFile = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t longestLine = 4096;
 
-InputFile unopened(int error) {
-    InputFile file;
-    file.problem = "cannot be opened: " + std::generic_category().message(error);
-    file.unopened = true;
-    return file;
+InputFile unopened() {
+    return {InputFile::Unopened, "cannot be opened: " + std::generic_category().message(errno)};
 }
 
-InputFile refused(std::string problem) {
-    InputFile file;
-    file.problem = std::move(problem);
-    return file;
-}
-
-std::string tooLong(std::size_t size) {
-    return "is " + std::to_string(size) +
-           " bytes long, too long for a configuration file: no more than " +
-           std::to_string(longestFile) + " are read here";
-}
-
-// What a file other than a regular one is; empty for a regular one.
-std::string specialKind(mode_t mode) {
-    if (S_ISREG(mode)) {
-        return {};
-    }
-    if (S_ISDIR(mode)) {
-        return "is a directory";
-    }
-    return S_ISFIFO(mode) ? "is a FIFO, for which the daemon would wait" : "is not a regular file";
+InputFile tooLong(std::size_t size) {
+    return {InputFile::Refused, joined("has ", size, " bytes, too many for a configuration file (",
+                                       longestFile, " at most)")};
 }
 
 InputFile readAll(int fd) {
-    std::string content;
+    InputFile file;
     std::string block(65536, '\0');
-    for (;;) {
+    // Also the files under /proc, which say that they are 0 long.
+    while (file.text.size() <= longestFile) {
         const ssize_t n = ::read(fd, block.data(), block.size());
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n < 0) {
-            return refused("cannot be read: " + std::generic_category().message(errno));
-        }
         if (n == 0) {
-            InputFile file;
-            file.content = std::move(content);
             return file;
         }
-        content.append(block, 0, static_cast<std::size_t>(n));
-        if (content.size() >
-            longestFile) {  // also the files under /proc, which say that they are 0 long
-            return refused(tooLong(content.size()));
+        if (n > 0) {
+            file.text.append(block, 0, static_cast<std::size_t>(n));
+        } else if (errno != EINTR) {
+            return {InputFile::Refused,
+                    "cannot be read: " + std::generic_category().message(errno)};
         }
     }
+    return tooLong(file.text.size());
 }
 
 }  // namespace
@@ -74,20 +48,24 @@ InputFile readAll(int fd) {
 InputFile readInput(const std::string& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
-        return unopened(errno);
+        return unopened();
     }
-    if (const std::string kind = specialKind(status.st_mode); !kind.empty()) {
-        InputFile file = refused(kind);
-        file.isDirectory = S_ISDIR(status.st_mode);
-        return file;
+    if (S_ISDIR(status.st_mode)) {
+        return {InputFile::Directory, "is a directory"};
+    }
+    if (S_ISFIFO(status.st_mode)) {
+        return {InputFile::Refused, "is a FIFO, for which the daemon would wait"};
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return {InputFile::Refused, "is not a regular file"};
     }
     if (static_cast<std::size_t>(status.st_size) > longestFile) {
-        return refused(tooLong(static_cast<std::size_t>(status.st_size)));
+        return tooLong(static_cast<std::size_t>(status.st_size));
     }
     // Another file may have taken the name meanwhile, so this does not wait either.
     const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) {
-        return unopened(errno);
+        return unopened();
     }
     InputFile file = readAll(fd);
     ::close(fd);
@@ -104,8 +82,8 @@ bool checkIsText(const std::string& path, const std::string& content, Findings& 
             return false;
         }
         if (text.size() > longestLine) {
-            findings.warning({path, line}, "is a line of " + std::to_string(text.size()) +
-                                               " bytes: is this a configuration file?");
+            findings.warning({path, line}, "is a line of ", text.size(),
+                             " bytes: is this a configuration file?");
         }
         begin = end + 1;
     }

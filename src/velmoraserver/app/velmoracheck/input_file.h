@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "velmoraserver/app/velmoracheck/finding.h"
@@ -9,10 +8,14 @@ namespace velmoracheck {
 
 // A configuration file that was read, or why it was not.
 struct InputFile {
-    std::optional<std::string> content;
-    std::string problem;       // without content: "is a directory", "cannot be opened: ..."
-    bool unopened = false;     // without content: nobody could open it, the daemon included
-    bool isDirectory = false;  // without content
+    enum State {
+        Read,
+        Unopened,   // nobody could open it, the daemon included
+        Directory,  // it can be opened, and has nothing to read
+        Refused     // what the daemon makes of it is not known
+    };
+    State state = Read;
+    std::string text;  // what was read; otherwise why not: "cannot be opened: ..."
 };
 
 // Reads a regular file of at most 4 MiB. Everything else is refused without being opened, so that

@@ -1,11 +1,18 @@
 #include "velmoraserver/app/velmoracheck/invocation.h"
 
-#include <algorithm>
-#include <cstdlib>
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "velmoraserver/app/velmoracheck/listener.h"
 #include "velmoraserver/app/velmoracheck/setting_check.h"
-#include "velmoraserver/app/velmoracheck/words.h"
-#include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
 
 using CommandLineProcessing::ArgvParser;
 
@@ -13,41 +20,28 @@ namespace velmoracheck {
 
 namespace {
 
-constexpr const char* flags[] = {"strict", "quiet", "json"};
-
-void declareOwnOptions(ArgvParser& parser) {
-    for (const char* flag : flags) {
-        parser.defineOption(flag, "", ArgvParser::NoOptionAttribute);
-    }
-    parser.defineOption("logcfg", "", ArgvParser::OptionRequiresValue);
-}
-
-// The parser takes "--strict=no" for "--strict".
-std::string flagWithValue(const ArgvParser& parser) {
-    for (const char* flag : flags) {
-        if (!parser.optionValue(flag).empty()) {
-            return std::string("Option '") + flag + "' takes no value";
-        }
-    }
-    return {};
-}
+struct Flag {
+    const char* name;
+    bool Invocation::*value;
+};
+constexpr Flag flags[] = {{"strict", &Invocation::strict},
+                          {"quiet", &Invocation::quiet},
+                          {"json", &Invocation::json},
+                          {"rehearse", &Invocation::rehearse},
+                          {"version", &Invocation::version}};
+constexpr const char* ownValues[] = {"logcfg", "cwd", "user"};
 
 std::string description(const ArgvParser& parser, ArgvParser::ParserResults result) {
     std::string text = printable(parser.parseErrorDescription(result));
     if (result == ArgvParser::ParserUnknownOption) {
-        const std::string meant =
-            closest(parser.errorOption(),
-                    {"strict", "quiet", "json", "logcfg", "help", "ini", "connections", "port",
-                     "threads", "threadQueuesize", "queueTimeout"});
+        std::vector<std::string_view> known = settingNames();
+        known.insert(known.end(), {"help", "ini"});
+        known.insert(known.end(), std::begin(ownValues), std::end(ownValues));
+        std::ranges::transform(flags, std::back_inserter(known), &Flag::name);
+        const std::string meant = closest(parser.errorOption(), known);
         text += meant.empty() ? "" : ": did you mean '--" + meant + "'?";
     }
     return text;
-}
-
-bool hasDaemonArguments(const ArgvParser& parser) {
-    return parser.arguments() > 0 || std::ranges::any_of(settingNames(), [&](auto name) {
-               return parser.foundOption(std::string(name));
-           });
 }
 
 }  // namespace
@@ -56,52 +50,127 @@ Invocation readCommandLine(int argc, char** argv) {
     Invocation invocation;
     invocation.parser.reset(initArgParser());
     ArgvParser& parser = *invocation.parser;
-    declareOwnOptions(parser);
-
+    for (const Flag& flag : flags) {
+        parser.defineOption(flag.name, "", ArgvParser::NoOptionAttribute);
+    }
+    for (const char* name : ownValues) {
+        parser.defineOption(name, "", ArgvParser::OptionRequiresValue);
+    }
     const ArgvParser::ParserResults result = parser.parse(argc, argv);
     invocation.help = result == ArgvParser::ParserHelpRequested;
-    if (result == ArgvParser::NoParserError) {
-        invocation.problem = flagWithValue(parser);
-    } else if (!invocation.help) {
+    if (result != ArgvParser::NoParserError && !invocation.help) {
         invocation.problem = description(parser, result);
     }
-    invocation.strict = parser.foundOption("strict");
-    invocation.quiet = parser.foundOption("quiet");
-    invocation.json = parser.foundOption("json");
+    for (const Flag& flag : flags) {
+        invocation.*flag.value = parser.foundOption(flag.name);
+        // The parser takes "--strict=no" for "--strict".
+        if (invocation.problem.empty() && !parser.optionValue(flag.name).empty()) {
+            invocation.problem = joined("Option '", flag.name, "' takes no value");
+        }
+    }
     return invocation;
 }
 
-std::optional<std::string> iniFileOf(const Invocation& invocation) {
-    const ArgvParser& parser = *invocation.parser;
-    if (parser.foundOption("ini")) {
-        const std::string path = parser.optionValue("ini");
-        return path.empty() ? getIniFile() : path;
+void checkCommandLine(const ArgvParser& parser, Findings& findings) {
+    const Place place{commandLineFile, 1};
+    for (const std::string_view name : settingNames()) {
+        if (parser.foundOption("ini") && parser.foundOption(std::string(name))) {
+            findings.warning(place, "option '", name,
+                             "' is ignored: with --ini the INI file alone decides");
+        }
     }
-    if (hasDaemonArguments(parser)) {
-        return std::nullopt;
+    for (const std::string& argument : parser.allArguments()) {
+        findings.warning(place, "argument ", inQuotes(argument),
+                         " is ignored: an INI file is named with --ini");
     }
-    return getIniFile();
+    if (parser.foundOption("ini") && parser.optionValue("ini").empty()) {
+        findings.warning(place, "option 'ini' has no value: the daemon reads ", getIniFile());
+    }
 }
 
-LogName logNameOf(const Invocation& invocation) {
-    if (invocation.parser->foundOption("logcfg")) {
-        return {invocation.parser->optionValue("logcfg"), {commandLineFile, 1}};
+std::optional<std::string> iniFileOf(const ArgvParser& parser) {
+    const bool isSettings =
+        parser.arguments() > 0 || std::ranges::any_of(settingNames(), [&](auto name) {
+            return parser.foundOption(std::string(name));
+        });
+    if (parser.foundOption("ini") && !parser.optionValue("ini").empty()) {
+        return parser.optionValue("ini");
+    }
+    return parser.foundOption("ini") || !isSettings ? std::optional(getIniFile()) : std::nullopt;
+}
+
+LogName logNameOf(const ArgvParser& parser) {
+    if (parser.foundOption("logcfg")) {
+        return {parser.optionValue("logcfg"), {commandLineFile, 1}, /*isOption=*/true};
     }
     const char* name = std::getenv("VL_LOGCFG");
     return {name != nullptr ? std::optional<std::string>(name) : std::nullopt,
             {environmentFile, 1}};
 }
 
-const char* helpText() {
-    return R"(usage: velmoracheck [--strict] [--quiet] [--json] [--logcfg FILE] [daemon options]
+std::string become(const std::string& user) {
+    const passwd* entry = ::getpwnam(user.c_str());
+    if (entry == nullptr) {
+        return "there is no user " + inQuotes(user);
+    }
+    // The user last: it ends the right to do the rest.
+    if (entry->pw_uid != ::geteuid() &&
+        (::initgroups(entry->pw_name, entry->pw_gid) != 0 || ::setgid(entry->pw_gid) != 0 ||
+         ::setuid(entry->pw_uid) != 0)) {
+        return joined("cannot become ", inQuotes(user), ": ",
+                      std::generic_category().message(errno), " (root can)");
+    }
+    return {};
+}
 
-Tells what velmoraserviced would do when it were started with the same options and the same
-environment, and what in its files is probably not meant. It starts nothing and changes nothing.
+std::string userToSuggest() {
+    if (::geteuid() != 0) {
+        return {};
+    }
+    const std::string name = "systemd/system/velmoraserviced.service";
+    // In systemd's order, and where the installation has it.
+    for (const std::string& place :
+         {std::string("/etc/"), std::string("/run/"), std::string("/usr/local/lib/"),
+          std::string("/lib/"), programBeside("../lib/")}) {
+        std::ifstream unit(place + name);
+        std::string user;
+        for (std::string line; std::getline(unit, line);) {
+            user = line.starts_with("User=") ? line.substr(5) : user;
+        }
+        if (!user.empty() && user != "root") {
+            return user;
+        }
+    }
+    return {};
+}
+
+std::string ownUnit() {
+    std::ifstream cgroup("/proc/self/cgroup");
+    return unitOf({std::istreambuf_iterator<char>(cgroup), {}});
+}
+
+std::string programBeside(const std::string& name) {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return (program.parent_path() / name).lexically_normal().string();
+}
+
+const char* helpText() {
+    return R"(usage: velmoracheck [options] [daemon options]
+
+Tells what velmoraserviced would do if it were started with the same options, environment and
+working directory, and what in its files is probably not meant. It changes nothing and, without
+--rehearse, starts nothing.
 
   --strict               a warning is enough for exit status 1
   --quiet                print findings alone
   --json                 print one JSON object
-  --logcfg FILE          the log configuration, in place of the variable VL_LOGCFG
+  --rehearse             let the engine serve for a moment, with the numbers as they are
+  --logcfg FILE          the log configuration, in place of the variable VL_LOGCFG; "" when
+                         nothing shall be logged
+  --cwd DIR              the daemon's working directory, where relative names begin
+  --user NAME            the daemon's user, as whom files are judged (root alone may ask)
+  --version              print version and build
   -h, --help             print this text
 
 The daemon's options:
@@ -124,8 +193,8 @@ warning is what was probably not meant.
 Environment: VL_LOGCFG, VELMORA_LIGHT_BIND (the address whose port is tried; 127.0.0.1 without it),
 LD_LIBRARY_PATH (the engine), NO_COLOR.
 
-Exit status: 0 the daemon would start as its files say; 1 there is an error, or with --strict any
-finding; 2 velmoracheck was called wrongly, or could not print its report.
+Exit status: 0 there is no error; 1 there is one, or with --strict any finding; 2 velmoracheck was
+called wrongly, or could not print its report.
 )";
 }
 

@@ -4,7 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "velmoraserver/app/velmoracheck/finding.h"
+#include "velmoraserver/app/velmoracheck/log_check.h"
+#include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace velmoracheck {
@@ -13,25 +14,39 @@ namespace velmoracheck {
 struct Invocation {
     std::unique_ptr<CommandLineProcessing::ArgvParser> parser;  // after parsing
     bool help = false;
+    bool version = false;
     bool strict = false;
     bool quiet = false;
     bool json = false;
+    bool rehearse = false;
     std::string problem;  // the checker was called wrongly; empty otherwise
 };
 
 // Reads the command line with the daemon's parser: the daemon's options and the checker's own.
 [[nodiscard]] Invocation readCommandLine(int argc, char** argv);
 
-// The INI file that the daemon would read when it were started with these of the options that are
-// its own; nothing when the settings come from the command line.
-[[nodiscard]] std::optional<std::string> iniFileOf(const Invocation& invocation);
+// Finds the options and arguments of the daemon that count for nothing, or for another thing than
+// they seem to.
+void checkCommandLine(const CommandLineProcessing::ArgvParser& parser, Findings& findings);
 
-// What names the log configuration, and where that stands: --logcfg, otherwise VL_LOGCFG.
-struct LogName {
-    std::optional<std::string> name;
-    Place place;
-};
-[[nodiscard]] LogName logNameOf(const Invocation& invocation);
+// The INI file that the daemon would read if it were started with these of the options that are its
+// own; nothing when the settings come from the command line.
+[[nodiscard]] std::optional<std::string> iniFileOf(const CommandLineProcessing::ArgvParser& parser);
+
+// The log configuration: --logcfg, otherwise VL_LOGCFG.
+[[nodiscard]] LogName logNameOf(const CommandLineProcessing::ArgvParser& parser);
+
+// The process becomes this user, for good. Why that cannot be, or an empty text.
+[[nodiscard]] std::string become(const std::string& user);
+
+// The user of the service's unit, when one is installed and the caller is root; empty otherwise.
+[[nodiscard]] std::string userToSuggest();
+
+// The unit of the daemon that this process was started in; empty when there is none.
+[[nodiscard]] std::string ownUnit();
+
+// A file of the installation, seen from the directory that this program is in.
+[[nodiscard]] std::string programBeside(const std::string& name);
 
 // The help text.
 [[nodiscard]] const char* helpText();

@@ -3,11 +3,8 @@
 #include "velmoraserver/app/velmoracheck/destination_check.h"
 #include "velmoraserver/app/velmoracheck/input_file.h"
 #include "velmoraserver/app/velmoracheck/log_rule.h"
-#include "velmoraserver/app/velmoracheck/rule_check.h"
-#include "velmoraserver/app/velmoracheck/words.h"
+#include "velmoraserver/app/velmoracheck/own_line.h"
 #include "vlib/vlog/vlog_default_config.h"
-#include "vlib/vlog/vlog_format.h"
-#include "vlib/vutils/vutils_strings.h"
 
 namespace velmoracheck {
 
@@ -41,41 +38,31 @@ void checkOwnTopic(const VLogConfig& config, const Place& place, Findings& findi
     for (const auto& [level, consequence] : wanted) {
         if (config.findEntry(ownTopic, level) == nullptr) {
             const char* name = vlogformat::levelName(level);
-            findings.warning(
-                place, vutils::toStringFormat(
-                           "no rule for %s %s: %s; write '%s ; %s ; SIMPLE_TS ; [STDOUT] ; 0'",
-                           ownTopic, name, consequence, ownTopic, name));
+            findings.warning(place, "no rule for ", ownTopic, " ", name, ": ", consequence,
+                             "; write '", ownTopic, " ; ", name, " ; SIMPLE_TS ; [STDOUT] ; 0'");
         }
     }
 }
 
 LogInForce checkBuiltIn(const Place& place, Findings& findings) {
-    findings.warning(place,
-                     std::string("the built-in log rules have none for ") + ownTopic +
-                         ": nothing of the service is logged; name a log configuration file");
+    findings.warning(place, "the built-in log rules have none for ", ownTopic,
+                     ": nothing of the service is logged; name a log configuration file");
     return builtIn();
 }
 
-void checkRules(const std::vector<LogRule>& rules, const std::string& path, Findings& findings) {
-    // First, for the reason that the settings of an INI file come before its lines.
-    checkDestinations(rules, path, findings);
-    for (const LogRule& rule : rules) {
-        checkRule(rule, {path, rule.line}, findings);
-        if (rule.isReplaced) {
-            findings.warning({path, rule.line}, "rule is replaced by that of line " +
-                                                    std::to_string(rule.replacedBy) +
-                                                    ": one rule a topic and level");
-        }
-    }
-}
-
-LogInForce checkContent(const std::string& path, const std::string& content, Findings& findings) {
+LogInForce checkContent(const std::string& path, const std::string& content,
+                        const std::optional<std::string>& iniFile, Findings& findings) {
     if (content.starts_with(byteOrderMark)) {
         findings.error({path, 1},
                        "begins with a byte order mark, which the daemon takes as part of "
                        "the first line: save the file without one");
     }
-    checkRules(logRules(content), path, findings);
+    const std::vector<LogRule> rules = logRules(content);
+    // First, for the reason that the settings of an INI file come before its lines.
+    checkDestinations(rules, path, iniFile, findings);
+    for (const LogRule& rule : rules) {
+        checkRule(rule, {path, rule.line}, findings);
+    }
 
     VLogConfig config;
     std::string text = content;
@@ -92,39 +79,43 @@ LogInForce checkContent(const std::string& path, const std::string& content, Fin
     return builtIn();
 }
 
-LogInForce checkFile(const std::string& path, Findings& findings) {
+LogInForce checkFile(const std::string& path, const std::optional<std::string>& iniFile,
+                     Findings& findings) {
     const InputFile file = readInput(path);
-    if (file.unopened || file.isDirectory) {  // a directory can be opened, but has nothing to read
-        findings.error({path, 1}, file.problem +
-                                      ": the daemon uses its built-in log rules, which log "
-                                      "nothing of the service");
-        return builtIn();
+    switch (file.state) {
+        case InputFile::Read:
+            return checkIsText(path, file.text, findings)
+                       ? checkContent(path, file.text, iniFile, findings)
+                       : LogInForce{"unknown", {}};
+        case InputFile::Unopened:
+        case InputFile::Directory:
+            findings.error({path, 1}, file.text,
+                           ": the daemon uses its built-in log rules, which log nothing of the "
+                           "service");
+            return builtIn();
+        case InputFile::Refused:
+            break;
     }
-    if (!file.content) {
-        findings.error({path, 1}, file.problem + ": name a log configuration file");
-        return {"unknown", {}};
-    }
-    if (!checkIsText(path, *file.content, findings)) {
-        return {"unknown", {}};
-    }
-    return checkContent(path, *file.content, findings);
+    findings.error({path, 1}, file.text, ": name a log configuration file");
+    return {"unknown", {}};
 }
 
 }  // namespace
 
-LogInForce checkLog(const std::optional<std::string>& name, const Place& place,
+LogInForce checkLog(const LogName& log, const std::optional<std::string>& iniFile,
                     Findings& findings) {
-    if (!name || name->empty()) {
-        findings.warning(place,
-                         std::string("VL_LOGCFG is ") + (name ? "empty" : "not set") +
-                             ": nothing is logged, not even why a start fails; set it to the "
-                             "path of a log configuration file");
-        return {"none: nothing is logged", {}};
+    if (log.name && lowerCase(*log.name) == "default") {
+        return checkBuiltIn(log.place, findings);
     }
-    if (lowerCase(*name) == "default") {
-        return checkBuiltIn(place, findings);
+    if (log.name && !log.name->empty()) {
+        return checkFile(*log.name, iniFile, findings);
     }
-    return checkFile(*name, findings);
+    if (!log.isOption) {
+        findings.warning(log.place, "VL_LOGCFG is ", log.name ? "empty" : "not set",
+                         ": nothing is logged, not even why a start fails; set it to the path of "
+                         "a log configuration file, or say --logcfg \"\" if that is meant");
+    }
+    return {"none: nothing is logged", {}};
 }
 
 }  // namespace velmoracheck

@@ -1,3 +1,4 @@
+// The daemon's log as it would be, and what is wrong with its configuration.
 #pragma once
 
 #include <optional>
@@ -9,15 +10,20 @@
 
 namespace velmoracheck {
 
-// The daemon's log as it would be.
 struct LogInForce {
     std::string source;                    // a path, "built-in" or "none: nothing is logged"
     std::vector<VLogConfig::Entry> rules;  // in the order of the daemon's table
 };
 
-// Looks at the log configuration that VL_LOGCFG, or what stands for it, names; nothing when it is
-// not set. `place` is where the name comes from.
-[[nodiscard]] LogInForce checkLog(const std::optional<std::string>& name, const Place& place,
+// What names the log configuration, and where that stands.
+struct LogName {
+    std::optional<std::string> name;
+    Place place;
+    bool isOption = false;  // so an empty one is meant
+};
+
+// Looks at a log configuration. `iniFile` is the one that the daemon reads, when it reads one.
+[[nodiscard]] LogInForce checkLog(const LogName& log, const std::optional<std::string>& iniFile,
                                   Findings& findings);
 
 }  // namespace velmoracheck

@@ -21,9 +21,10 @@ LogRule makeRule(std::size_t number, const std::string& raw, const std::string& 
     rule.line = number;
     rule.raw = raw;
     CommandLineProcessing::splitString(rule.fields, text, ";");
-    rule.isShort = state == VLogConfig::EMPTY;
-    rule.isMalformed = state == VLogConfig::MALFORMED;
-    if (rule.isRule()) {
+    rule.kind = state == VLogConfig::EMPTY       ? LogRule::Short
+                : state == VLogConfig::MALFORMED ? LogRule::Malformed
+                                                 : LogRule::Rule;
+    if (rule.kind == LogRule::Rule) {
         rule.entry = loaded.configTree.begin()->second;
     }
     return rule;
@@ -32,15 +33,13 @@ LogRule makeRule(std::size_t number, const std::string& raw, const std::string& 
 void markReplaced(std::vector<LogRule>& rules) {
     std::map<VLogConfig::Key, LogRule*> latest;
     for (LogRule& rule : rules) {
-        if (!rule.isRule()) {
-            continue;
+        if (rule.kind == LogRule::Rule) {
+            LogRule*& earlier = latest[{rule.entry.topic, rule.entry.level}];
+            if (earlier != nullptr) {
+                earlier->replacedBy = rule.line;
+            }
+            earlier = &rule;
         }
-        LogRule*& earlier = latest[{rule.entry.topic, rule.entry.level}];
-        if (earlier != nullptr) {
-            earlier->isReplaced = true;
-            earlier->replacedBy = rule.line;
-        }
-        earlier = &rule;
     }
 }
 

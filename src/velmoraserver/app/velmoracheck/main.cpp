@@ -3,69 +3,25 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <utility>
 
-#include "velmoraserver/app/velmoracheck/engine_child.h"
-#include "velmoraserver/app/velmoracheck/ini_check.h"
+#include "velmora_build_id.h"
 #include "velmoraserver/app/velmoracheck/invocation.h"
-#include "velmoraserver/app/velmoracheck/option_check.h"
-#include "velmoraserver/app/velmoracheck/port_probe.h"
+#include "velmoraserver/app/velmoracheck/port_check.h"
 #include "velmoraserver/app/velmoracheck/report.h"
-#include "velmoraserver/app/velmoracheck/words.h"
 #include "velmoraserver/app/velmoraserviced/standard_streams.h"
 
 using namespace velmoracheck;
 
 namespace {
 
-enum ExitStatus { AsTheFilesSay = 0, HasFindings = 1, CalledWrongly = 2 };
+enum ExitStatus { Sound = 0, HasFindings = 1, CalledWrongly = 2 };
 
 std::string environmentOr(const char* name, const char* otherwise) {
     const char* value = std::getenv(name);
     return value != nullptr && *value != '\0' ? value : otherwise;
-}
-
-void checkSettings(const Invocation& invocation, Report& report) {
-    checkIgnored(*invocation.parser, report.findings);
-    const std::optional<std::string> iniFile = iniFileOf(invocation);
-    report.settings = iniFile ? checkIni(*iniFile, report.findings)
-                              : checkOptions(*invocation.parser, report.findings);
-}
-
-void checkPort(Report& report) {
-    for (const SettingInForce& setting : report.settings.value_or(std::vector<SettingInForce>{})) {
-        if (setting.name != "port" || setting.number < 1 || setting.number > 65535) {
-            continue;
-        }
-        const std::string address = environmentOr("VELMORA_LIGHT_BIND", "127.0.0.1");
-        const PortState state = probePort(address, setting.number);
-        const std::string port =
-            "port " + std::to_string(setting.number) + " of " + inQuotes(address);
-        if (state.kind == PortState::InUse) {
-            report.findings.warning(setting.place, port +
-                                                       " is in use now: stop what listens there, "
-                                                       "or choose another port");
-        } else if (state.kind == PortState::Forbidden) {
-            report.findings.error(setting.place, port + " is forbidden to this user: " +
-                                                     state.problem + "; choose one above 1023");
-        } else if (state.kind == PortState::Unusable) {
-            report.findings.warning({environmentFile, 1},
-                                    port + " cannot be listened on: " + state.problem);
-        }
-    }
-}
-
-void checkLogConfiguration(const Invocation& invocation, Report& report) {
-    const LogName log = logNameOf(invocation);
-    report.log = checkLog(log.name, log.place, report.findings);
-}
-
-void checkEngine(Report& report) {
-    const EngineProbe probe = probeEngine();
-    report.engine = probe.engine;
-    if (!probe.engine) {
-        report.findings.error({engineLibrary, 1}, "the engine cannot be used: " + probe.problem);
-    }
 }
 
 ReportStyle styleOf(const Invocation& invocation) {
@@ -95,13 +51,72 @@ void complain(const std::string& problem) {
     static_cast<void>(std::fputs(("velmoracheck: " + problem + "\n").c_str(), stderr));
 }
 
+// Takes the place of the daemon, as far as the options tell. Why that cannot be, or an empty text.
+std::string takePlace(const Invocation& invocation, Report& report) {
+    const CommandLineProcessing::ArgvParser& parser = *invocation.parser;
+    std::error_code error;
+    if (parser.foundOption("cwd")) {
+        std::filesystem::current_path(parser.optionValue("cwd"), error);
+        if (error) {
+            return "cannot enter " + inQuotes(parser.optionValue("cwd")) + ": " + error.message();
+        }
+    }
+    report.directory = std::filesystem::current_path(error).string();
+    if (parser.foundOption("user")) {
+        return become(parser.optionValue("user"));
+    }
+    if (const std::string user = userToSuggest(); !user.empty()) {
+        report.notes.push_back("files are judged as root; --user " + user +
+                               " judges as the installed unit's user");
+    }
+    return {};
+}
+
+void checkRehearsal(Report& report, int port) {
+    qor::Settings numbers = report.settings->numbers;
+    const int ownPort = std::exchange(numbers.port, port);
+    const Rehearsal rehearsal = rehearse(numbers);
+    report.isRehearsed = true;
+    if (!rehearsal.problem.empty()) {
+        report.findings.error({engineLibrary, 1}, "the engine does not start: ", rehearsal.problem);
+        return;
+    }
+    report.notes.push_back(joined("the engine serves on ", port, " after ",
+                                  rehearsal.duration.count(), " ms",
+                                  port != ownPort ? joined(", in place of ", ownPort) : ""));
+}
+
+void checkAll(const Invocation& invocation, Report& report) {
+    const CommandLineProcessing::ArgvParser& parser = *invocation.parser;
+    const std::optional<std::string> iniFile = iniFileOf(parser);
+    // First, as more is known of the stand-in.
+    const EngineProbe probe = probeEngine();
+    report.engine = probe.engine;
+    checkCommandLine(parser, report.findings);
+    report.settings =
+        iniFile ? checkIni(*iniFile, report.findings) : checkOptions(parser, report.findings);
+    if (report.settings) {
+        checkTogether(*report.settings, report.findings);
+        if (report.engine && report.engine->isStandIn()) {
+            checkForStandIn(*report.settings, report.findings);
+        }
+    }
+    const int port = checkPort(report, iniFile);
+    report.log = checkLog(logNameOf(parser), iniFile, report.findings);
+    if (!report.engine) {
+        report.findings.error({engineLibrary, 1}, "the engine cannot be used: ", probe.problem);
+    } else if (invocation.rehearse && report.settings) {
+        checkRehearsal(report, port);
+    }
+}
+
 int check(const Invocation& invocation, const Output& output) {
     Report report;
-    checkSettings(invocation, report);
-    checkPort(report);
-    checkLogConfiguration(invocation, report);
-    checkEngine(report);
-
+    if (const std::string problem = takePlace(invocation, report); !problem.empty()) {
+        complain(problem);
+        return CalledWrongly;
+    }
+    checkAll(invocation, report);
     const ReportStyle style = styleOf(invocation);
     if (!output.print(invocation.json ? reportJson(report, style) : reportText(report, style))) {
         complain("the report cannot be written");
@@ -109,7 +124,10 @@ int check(const Invocation& invocation, const Output& output) {
     }
     const bool isFound =
         report.findings.errors() > 0 || (invocation.strict && report.findings.warnings() > 0);
-    return isFound ? HasFindings : AsTheFilesSay;
+    if (const std::string unit = ownUnit(); isFound && !unit.empty()) {
+        complain(unit + " is not started; what keeps it from that: journalctl -b -u " + unit);
+    }
+    return isFound ? HasFindings : Sound;
 }
 
 }  // namespace
@@ -118,12 +136,13 @@ int main(int argc, char** argv) {
     const Output output;
     qor::openClosedStreams();
     const Invocation invocation = readCommandLine(argc, argv);
-    if (invocation.help) {
-        return output.print(helpText()) ? AsTheFilesSay : CalledWrongly;
-    }
     if (!invocation.problem.empty()) {
         complain(invocation.problem + " (--help tells more)");
         return CalledWrongly;
+    }
+    if (invocation.help || invocation.version) {
+        const std::string version = "velmoracheck " VELMORA_VERSION " build " VELMORA_BUILD_ID "\n";
+        return output.print(invocation.help ? helpText() : version) ? Sound : CalledWrongly;
     }
     return check(invocation, output);
 }

@@ -14,9 +14,12 @@ namespace velmoracheck {
 // All that is known at the end.
 struct Report {
     Findings findings;
-    std::optional<std::vector<SettingInForce>> settings;  // nothing: they could not be read
+    std::optional<SettingsInForce> settings;  // nothing: they could not be read
     LogInForce log;
+    std::string directory;         // where relative names begin
     std::optional<Engine> engine;  // nothing: it could not be loaded
+    bool isRehearsed = false;
+    std::vector<std::string> notes;  // what is worth knowing, and no finding
 };
 
 struct ReportStyle {
@@ -24,13 +27,10 @@ struct ReportStyle {
     bool colour = false;
 };
 
-// For people: findings, settings, engine, log rules and one line that sums them up.
+// For people: findings, settings, engine, log rules, notes and one line that sums them up.
 [[nodiscard]] std::string reportText(const Report& report, const ReportStyle& style);
 
 // For programs: the same, as one JSON object.
 [[nodiscard]] std::string reportJson(const Report& report, const ReportStyle& style);
-
-// The name of a log format.
-[[nodiscard]] const char* formatName(uint32_t format);
 
 }  // namespace velmoracheck

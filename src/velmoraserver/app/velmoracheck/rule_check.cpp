@@ -1,11 +1,8 @@
-#include "velmoraserver/app/velmoracheck/rule_check.h"
-
 #include <algorithm>
 #include <cstdlib>
-#include <string>
-#include <vector>
 
-#include "velmoraserver/app/velmoracheck/words.h"
+#include "velmoraserver/app/velmoracheck/log_rule.h"
+#include "velmoraserver/app/velmoracheck/own_line.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 using CommandLineProcessing::splitString;
@@ -34,8 +31,8 @@ std::string withoutBlanks(std::string text) {
 void checkBlanks(const std::string& written, const Place& place, Findings& findings) {
     const std::string text = trimmedString(written);
     if (text.find_first_of(" \t") != std::string::npos) {
-        findings.error(place, "blanks do not count: " + inQuotes(text) + " is taken as " +
-                                  inQuotes(withoutBlanks(text)));
+        findings.error(place, "blanks do not count: ", inQuotes(text), " is taken as ",
+                       inQuotes(withoutBlanks(text)));
     }
 }
 
@@ -49,32 +46,35 @@ void checkBlanksInNames(const LogRule& rule, const Place& place, Findings& findi
     }
 }
 
-void checkTopic(const std::string& topic, const Place& place, Findings& findings) {
-    if (topic == "*") {
-        findings.warning(place, "topic '*' is no wildcard: no line of the daemon is of it");
-    } else if (topic != ownTopic && closest(topic, {ownTopic}) == ownTopic) {
-        findings.warning(place, "topic " + inQuotes(topic) +
-                                    " is none of the daemon: did you mean '" + ownTopic + "'?");
+void checkTopic(const VLogConfig::Entry& rule, const Place& place, Findings& findings) {
+    if (rule.topic == "*") {
+        findings.warning(place, "topic '*' is no wildcard: no line of the daemon has it");
+    } else if (!isOwnTopic(rule.topic)) {
+        const std::vector<std::string_view> topics{ownTopic, loggerTopic};
+        findings.warning(place, "no line of the daemon has the topic ", inQuotes(rule.topic),
+                         remedy(rule.topic, topics));
+    } else if (rule.level != VLogConfig::NONE && !isOwnLine(rule.topic, rule.level)) {
+        findings.warning(place, "no line of the daemon has the topic ", rule.topic,
+                         " and the level ", vlogformat::levelName(rule.level),
+                         ": its levels are INFO and CRITICAL");
     }
 }
 
 void checkLevel(const std::string& level, const Place& place, Findings& findings) {
-    if (parseLevel(level) != VLogConfig::NONE) {
-        return;
+    if (parseLevel(level) == VLogConfig::NONE) {
+        const bool isList = level.find_first_of(",|+/") != std::string::npos;
+        findings.error(
+            place, "unknown level ", inQuotes(level),
+            isList ? ": write one level a line"
+                   : remedy(level, {"INFO", "DEBUG", "WARN", "NOTICE", "CRITICAL", "TRACE"}));
     }
-    const std::string fault = "unknown level " + inQuotes(level);
-    const bool isList = level.find_first_of(",|+/") != std::string::npos;
-    findings.error(
-        place,
-        fault + (isList ? ": write one level a line"
-                        : remedy(level, {"INFO", "DEBUG", "WARN", "NOTICE", "CRITICAL", "TRACE"})));
 }
 
 void checkFormat(const std::string& format, const Place& place, Findings& findings) {
     const std::vector<std::string_view> formats{"SIMPLE", "SIMPLE_TS", "FULL"};
     if (std::ranges::find(formats, format) == formats.end()) {
-        findings.error(place, "unknown format " + inQuotes(format) + remedy(format, formats) +
-                                  " (the daemon takes SIMPLE_TS)");
+        findings.error(place, "unknown format ", inQuotes(format), remedy(format, formats),
+                       " (the daemon takes SIMPLE_TS)");
     }
 }
 
@@ -102,65 +102,65 @@ std::string unitRemedy(const std::string& number, const std::string& unit) {
 void checkSize(const std::string& item, const Place& place, Findings& findings) {
     const std::string size = trimmedString(item);  // of the carriage return of CR-LF line ends
     const std::string name = "size " + inQuotes(size);
-    if (item.size() > longestSize) {
-        findings.error(place, name + " is too long and counts as 0, no limit" + shorter(size));
-        return;
-    }
     char* end = nullptr;
     const long number = std::strtol(size.c_str(), &end, 10);
-    if (end == size.c_str()) {
-        findings.error(place, name + " is not a number and counts as 0, no limit");
-        return;
-    }
-    if (number < 0) {
-        findings.error(place, name + " is negative and counts as no limit; write 0 for none");
-        return;
-    }
-    const std::string unit = end;
-    const std::string counts = " counts as " + std::to_string(parseSize({item}).front()) + " bytes";
-    if (unit == "KiB" || unit == "MiB" || unit == "GiB") {
-        findings.warning(place, name + counts + ": units are of thousands");
+    if (item.size() > longestSize) {
+        findings.error(place, name, " is too long and counts as 0, no limit", shorter(size));
+    } else if (end == size.c_str()) {
+        findings.error(place, name, " is not a number and counts as 0, no limit");
+    } else if (number < 0) {
+        findings.error(place, name, " is negative and counts as no limit; write 0 for none");
+    } else if (const std::string unit = end; unit == "KiB" || unit == "MiB" || unit == "GiB") {
+        findings.warning(place, name, " counts as ", parseSize({item}).front(),
+                         " bytes: K, M and G stand for thousands");
     } else if (const Texts units{"", "K", "M", "G", "KB", "MB", "GB"};
                std::ranges::find(units, unit) == units.end()) {
-        findings.error(place, name + " has an unknown unit and" + counts +
-                                  unitRemedy(size.substr(0, size.size() - unit.size()), unit));
+        findings.error(place, name, " has an unknown unit and counts as ",
+                       parseSize({item}).front(), " bytes",
+                       unitRemedy(size.substr(0, size.size() - unit.size()), unit));
     }
 }
 
 void checkSizes(const LogRule& rule, const Place& place, Findings& findings) {
     const Texts sizes = split(rule.fields[4], VLogConfig::cat);
+    const Texts& files = rule.entry.files;
     for (const std::string& size : sizes) {
         checkSize(size, place, findings);
     }
     if (sizes.empty()) {
-        findings.warning(place, "no size is given: no destination has a limit; write 0");
-    } else if (sizes.size() > std::max<std::size_t>(rule.entry.files.size(), 1)) {
+        findings.warning(place, "no size is given, so no destination has a limit: write 0");
+    } else if (sizes.size() > std::max<std::size_t>(files.size(), 1)) {
         findings.warning(place, "more sizes than destinations: those at the end do not count");
-    } else if (sizes.size() > 1 && sizes.size() < rule.entry.files.size()) {
-        findings.warning(place, "fewer sizes than destinations: the last one, " +
-                                    inQuotes(trimmedString(sizes.back())) + ", is also that of " +
-                                    inQuotes(rule.entry.files[sizes.size()]) +
-                                    "; write one for each, or a single one for all");
+    } else if (sizes.size() > 1 && sizes.size() < files.size()) {
+        findings.warning(place, "fewer sizes than destinations: the last one, ",
+                         inQuotes(trimmedString(sizes.back())), ", is also that of ",
+                         inQuotes(files[sizes.size()]),
+                         "; write one for each, or a single one for all");
     }
 }
 
 }  // namespace
 
 void checkRule(const LogRule& rule, const Place& place, Findings& findings) {
-    if (rule.isShort) {
-        findings.warning(place, "line " + inQuotes(rule.raw) +
-                                    " is too short to count: a comment begins with '#'");
-    } else if (rule.isMalformed) {
-        findings.error(place,
-                       std::to_string(rule.fields.size()) +
-                           " fields instead of 5, so the daemon ignores the whole file: write "
-                           "'TOPIC ; LEVEL ; FORMAT ; FILES ; SIZES'");
-    } else {
-        checkBlanksInNames(rule, place, findings);
-        checkTopic(rule.fields[0], place, findings);
-        checkLevel(rule.fields[1], place, findings);
-        checkFormat(rule.fields[2], place, findings);
-        checkSizes(rule, place, findings);
+    if (rule.kind == LogRule::Short) {
+        findings.warning(place, "line ", inQuotes(rule.raw),
+                         " is too short to count: a comment begins with '#'");
+        return;
+    }
+    if (rule.kind == LogRule::Malformed) {
+        findings.error(place, rule.fields.size(),
+                       " fields instead of 5, so the daemon ignores the whole file: write "
+                       "'TOPIC ; LEVEL ; FORMAT ; FILES ; SIZES'");
+        return;
+    }
+    checkBlanksInNames(rule, place, findings);
+    checkTopic(rule.entry, place, findings);
+    checkLevel(rule.fields[1], place, findings);
+    checkFormat(rule.fields[2], place, findings);
+    checkSizes(rule, place, findings);
+    if (rule.replacedBy) {
+        findings.warning(place, "this rule is replaced by that of line ", *rule.replacedBy,
+                         ": a topic and level have one rule");
     }
 }
 

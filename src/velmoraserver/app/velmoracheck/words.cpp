@@ -33,13 +33,39 @@ std::size_t distance(const std::string& from, const std::string& to) {
     return changes[from.size()][to.size()];
 }
 
-std::string escaped(unsigned char byte) {
-    constexpr char digits[] = "0123456789abcdef";
-    return {'\\', 'x', digits[byte / 16], digits[byte % 16]};
+// The bytes of the character that a text begins with; 0 when a terminal must not see it: a control
+// character, or no UTF-8 (of which a longer form than needed may hide one).
+std::size_t characterLength(std::string_view text) {
+    const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned first = byte(0);
+    if (first < 0x80) {
+        return first >= 0x20 && first != 0x7f ? 1 : 0;
+    }
+    const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    if (first < 0xc2 || first > 0xf4 || text.size() < length) {
+        return 0;
+    }
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xc0U) != 0x80) {
+            return 0;
+        }
+    }
+    const unsigned second = byte(1);
+    const bool isForbidden = (first == 0xc2 && second < 0xa0) || (first == 0xe0 && second < 0xa0) ||
+                             (first == 0xed && second >= 0xa0) ||
+                             (first == 0xf0 && second < 0x90) || (first == 0xf4 && second >= 0x90);
+    return isForbidden ? 0 : length;
 }
 
-bool isControl(unsigned char byte) {
-    return byte < 0x20 || byte == 0x7f;
+// Takes a character off the beginning of a text, and returns it fit for a terminal.
+std::string takeCharacter(std::string_view& text) {
+    constexpr char digits[] = "0123456789abcdef";
+    const std::size_t length = characterLength(text);
+    const auto byte = static_cast<unsigned char>(text.front());
+    std::string result = length > 0 ? std::string(text.substr(0, length))
+                                    : std::string{'\\', 'x', digits[byte / 16], digits[byte % 16]};
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+    return result;
 }
 
 }  // namespace
@@ -56,20 +82,23 @@ std::string lowerCase(std::string_view text) {
 
 std::string printable(std::string_view text) {
     std::string result;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        result += isControl(byte) ? escaped(byte) : std::string(1, c);
+    while (!text.empty()) {
+        result += takeCharacter(text);
     }
     return result;
 }
 
+std::size_t width(std::string_view text) {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        text, [](char c) { return (static_cast<unsigned char>(c) & 0xc0U) != 0x80; }));
+}
+
 std::string inQuotes(std::string_view text) {
     std::string result = "'";
-    for (const char c : text.substr(0, longestQuote)) {
-        const auto byte = static_cast<unsigned char>(c);
-        result += isControl(byte) || byte > 0x7f ? escaped(byte) : std::string(1, c);
+    for (std::size_t i = 0; i < longestQuote && !text.empty(); ++i) {
+        result += takeCharacter(text);
     }
-    return result + (text.size() > longestQuote ? "...'" : "'");
+    return result + (text.empty() ? "'" : "...'");
 }
 
 std::string closest(std::string_view word, const std::vector<std::string_view>& candidates) {
@@ -97,7 +126,7 @@ std::string remedy(std::string_view word, const std::vector<std::string_view>& c
     for (const std::string_view candidate : candidates) {
         list.append(list.empty() ? "" : ", ").append(candidate);
     }
-    return (candidates.size() > 1 ? ": one of " : ": ") + list + " is meant";
+    return ": write one of " + list;
 }
 
 }  // namespace velmoracheck

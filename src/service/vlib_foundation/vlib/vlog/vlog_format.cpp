@@ -113,6 +113,17 @@ const char* levelName(uint32_t level) {
     }
 }
 
+const char* formatName(uint32_t tagfmt) {
+    switch (tagfmt) {
+        case VLogConfig::SIMPLE:
+            return "SIMPLE";
+        case VLogConfig::FULL:
+            return "FULL";
+        default:
+            return "SIMPLE_TS";
+    }
+}
+
 std::string threadIdText(os_thread_t tid) {
     const std::string digits = std::to_string(tid);
     const size_t padding = minThreadIdLength - std::min(minThreadIdLength, digits.size());

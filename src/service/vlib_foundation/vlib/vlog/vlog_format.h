@@ -30,6 +30,9 @@ struct Prefix {
 // The name of a level; "UNKNOWN" for a value that is not one level.
 [[nodiscard]] const char* levelName(uint32_t level);
 
+// The name of a tag format; "SIMPLE_TS" for a value that is none, which counts as that.
+[[nodiscard]] const char* formatName(uint32_t tagfmt);
+
 // A thread id in decimal, padded with zeros to at least 8 digits.
 [[nodiscard]] std::string threadIdText(os_thread_t tid);
 

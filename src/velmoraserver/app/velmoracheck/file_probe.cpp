@@ -1,4 +1,4 @@
-#include "velmoraserver/app/velmoracheck/write_probe.h"
+#include "velmoraserver/app/velmoracheck/file_probe.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -38,7 +38,29 @@ std::string whyNotAppendable(const std::string& path) {
     return {};
 }
 
+bool isOwnPipe(const struct stat& file) {
+    for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
+        struct stat own {};
+        if (::fstat(fd, &own) == 0 && S_ISFIFO(own.st_mode) && own.st_dev == file.st_dev &&
+            own.st_ino == file.st_ino) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
+
+std::string identityOf(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0) {
+        return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+    }
+    std::error_code error;
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(vos::creationPath(path)),
+                                             error)
+        .string();
+}
 
 std::string whyNotWritable(const std::string& path) {
     struct stat status {};
@@ -51,7 +73,14 @@ std::string whyNotWritable(const std::string& path) {
     if (S_ISDIR(status.st_mode)) {
         return message(EISDIR);
     }
-    return S_ISCHR(status.st_mode) ? whyNotAccessible(path, W_OK) : "It is no regular file";
+    return S_ISCHR(status.st_mode) ? whyNotAccessible(path, W_OK)
+           : isOwnPipe(status)     ? ""
+                                   : "It is no regular file";
+}
+
+std::string whyNotReadable(const std::string& path) {
+    const std::string why = whyNotAccessible(path, R_OK);
+    return why == message(ENOENT) ? "" : why;
 }
 
 }  // namespace velmoracheck

@@ -1,0 +1,20 @@
+// What this user could do with a file. Nothing is made and nothing changed.
+#pragma once
+
+#include <string>
+
+namespace velmoracheck {
+
+// What is the same for two names of one file, whether it is there already or not.
+[[nodiscard]] std::string identityOf(const std::string& path);
+
+// Why a file could not be appended to, or made where there is none; empty when nothing is in the
+// way. Where there is no file, the permissions of its directory are looked at. A FIFO or a socket
+// counts as not writable, since the daemon would wait for its reader, but for a pipe that is
+// standard output or standard error: the daemon, started in this place, would have it too.
+[[nodiscard]] std::string whyNotWritable(const std::string& path);
+
+// Why a file that is there could not be read; empty when nothing is in the way.
+[[nodiscard]] std::string whyNotReadable(const std::string& path);
+
+}  // namespace velmoracheck
