@@ -15,7 +15,7 @@ import pathlib
 import sys
 
 import harness
-from harness import Stage
+from harness import Stage, name_of
 
 CLIENTS = 8
 MORE_ROUNDS = 10
@@ -78,19 +78,6 @@ def memory(size, clients, seconds):
         return peak_megabytes(balancer.process)
 
 
-def refused(connections, seconds):
-    """The share of 503 when a copy has so many connections and the balancer sends it eight requests at once."""
-    with Stage() as stage:
-        copies = stage.copies(1, threads=2, maxconn=8, connections=connections)
-        balancer = stage.balancer(copies)
-        answers = stage.load(balancer.port, clients=2 * CLIENTS, seconds=seconds).finish()
-        return 100 * answers.statuses.get(503, 0) / max(answers.total, 1)
-
-
-def name_of(size):
-    return f"{size // 1000} KB" if size else "small"
-
-
 def main():
     options = argparse.ArgumentParser(usage=__doc__)
     options.add_argument("--seconds", type=int, default=3)
@@ -124,9 +111,6 @@ def main():
     for size in sizes:
         print(name_of(size), "|", " | ".join(f"{clients} clients: {memory(size, clients, options.seconds):.0f}"
                                              for clients in (1, 16, 64, 256)))
-    print("\nmaxconn 8, share of 503 by the copy's connections")
-    print(" | ".join(f"{connections}: {refused(connections, options.seconds):.1f} %"
-                     for connections in (8, 10, 18)))
 
 
 if __name__ == "__main__":
