@@ -23,7 +23,7 @@ sets[test]="${sets[run]} bash-completion binutils libbenchmark-dev libgmock-dev 
 sets[bench]="${sets[test]} libboost-log-dev libboost-program-options-dev libcli11-dev libcxxopts-dev
   libgoogle-glog-dev liblog4cplus-dev libspdlog-dev python3 wrk"
 sets[many]="${sets[run]} haproxy python3"
-sets[copies]="${sets[test]} ${sets[many]} hey socat tini"
+sets[copies]="${sets[test]} ${sets[many]} hey iproute2 keepalived openssl socat tini"
 sets[image]='buildah ca-certificates crun curl debootstrap git python3'
 sets[package]="${sets[run]} debhelper debootstrap dpkg-dev lintian"
 sets[page]="${sets[run]} chromium chromium-driver python3-selenium qrencode"
