@@ -23,7 +23,7 @@ import images
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("BUILD_DIR", ROOT / "build" / "release"))
 DAEMON = BUILD / "bin" / "velmoraserviced"
-CRASHING_ENGINE = BUILD / "tests" / "crashing_engine"
+CRASHING_ENGINE = ROOT / "tests" / "copies" / "crashing_engine.py"
 DEADLY_IMAGE = b"this ends the process"
 SAMPLE = (ROOT / "config" / "sample.png").read_bytes()
 
@@ -93,7 +93,8 @@ def ask(port, method="GET", path="/healthz", body=None, timeout=PATIENCE):
 
 
 class Copy:
-    """One daemon, with `threads` workers, and the connections that `maxconn` of the balancer asks for."""
+    """One daemon, with `threads` workers, and the connections that `maxconn` of the balancer asks for; or, in its place,
+    the program `engine`, which is called with a port."""
 
     def __init__(self, name, folder, threads=1, maxconn=None, connections=None, engine=None):
         self.name = name
@@ -101,7 +102,7 @@ class Copy:
         self.threads = threads
         self.maxconn = maxconn or 3 * threads
         self.connections = connections or CONNECTIONS_A_REQUEST * self.maxconn
-        self.engine = engine
+        self.command = [engine, self.port] if engine else [DAEMON, "--ini", folder / f"{name}.ini"]
         self.folder = folder
         self.process = None
         (folder / f"{name}.ini").write_text(
@@ -109,11 +110,8 @@ class Copy:
             "threadQueuesize = 10\nqueueTimeout = 0\n")
 
     def start(self):
-        environment = {"PATH": os.environ["PATH"], "VL_LOGCFG": ""}
-        if self.engine:
-            environment["LD_LIBRARY_PATH"] = str(self.engine)
         with open(self.folder / f"{self.name}.out", "ab") as output:
-            self.process = start([DAEMON, "--ini", self.folder / f"{self.name}.ini"], env=environment,
+            self.process = start(self.command, env={"PATH": os.environ["PATH"], "VL_LOGCFG": ""},
                                  stdout=output, stderr=output, cwd=self.folder)
         until(lambda: self.serves() or self.process.poll() is not None, what=f"{self.name} serves")
         if self.process.poll() is not None:

@@ -15,7 +15,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
 help_if_asked "$@"
 
 "$root/scripts/deps.sh" copies
-build release --target velmoraserviced velmoracheck crashing_engine
+build release --target velmoraserviced velmoracheck
 export PATH="$PATH:/usr/sbin" PYTHONDONTWRITEBYTECODE=1
 cd "$root/tests/copies"
 if [[ ${1-} == --full ]]; then
