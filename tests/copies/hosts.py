@@ -82,16 +82,19 @@ class Host(Network):
         return f" {address}/" in said
 
 
+def write_settings(folder, letter):
+    """The INI files of a host's copies, as the recipe has the shell write them."""
+    script = block_with("host=a").replace("host=a", f"host={letter}").replace("/etc/velmoraserver", str(folder))
+    subprocess.run(["sh", "-ec", f"systemctl() {{ :; }}\n{script}"], check=True)
+
+
 class HostCopy:
     """One of the copies that the recipe's server lines name, as its host runs it."""
 
-    def __init__(self, folder, host, name, port, maxconn):
-        settings = folder / f"{name}.ini"
-        settings.write_text(f"[default]\nport = {port}\nconnections = {harness.CONNECTIONS_A_REQUEST * maxconn}\n"
-                            "threads = 1\nthreadQueuesize = 10\nqueueTimeout = 0\n")
+    def __init__(self, folder, host, name):
         bind = re.search(r"^Environment=(VELMORA_LIGHT_BIND)=(.*)$", block_with("IPAddressAllow"), re.MULTILINE)
         with open(folder / f"{name}.out", "ab") as output:
-            self.process = harness.start(host.inside(harness.DAEMON, "--ini", settings), cwd=folder,
+            self.process = harness.start(host.inside(harness.DAEMON, "--ini", folder / f"{name}.ini"), cwd=folder,
                                          env={"PATH": os.environ["PATH"], "VL_LOGCFG": "", bind[1]: bind[2]},
                                          stdout=output, stderr=output)
 

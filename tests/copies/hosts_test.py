@@ -10,7 +10,7 @@ import unittest
 import harness
 import hosts
 from harness import PATIENCE, ROOT, Stage, name_of, start, until
-from hosts import Host, HostCopy, Switch, block_with
+from hosts import Host, HostCopy, Switch, block_with, write_settings
 
 # How long requests may take that were at a host which is cut off: three seconds until that is known, and their next
 # try; and how long the address may need to move. Generous, for a machine with other things to do.
@@ -28,7 +28,12 @@ def certificate(folder):
     return path
 
 
-class RestartCommand(unittest.TestCase):
+class Recipe(unittest.TestCase):
+    def test_gives_copies_connections_by_the_rule(self):
+        connections = int(re.search(r"'connections = (\d+)'", block_with("host=a")).group(1))
+        for maxconn in re.findall(r"maxconn (\d+)", block_with("server a1")):
+            self.assertEqual(connections, harness.CONNECTIONS_A_REQUEST * int(maxconn))
+
     def test_restarts_the_unit_with_the_name_of_the_server_line_on_its_host(self):
         with Stage() as stage:
             for name, text in (("restart-copy", block_with("exec ssh")), ("ssh", '#!/bin/sh\necho "$@"\n')):
@@ -79,8 +84,10 @@ class ThreeHosts(unittest.TestCase):
         self.assertEqual(len(lines), 12)
         self.hosts = {address: self.stage.ends_with_stage(Host(switch, address))
                       for address in sorted({line[1] for line in lines} | {"10.0.0.2", "10.0.0.3", "10.0.0.99"})}
-        for name, address, port, maxconn in lines:
-            self.stage.ends_with_stage(HostCopy(self.stage.folder, self.hosts[address], name, port, int(maxconn)))
+        for letter in "abc":
+            write_settings(self.stage.folder, letter)
+        for name, address, _, _ in lines:
+            self.stage.ends_with_stage(HostCopy(self.stage.folder, self.hosts[address], name))
         servers = [f"{name}={address}:{port}={maxconn}" for name, address, port, maxconn in lines]
         self.balancers = [self.balancer(address, servers) for address in ("10.0.0.2", "10.0.0.3")]
         self.names = [line[0] for line in lines]
@@ -151,6 +158,16 @@ class ThreeHosts(unittest.TestCase):
         answers = load.stop()
         print(f"balancer cut off: its address moved within {moved:.1f} s", file=sys.stderr)
         self.assertEqual(answers.lost, 0, answers.report)
+
+    def status_for_clients(self, path):
+        return subprocess.run(
+            self.hosts["10.0.0.99"].inside("curl", "-sk", "-o", "/dev/null", "-w", "%{http_code}",
+                                           f"https://10.0.0.10{path}"),
+            check=True, stdout=subprocess.PIPE, text=True).stdout
+
+    def test_show_clients_the_page_and_not_the_statistics(self):
+        self.assertEqual([self.status_for_clients(path) for path in ("/", "/haproxy", "/haproxy;csv")],
+                         ["200", "403", "403"])
 
     def test_keep_their_address_when_a_balancer_ends(self):
         other = next(balancer for balancer in self.balancers if balancer is not self.active)

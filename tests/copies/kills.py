@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Kills copies behind HAProxy, one after the other, with half as many clients again as the copies have places.
 
-usage: kills.py [--kills N] [--copies N,...] [--sizes BYTES,...] [--connections N] [--before REVISION]
+usage: kills.py [--kills N] [--copies N,...] [--sizes BYTES,...] [--connections N] [--before REVISION] [--strict]
 
   --kills N          how many copies are killed for each line (50)
   --copies N,...     how many copies there are (2,3,4)
   --sizes BYTES,...  sizes of the images, 0 for the small sample (0,300000,900000)
   --connections N    what each copy has, instead of what the rule in haproxy.cfg says
   --before REVISION  with packaging/haproxy/haproxy.cfg as it was then
+  --strict           with the settings for an engine that dies of its input
 
 Exit status 1 when a request was lost. The next copy is killed once the last one is back and as many requests have been
 answered as there are clients: so each request meets one kill, as when copies die now and then."""
@@ -79,16 +80,21 @@ def settings_of(revision):
                           check=True, stdout=subprocess.PIPE, text=True).stdout
 
 
-def main():
+def parsed():
     options = argparse.ArgumentParser(usage=__doc__)
     options.add_argument("--kills", type=int, default=50)
     options.add_argument("--copies", default="2,3,4")
     options.add_argument("--sizes", default="0,300000,900000")
     options.add_argument("--connections", type=int)
     options.add_argument("--before")
-    options = options.parse_args()
-    template = settings_of(options.before) if options.before else None
+    options.add_argument("--strict", action="store_true")
+    return options.parse_args()
 
+
+def main():
+    options = parsed()
+    settings = {"template": settings_of(options.before) if options.before else None,
+                "changes": harness.STRICTER if options.strict else ()}
     print("copies | clients | image | connections of clients | kills | answered | second tries | slowest, s "
           "| taken out without need | most connections of a copy | lost", flush=True)
     lost = 0
@@ -97,7 +103,7 @@ def main():
             for closing in (True, False):
                 with Stage() as stage:
                     copies = stage.copies(count, connections=options.connections)
-                    found = kill_under_load(stage, copies, size, options.kills, closing, template=template)
+                    found = kill_under_load(stage, copies, size, options.kills, closing, **settings)
                 print(count, clients_of(copies), name_of(size), "closed" if closing else "kept", options.kills,
                       found.answered, found.second_tries, f"{found.slowest:.1f}", found.taken_out,
                       found.open_connections, found.lost, sep=" | ", flush=True)
