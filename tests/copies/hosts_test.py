@@ -12,9 +12,9 @@ import hosts
 from harness import PATIENCE, ROOT, Stage, name_of, start, until
 from hosts import Host, HostCopy, Switch, block_with, write_settings
 
-# How long requests may take that were at a host which is cut off: three seconds until that is known, and their next
-# try; and how long the address may need to move. Generous, for a machine with other things to do.
-CUT_OFF = 15
+# How long requests may take that were at a host which is cut off: less than the 30 s for which HAProxy waits for an
+# answer; and how long the address may need to move. Both generous, for a machine with other things to do.
+CUT_OFF = 25
 MOVE = 20
 
 
@@ -104,12 +104,12 @@ class ThreeHosts(unittest.TestCase):
         holders = [balancer for balancer in self.balancers if balancer.host.has_address("10.0.0.10")]
         return holders[0] if len(holders) == 1 else None
 
-    def clients(self, count=24, size=0):
+    def clients(self, address="10.0.0.10", count=24, size=0):
         """hey on the host of the clients, over TLS."""
         load = harness.Load.__new__(harness.Load)
         load.process = start(self.hosts["10.0.0.99"].inside(
             "hey", "-z", "1800s", "-c", count, "-t", PATIENCE, "-cpus", 1, "-m", "POST", "-T", "image/png",
-            "-D", self.stage.image(size), "https://10.0.0.10/v1/recognize"),
+            "-D", self.stage.image(size), f"https://{address}/v1/recognize"),
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         return self.stage.ends_with_stage(load)
 
@@ -131,9 +131,11 @@ class ThreeHosts(unittest.TestCase):
         self.more_answers(50)
         return out, back
 
+    # At the balancer's own address: that of both may move when a busy machine leaves keepalived waiting, and takes
+    # connections along then.
     def test_serve_on_when_one_is_cut_off_and_use_it_again_when_it_is_back(self):
         for size in (0, 300_000):
-            load = self.clients(size=size)
+            load = self.clients(self.active.host.address, size=size)
             self.more_answers(50)
             out, back = self.cut_off_and_back(self.hosts["10.0.0.12"], [f"b{number}" for number in range(1, 5)])
             answers = load.stop()
