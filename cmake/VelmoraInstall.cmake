@@ -65,7 +65,8 @@ install(FILES packaging/completion/_velmoraserviced packaging/completion/_velmor
         DESTINATION share/zsh/site-functions COMPONENT Runtime)
 
 install(PROGRAMS packaging/haproxy/rolling-restart packaging/health-check DESTINATION lib/velmora COMPONENT Runtime)
-install(FILES packaging/haproxy/haproxy.cfg DESTINATION share/velmora COMPONENT Runtime)
+install(FILES packaging/haproxy/haproxy.cfg packaging/haproxy/large-buffers.conf DESTINATION share/velmora
+        COMPONENT Runtime)
 
 # The units name the prefix, which is known only now: cmake --install may have been told another one.
 install(

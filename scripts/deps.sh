@@ -32,7 +32,7 @@ sets[coverage]="${sets[test]} gcovr"
 sets[bench]="${sets[test]} libboost-log-dev libboost-program-options-dev libcli11-dev libcxxopts-dev
   libgoogle-glog-dev liblog4cplus-dev libspdlog-dev python3 wrk"
 sets[many]="${sets[run]} haproxy python3"
-sets[copies]="${sets[test]} ${sets[many]} hey socat tini"
+sets[copies]="${sets[test]} ${sets[many]} hey iproute2 keepalived openssl socat tini"
 sets[fuzz]="${sets[run]} clang-14 libclang-rt-14-dev"
 sets[image]='buildah ca-certificates catatonit crun curl debootstrap git podman python3 python3-kubernetes python3-yaml'
 sets[lint]='clang-format git shellcheck'

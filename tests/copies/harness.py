@@ -23,9 +23,19 @@ import images
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("BUILD_DIR", ROOT / "build" / "release"))
 DAEMON = BUILD / "bin" / "velmoraserviced"
-CRASHING_ENGINE = BUILD / "tests" / "crashing_engine"
+CRASHING_ENGINE = ROOT / "tests" / "copies" / "crashing_engine.py"
 DEADLY_IMAGE = b"this ends the process"
 SAMPLE = (ROOT / "config" / "sample.png").read_bytes()
+
+# The environment that HAProxy's unit has from packaging/haproxy/large-buffers.conf.
+LARGE_BUFFERS = dict(re.findall(r"^Environment=(\w+)=(\w+)$",
+                                (ROOT / "packaging" / "haproxy" / "large-buffers.conf").read_text(), re.MULTILINE))
+
+# The rule of packaging/haproxy/haproxy.cfg: what a copy has as "connections" for each request of its "maxconn".
+CONNECTIONS_A_REQUEST = 16
+
+# What haproxy.cfg says to write before an engine that dies of its input, and what stands there.
+STRICTER = [("retries 10", "retries 1"), ("observe layer4 error-limit 3", "observe layer7 error-limit 1")]
 
 # How long anything may take on a machine with other things to do.
 PATIENCE = 60
@@ -83,15 +93,16 @@ def ask(port, method="GET", path="/healthz", body=None, timeout=PATIENCE):
 
 
 class Copy:
-    """One daemon, with `threads` workers, and the connections that `maxconn` of the balancer asks for."""
+    """One daemon, with `threads` workers, and the connections that `maxconn` of the balancer asks for; or, in its place,
+    the program `engine`, which is called with a port."""
 
     def __init__(self, name, folder, threads=1, maxconn=None, connections=None, engine=None):
         self.name = name
         self.port = free_port()
         self.threads = threads
         self.maxconn = maxconn or 3 * threads
-        self.connections = connections or 2 * self.maxconn + 2
-        self.engine = engine
+        self.connections = connections or CONNECTIONS_A_REQUEST * self.maxconn
+        self.command = [engine, self.port] if engine else [DAEMON, "--ini", folder / f"{name}.ini"]
         self.folder = folder
         self.process = None
         (folder / f"{name}.ini").write_text(
@@ -99,11 +110,8 @@ class Copy:
             "threadQueuesize = 10\nqueueTimeout = 0\n")
 
     def start(self):
-        environment = {"PATH": os.environ["PATH"], "VL_LOGCFG": ""}
-        if self.engine:
-            environment["LD_LIBRARY_PATH"] = str(self.engine)
         with open(self.folder / f"{self.name}.out", "ab") as output:
-            self.process = start([DAEMON, "--ini", self.folder / f"{self.name}.ini"], env=environment,
+            self.process = start(self.command, env={"PATH": os.environ["PATH"], "VL_LOGCFG": ""},
                                  stdout=output, stderr=output, cwd=self.folder)
         until(lambda: self.serves() or self.process.poll() is not None, what=f"{self.name} serves")
         if self.process.poll() is not None:
@@ -125,25 +133,37 @@ class Copy:
         self.start()
 
 
-class Balancer:
-    """HAProxy with the configuration that is shipped, for these copies; doubles have longer to answer a check."""
+def changed(text, changes):
+    """The text with each change made where it stands, at the beginning of a setting and in one place."""
+    for old, new in changes:
+        text, count = re.subn(rf"(?m)^( +(?:default-server )?){re.escape(old)}\b", rf"\g<1>{new}", text)
+        assert count == 1, f"'{old}' stands in {count} places"
+    return text
 
-    def __init__(self, folder, copies):
+
+class Balancer:
+    """HAProxy with the configuration that is shipped, for these copies. `changes` are pairs of a text in it and what
+    stands there instead, `template` another text to begin with; doubles have longer to answer a check."""
+
+    def __init__(self, folder, copies, changes=(), template=None):
         self.port = free_port()
         self.socket_path = folder / "haproxy.sock"
         servers = [f"{copy.name}=127.0.0.1:{copy.port}={copy.maxconn}" for copy in copies]
         config = folder / "haproxy.cfg"
+        if template:
+            (folder / "template.cfg").write_text(template)
+        source = ["--from", folder / "template.cfg"] if template else []
         text = subprocess.run(
-            [ROOT / "scripts" / "haproxy-config.sh", f"127.0.0.1:{self.port}", self.socket_path, *servers],
+            [ROOT / "scripts" / "haproxy-config.sh", *source, f"127.0.0.1:{self.port}", self.socket_path, *servers],
             check=True, stdout=subprocess.PIPE, text=True).stdout
         if any(isinstance(copy, CopyDouble) for copy in copies):
             # Threads of a busy test do not always get to it within a second, and are not to be out for that.
-            text, changes = re.subn(r"timeout check \S+", f"timeout check {PATIENCE}s", text)
-            assert changes == 1, text
-        config.write_text(text)
+            changes = [*changes, ("timeout check 1s", f"timeout check {PATIENCE}s")]
+        config.write_text(changed(text, changes))
         self.output = folder / "haproxy.out"
         with open(self.output, "wb") as output:
-            self.process = start(["haproxy", "-db", "-dW", "-f", config], stdout=output, stderr=output)
+            self.process = start(["haproxy", "-db", "-dW", "-f", config], env={**os.environ, **LARGE_BUFFERS},
+                                 stdout=output, stderr=output)
         until(lambda: self.socket_path.exists() or self.process.poll() is not None, what="HAProxy runs")
         until(lambda: self.answers() or self.process.poll() is not None, what="HAProxy answers")
         if self.process.poll() is not None:
@@ -184,22 +204,26 @@ class Balancer:
     def second_tries(self):
         return int(self.servers()["BACKEND"]["wretr"]) + int(self.servers()["BACKEND"]["wredis"])
 
+    def answered(self):
+        """How many requests have had an answer of 200 so far."""
+        return int(self.servers()["BACKEND"]["hrsp_2xx"])
+
     def end(self):
         end(self.process)
 
 
 class Load:
-    """hey, which sends images until it is stopped."""
+    """hey, which sends images until it is stopped; each client over one connection, or over a new one each time."""
 
-    def __init__(self, port, image, clients=4, seconds=300):
+    def __init__(self, port, image, clients=4, seconds=1800, closing=False):
         self.process = start(
-            ["hey", "-z", f"{seconds}s", "-c", clients, "-t", PATIENCE, "-cpus", 1, "-m", "POST",
+            ["hey", *(["-disable-keepalive"] if closing else []), "-z", f"{seconds}s", "-c", clients, "-t", PATIENCE, "-cpus", 1, "-m", "POST",
              "-T", "image/png", "-D", image, f"http://127.0.0.1:{port}/v1/recognize"],
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
 
     def finish(self):
         """Waits for the end of its time; see Answers."""
-        return Answers(self.process.communicate(timeout=600)[0])
+        return Answers(self.process.communicate(timeout=1800)[0])
 
     def stop(self):
         """Lets it end what it has begun, and end."""
@@ -230,6 +254,12 @@ class Answers:
     @property
     def total(self):
         return sum(self.statuses.values())
+
+    @property
+    def lost(self):
+        """Requests without an answer of 200: hey counts failures of one text together."""
+        failed = sum(map(int, re.findall(r"^  \[(\d+)\]\t(?!\d+ responses)", self.report, re.MULTILINE)))
+        return failed + self.total - self.statuses.get(200, 0)
 
 
 # Status of a double that takes the request and hangs up without a word, or with a reset.
@@ -282,6 +312,11 @@ class CopyDouble(http.server.ThreadingHTTPServer):
         self.server_close()
 
 
+def name_of(size):
+    """What tables call images of so many bytes."""
+    return f"{size // 1000} KB" if size else "small"
+
+
 class Stage(contextlib.ExitStack):
     """A folder, and what is started in it; all of it goes at the end."""
 
@@ -305,9 +340,9 @@ class Stage(contextlib.ExitStack):
         return [self.ends_with_stage(CopyDouble(f"copy{number}", status))
                 for number, status in enumerate(statuses, 1)]
 
-    def balancer(self, copies):
+    def balancer(self, copies, **options):
         """HAProxy before them, once it takes all of them for healthy."""
-        made = self.ends_with_stage(Balancer(self.folder, copies))
+        made = self.ends_with_stage(Balancer(self.folder, copies, **options))
         made.await_up(*(copy.name for copy in copies))
         return made
 

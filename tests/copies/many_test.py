@@ -8,7 +8,7 @@ import socket
 import subprocess
 import unittest
 
-from harness import BUILD, DAEMON, PATIENCE, ROOT, Copy, Stage, ask, free_port, until
+from harness import BUILD, CONNECTIONS_A_REQUEST, DAEMON, PATIENCE, ROOT, Copy, Stage, ask, free_port, until
 
 
 class FreePort(unittest.TestCase):
@@ -82,7 +82,29 @@ class ManyScript(unittest.TestCase):
             log = self.folder / name / "velmoraserviced.log"
             until(lambda path=log: path.exists() and "Velmora Service" in path.read_text(), what=log)
 
-    def test_gives_copies_more_connections_than_the_balancer_uses(self):
+    def front(self):
+        return int(re.search(r":(\d+)/v1/recognize", self.lines[-1]).group(1))
+
+    def test_names_the_page_and_the_statistics_of_haproxy(self):
+        said = "".join(self.lines)
+        for name, path, text in (("The page", "/", b"<html"), ("HAProxy's statistics", "/haproxy", b"copies,copy2")):
+            self.assertRegex(said, rf"{name}: +http://127\.0\.0\.1:{self.front()}{path}\n")
+            status, body, _ = ask(self.front(), path=f"{path};csv" if path == "/haproxy" else path)
+            self.assertEqual(status, 200)
+            self.assertIn(text, body)
+
+    def test_names_copies_that_were_killed_and_starts_them_again(self):
+        copies = re.findall(r"^(copy\d+) .* process (\d+),", "".join(self.lines), re.M)
+        for _, process in copies:
+            os.kill(int(process), signal.SIGKILL)
+        said = "".join(self.script.stdout.readline() for _ in range(2 * len(copies) + 1))
+        for name, process in copies:
+            self.assertIn(f"{name} has ended (process {process}); starting it again\n", said)
+            self.assertRegex(said, rf"(?m)^{name} +http://127\.0\.0\.1:\d+  process \d+, log ")
+        self.assertNotIn("Killed", said)
+        until(lambda: ask(self.front())[0] == 200, what="HAProxy knows of it")
+
+    def test_gives_copies_connections_by_the_rule(self):
         balancer = (self.folder / "haproxy.cfg").read_text()
         for name in ("copy1", "copy2"):
             settings = configparser.ConfigParser()
@@ -90,10 +112,10 @@ class ManyScript(unittest.TestCase):
             threads, connections = (settings.getint("default", key) for key in ("threads", "connections"))
             maxconn = int(re.search(rf"^ +server {name} .* maxconn (\d+)$", balancer, re.M).group(1))
             self.assertTrue(2 * threads <= maxconn <= 4 * threads)
-            self.assertGreaterEqual(connections, 2 * maxconn + 2)
+            self.assertEqual(connections, CONNECTIONS_A_REQUEST * maxconn)
 
     def test_zz_ends_everything_it_has_started_when_it_is_interrupted(self):
-        ports = self.ports() + [int(re.search(r":(\d+)/v1/recognize", self.lines[-1]).group(1))]
+        ports = [*self.ports(), self.front()]
         self.assertEqual([ask(port)[0] for port in ports], [200] * 3)
         os.killpg(self.script.pid, signal.SIGINT)
         self.assertEqual(self.script.wait(timeout=PATIENCE), 130)
@@ -108,6 +130,12 @@ class ManyScript(unittest.TestCase):
 
 
 class ShippedConfiguration(unittest.TestCase):
+    def test_states_the_rule_that_is_tried_here(self):
+        text = (ROOT / "packaging" / "haproxy" / "haproxy.cfg").read_text()
+        self.assertIn(f'THE RULE for the copy\'s "connections": {CONNECTIONS_A_REQUEST} times maxconn.', text)
+        maxconn = int(re.search(r"^ +server .* maxconn (\d+)$", text, re.M).group(1))
+        self.assertIn(f"connections = {CONNECTIONS_A_REQUEST * maxconn}.\n", text)
+
     def test_haproxy_has_nothing_to_say_about_it(self):
         said = subprocess.run(["haproxy", "-c", "-q", "-dW", "-f", ROOT / "packaging" / "haproxy" / "haproxy.cfg"],
                               check=False, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)

@@ -15,7 +15,7 @@ import pathlib
 import sys
 
 import harness
-from harness import Stage
+from harness import Stage, name_of
 
 CLIENTS = 8
 MORE_ROUNDS = 10
@@ -55,18 +55,25 @@ def too_slow(found, sizes):
     return [copies for copies in (2, 4) for size in sizes if found[copies, 1, size] < found[1, copies, size] / 3]
 
 
+def through_haproxy(stage, balancer, size, clients, seconds):
+    """Milliseconds of a request, and of HAProxy's processor time for it."""
+    used = processor_seconds(balancer.process)
+    answers = stage.load(balancer.port, size, clients=clients, seconds=seconds).finish()
+    used = processor_seconds(balancer.process) - used
+    return answers.median * 1000, used * 1000 / max(answers.total, 1)
+
+
 def cost(size, seconds, rounds):
-    """One client before one copy: milliseconds directly, through HAProxy, and of HAProxy's processor time."""
+    """Before one copy, in milliseconds: one client directly, through HAProxy, HAProxy's processor time for it, and that
+    with eight clients."""
     found = []
     with Stage() as stage:
         copies = stage.copies(1)
         balancer = stage.balancer(copies)
         for _ in range(rounds):
             direct = stage.load(copies[0].port, size, clients=1, seconds=seconds).finish()
-            used = processor_seconds(balancer.process)
-            through = stage.load(balancer.port, size, clients=1, seconds=seconds).finish()
-            used = (processor_seconds(balancer.process) - used) / max(through.total, 1)
-            found.append((direct.median * 1000, through.median * 1000, used * 1000))
+            found.append((direct.median * 1000, *through_haproxy(stage, balancer, size, 1, seconds),
+                          through_haproxy(stage, balancer, size, CLIENTS, seconds)[1]))
     return [min(figures) for figures in zip(*found)]
 
 
@@ -76,19 +83,6 @@ def memory(size, clients, seconds):
         balancer = stage.balancer(stage.copies(4))
         stage.load(balancer.port, size, clients=clients, seconds=seconds).finish()
         return peak_megabytes(balancer.process)
-
-
-def refused(connections, seconds):
-    """The share of 503 when a copy has so many connections and the balancer sends it eight requests at once."""
-    with Stage() as stage:
-        copies = stage.copies(1, threads=2, maxconn=8, connections=connections)
-        balancer = stage.balancer(copies)
-        answers = stage.load(balancer.port, clients=2 * CLIENTS, seconds=seconds).finish()
-        return 100 * answers.statuses.get(503, 0) / max(answers.total, 1)
-
-
-def name_of(size):
-    return f"{size // 1000} KB" if size else "small"
 
 
 def main():
@@ -116,7 +110,7 @@ def main():
               "copies do what one does with as many workers, or at least a third of it")
         sys.exit(1 if slow or not all_sound else 0)
 
-    print("\nimage | directly, ms | through HAProxy, ms | HAProxy's processor time, ms")
+    print("\nimage | directly, ms | through HAProxy, ms | HAProxy's processor time, ms | the same, eight clients")
     for size in sizes:
         figures = cost(size, options.seconds, options.rounds)
         print(name_of(size), "|", " | ".join(f"{figure:.2f}" for figure in figures))
@@ -124,9 +118,6 @@ def main():
     for size in sizes:
         print(name_of(size), "|", " | ".join(f"{clients} clients: {memory(size, clients, options.seconds):.0f}"
                                              for clients in (1, 16, 64, 256)))
-    print("\nmaxconn 8, share of 503 by the copy's connections")
-    print(" | ".join(f"{connections}: {refused(connections, options.seconds):.1f} %"
-                     for connections in (8, 10, 18)))
 
 
 if __name__ == "__main__":
