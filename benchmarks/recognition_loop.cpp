@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "velmoralight_standin/limits.h"
-#include "velmoralight_standin/recognition.h"
+#include "velmoralight_standin/reader/recognition.h"
 
 int main(int argc, char** argv) {
     if (argc != 4) {

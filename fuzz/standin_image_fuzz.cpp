@@ -11,8 +11,8 @@
 
 #include "fuzz/byte_reader.h"
 #include "fuzz/require.h"
-#include "velmoralight_standin/image_decoder.h"
-#include "velmoralight_standin/recognition.h"
+#include "velmoralight_standin/reader/image_decoder.h"
+#include "velmoralight_standin/reader/recognition.h"
 
 static void checkDecoder(standin::Bytes file, const standin::Limits& limits) {
     const auto inspected = standin::inspectImage(file, limits);

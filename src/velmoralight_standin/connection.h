@@ -11,7 +11,7 @@
 
 #include "velmoralight_standin/asio.h"
 #include "velmoralight_standin/deadline.h"
-#include "velmoralight_standin/recognition.h"
+#include "velmoralight_standin/reader/recognition.h"
 #include "velmoralight_standin/response.h"
 #include "velmoralight_standin/router.h"
 #include "velmoralight_standin/server_context.h"

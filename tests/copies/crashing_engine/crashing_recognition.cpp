@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "velmoralight_standin/recognition.h"
+#include "velmoralight_standin/reader/recognition.h"
 
 namespace standin {
 

@@ -1,4 +1,4 @@
-#include "velmoralight_standin/symbol_reader.h"
+#include "velmoralight_standin/reader/symbol_reader.h"
 
 #include <ZXing/ReadBarcode.h>
 

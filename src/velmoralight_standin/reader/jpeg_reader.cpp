@@ -1,4 +1,4 @@
-#include "velmoralight_standin/jpeg_reader.h"
+#include "velmoralight_standin/reader/jpeg_reader.h"
 
 #include <turbojpeg.h>
 

@@ -1,8 +1,8 @@
 // Tells the image formats apart and decodes them.
 #pragma once
 
-#include "velmoralight_standin/image.h"
 #include "velmoralight_standin/limits.h"
+#include "velmoralight_standin/reader/image.h"
 
 namespace standin {
 

@@ -1,7 +1,7 @@
 // Reads PNG images.
 #pragma once
 
-#include "velmoralight_standin/image.h"
+#include "velmoralight_standin/reader/image.h"
 
 namespace standin {
 

@@ -1,7 +1,7 @@
-#include "velmoralight_standin/image_decoder.h"
+#include "velmoralight_standin/reader/image_decoder.h"
 
-#include "velmoralight_standin/jpeg_reader.h"
-#include "velmoralight_standin/png_reader.h"
+#include "velmoralight_standin/reader/jpeg_reader.h"
+#include "velmoralight_standin/reader/png_reader.h"
 
 namespace standin {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "velmoralight_standin/image.h"
-#include "velmoralight_standin/roi.h"
+#include "velmoralight_standin/reader/image.h"
+#include "velmoralight_standin/reader/roi.h"
 
 namespace standin {
 

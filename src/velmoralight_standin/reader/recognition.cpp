@@ -1,15 +1,15 @@
-#include "velmoralight_standin/recognition.h"
+#include "velmoralight_standin/reader/recognition.h"
 
 #include <exception>
 #include <new>
 
 #include <nlohmann/json.hpp>
 
-#include "velmoralight_standin/image_decoder.h"
 #include "velmoralight_standin/json_text.h"
+#include "velmoralight_standin/reader/image_decoder.h"
+#include "velmoralight_standin/reader/roi.h"
 #include "velmoralight_standin/request_target.h"
 #include "velmoralight_standin/return_code.h"
-#include "velmoralight_standin/roi.h"
 
 namespace standin {
 
@@ -113,27 +113,34 @@ Recognition recognize(std::string_view query, Bytes file, const Limits& limits) 
     }
 }
 
-Response answerTo(const Recognition& recognition, std::chrono::steady_clock::duration waited,
-                  std::chrono::steady_clock::duration worked) {
-    nlohmann::ordered_json body = {{"code", static_cast<int>(recognition.code)},
-                                   {"name", nameOf(recognition.code)}};
+std::string answerText(const Recognition& recognition) {
+    nlohmann::ordered_json answer = {{"code", static_cast<int>(recognition.code)},
+                                     {"name", nameOf(recognition.code)}};
     if (!recognition.message.empty()) {
-        body["message"] = recognition.message;
+        answer["message"] = recognition.message;
     }
     if (recognition.image) {
-        body["image"] = jsonOf(*recognition.image);
+        answer["image"] = jsonOf(*recognition.image);
     }
     if (recognition.code == VELMORA_LIGHT_SUCCESS) {
-        body["symbols"] = nlohmann::ordered_json::array();
+        answer["symbols"] = nlohmann::ordered_json::array();
         for (const Symbol& symbol : recognition.symbols) {
-            body["symbols"].push_back(jsonOf(symbol));
+            answer["symbols"].push_back(jsonOf(symbol));
         }
     }
-    body["waitedMs"] = milliseconds(waited);
-    body["workedMs"] = milliseconds(worked);
+    std::string text = jsonText(answer);
+    text.pop_back();  // the line feed
+    return text;
+}
+
+Response answerTo(const Recognition& recognition, std::chrono::steady_clock::duration waited,
+                  std::chrono::steady_clock::duration worked) {
     Response response;
     response.status = httpStatusOf(recognition.code);
-    response.body = jsonText(body);
+    response.body = answerText(recognition);
+    response.body.pop_back();
+    response.body += ",\"waitedMs\":" + nlohmann::json(milliseconds(waited)).dump() +
+                     ",\"workedMs\":" + nlohmann::json(milliseconds(worked)).dump() + "}\n";
     return response;
 }
 

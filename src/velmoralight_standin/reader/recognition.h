@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "velmoralight_standin/image.h"
 #include "velmoralight_standin/limits.h"
+#include "velmoralight_standin/reader/image.h"
+#include "velmoralight_standin/reader/symbol_reader.h"
 #include "velmoralight_standin/response.h"
-#include "velmoralight_standin/symbol_reader.h"
 
 namespace standin {
 
@@ -26,6 +26,9 @@ struct Recognition {
 // whatever goes wrong is a return code.
 [[nodiscard]] Recognition recognize(std::string_view query, Bytes file,
                                     const Limits& limits) noexcept;
+
+// The answer to the client as a JSON object in one line, without its times, which the server adds.
+[[nodiscard]] std::string answerText(const Recognition& recognition);
 
 // The answer to the client, which also says how long its request waited and was worked on.
 [[nodiscard]] Response answerTo(const Recognition& recognition,

@@ -1,4 +1,4 @@
-#include "velmoralight_standin/png_reader.h"
+#include "velmoralight_standin/reader/png_reader.h"
 
 #include <png.h>
 

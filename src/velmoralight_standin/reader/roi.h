@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "velmoralight_standin/image.h"
+#include "velmoralight_standin/reader/image.h"
 
 namespace standin {
 
