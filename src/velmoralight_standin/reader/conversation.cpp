@@ -53,6 +53,11 @@ bool sendResult(int socket, const Recognition& recognition) {
 
 }  // namespace
 
+bool sayReady(int socket) {
+    const ReaderAnswer ready{ReaderWord::Ready, VELMORA_LIGHT_SUCCESS, 0, 0};
+    return send(socket, &ready, sizeof(ready));
+}
+
 bool answerNextRequest(int socket, const Limits& limits) {
     ReaderRequest request;
     if (!receive(socket, &request, sizeof(request))) {

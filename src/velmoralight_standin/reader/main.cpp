@@ -6,7 +6,9 @@
 
 int main() {
     const standin::Limits limits;
-    while (standin::answerNextRequest(standin::kReaderSocket, limits)) {
+    bool goesOn = standin::sayReady(standin::kReaderSocket);
+    while (goesOn) {
+        goesOn = standin::answerNextRequest(standin::kReaderSocket, limits);
     }
     return 0;
 }
