@@ -304,6 +304,10 @@ asio::awaitable<bool> Connection::readBody(Parser& parser, Claim& memory) {
         co_await http::async_read_some(socket_, buffer_, parser, into(error));
         fits = memory.growTo(parser.get().body().capacity());
     }
+    if (!fits || error) {
+        std::string().swap(parser.get().body());
+        memory.release();
+    }
     if (!fits) {
         ++context_.counters.bodiesRefused;
         co_await refuse(unavailable("too many bodies are on their way", context_.limits.retryAfter),

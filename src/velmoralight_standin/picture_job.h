@@ -29,13 +29,6 @@ struct PictureJob {
           file(std::move(theFile)),
           memory(std::move(theMemory)) {}
 
-    // The reader has all of the file, and nobody else needs it.
-    void handOver() {
-        handedOver = true;
-        std::string().swap(file);
-        memory.release();
-    }
-
     // Wakes the connection.
     void end(State how, std::string what) {
         state = how;
@@ -47,8 +40,9 @@ struct PictureJob {
     State state = State::Waiting;
     std::string query;
     std::string file;
-    Claim memory;  // for the file
-    bool handedOver = false;
+    Claim memory;                // for the file
+    bool handedOver = false;     // all of it was sent to the reader
+    bool wasGivenTwice = false;  // because the first reader died without having taken it
     int32_t code = 0;
     uint32_t symbols = 0;
     std::string text;

@@ -29,12 +29,14 @@ struct ReaderPool::End {
     const char* message;      // to the client whose picture it was
 
     static const End kDied;
+    static const End kDiedBefore;
     static const End kTimeout;
     static const End kMemory;
     static const End kProtocol;
 };
 
 const ReaderPool::End ReaderPool::End::kDied{"died", "the reader died of the picture"};
+const ReaderPool::End ReaderPool::End::kDiedBefore{"died", "two readers died before the picture"};
 const ReaderPool::End ReaderPool::End::kTimeout{"timeout", "reading the picture took too long"};
 const ReaderPool::End ReaderPool::End::kMemory{"memory",
                                                "reading the picture would take too much memory"};
@@ -45,12 +47,20 @@ struct ReaderPool::Reader {
     Reader(asio::io_context& io, Budget& budget)
         : socket(io), deadline(socket), timer(io), memory(budget) {}
 
-    [[nodiscard]] bool isFree() const { return alive && job == nullptr; }
+    // Is ready, or will be as far as is known.
+    [[nodiscard]] bool isAlive() const { return ready || failures <= kPatience; }
+    [[nodiscard]] bool isFree() const { return isAlive() && job == nullptr; }
 
-    // Why the socket fails.
-    [[nodiscard]] const End* ending() const {
-        return deadline.expired() ? &End::kTimeout : &End::kDied;
+    // Why the socket fails. It is reset when something is left in it that the reader has not taken:
+    // a picture that it has not seen all of is innocent.
+    [[nodiscard]] const End* ending(const error_code& error) const {
+        if (deadline.expired()) {
+            return &End::kTimeout;
+        }
+        return error == asio::error::connection_reset ? &End::kDiedBefore : &End::kDied;
     }
+
+    static constexpr int kPatience = 3;
 
     Socket socket;
     Deadline deadline;
@@ -58,7 +68,6 @@ struct ReaderPool::Reader {
     Claim memory;              // lent for the job
     std::optional<ReaderProcess> process;
     std::shared_ptr<PictureJob> job;
-    bool alive = false;  // is ready, or will be as far as is known
     bool ready = false;  // has said so, and was not found dead since
     int failures = 0;    // starts in a row after which no reader became ready
 };
@@ -131,7 +140,7 @@ void ReaderPool::count() {
     counters_.requestsWaiting = waiting_.size();
     counters_.readersAlive = counters_.readersBusy = 0;
     for (const auto& reader : readers_) {
-        counters_.readersAlive += reader->alive ? 1 : 0;
+        counters_.readersAlive += reader->isAlive() ? 1 : 0;
         counters_.readersBusy += reader->job != nullptr ? 1 : 0;
     }
 }
@@ -165,7 +174,6 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
 
 void ReaderPool::open(Reader& reader) {
     reader.process.emplace(program_, reader.socket);
-    reader.alive = reader.failures == 0;
     ++reader.failures;
 }
 
@@ -180,14 +188,19 @@ void ReaderPool::reopen(Reader& reader) noexcept {
 }
 
 void ReaderPool::close(Reader& reader, const End& end) {
-    reader.alive = reader.ready = false;
+    reader.ready = false;
     closeQuietly(reader.socket);
     reader.process.reset();
     if (!stopped_) {
         ++counters_.readersReplaced[end.reason];
     }
+    if (&end == &End::kDiedBefore && reader.job != nullptr &&
+        !std::exchange(reader.job->wasGivenTwice, true)) {
+        waiting_.push_front(std::exchange(reader.job, nullptr));
+    }
     finish(reader, State::Failed, end.message);
-    if (counters_.readersAlive == 0 && reader.failures > 0) {
+    dispatch();
+    if (counters_.readersAlive == 0) {
         refuseWaiting("no reader is alive");
     }
 }
@@ -199,7 +212,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::listenTo(Reader& reader) {
         error_code error;
         co_await asio::async_read(reader.socket, asio::buffer(&answer, sizeof answer), into(error));
         if (error) {
-            co_return reader.ending();
+            co_return reader.ending(error);
         }
         const End* const end = co_await obey(reader, answer);
         if (end != nullptr) {
@@ -214,7 +227,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
                                                          const ReaderAnswer& answer) {
     const End* end = &End::kProtocol;
     if (answer.word == ReaderWord::Ready && !reader.ready) {
-        reader.alive = reader.ready = true;
+        reader.ready = true;
         reader.failures = 0;
         dispatch();
         end = nullptr;
@@ -248,7 +261,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::lendMemory(Reader& reader, s
     static constexpr char kGo = 1;
     error.clear();
     co_await asio::async_write(reader.socket, asio::buffer(&kGo, sizeof kGo), into(error));
-    co_return error ? reader.ending() : nullptr;
+    co_return error ? reader.ending(error) : nullptr;
 }
 
 void ReaderPool::wakeNextTurn() {
@@ -267,7 +280,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
     error_code error;
     co_await asio::async_read(reader.socket, asio::buffer(text), into(error));
     if (error) {
-        co_return reader.ending();
+        co_return reader.ending(error);
     }
     if (!text.ends_with('}')) {
         co_return &End::kProtocol;
@@ -320,15 +333,16 @@ bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
     rest.consume(sent);
     const auto now = Clock::now();
     job->state = State::Working;
-    job->waited = now - std::exchange(job->since, now);
+    job->waited += now - std::exchange(job->since, now);
+    job->handedOver = false;
     reader.job = job;
     reader.deadline.within(limits_.pictureTime);
     if (boost::beast::buffer_bytes(rest) == 0) {
-        job->handOver();
+        job->handedOver = true;
     } else {
         asio::async_write(reader.socket, rest, [job](const error_code& failure, std::size_t) {
             if (!failure) {
-                job->handOver();
+                job->handedOver = true;
             }
         });
     }
