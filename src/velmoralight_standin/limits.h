@@ -29,15 +29,16 @@ struct Limits {
     // above is not read.
     std::size_t maxBodyBytes = std::size_t{16} * 1024 * 1024;
 
-    // Bodies on their way in or waiting for a reader, all together, bytes. Above: 503.
-    std::size_t maxBodiesBytes = std::size_t{128} * 1024 * 1024;
+    // Bodies on their way in, waiting and worked on, all together, bytes. Above: 503.
+    std::size_t maxBodiesBytes = std::size_t{96} * 1024 * 1024;
 
     // From a picture in a reader's hands, and with the memory that it asked for, to its result.
     // Above: the reader is ended and replaced, 422, return code 999.
     std::chrono::milliseconds pictureTime{5'000};
 
     // What the readers may ask for to decode and read pictures, all together, MiB. Pictures wait
-    // for their turn; one that wants more than all of it: 422, return code 999.
+    // for their turn; one that wants more than all of it: 413, return code 10, before anything is
+    // decoded.
     std::size_t pictureMemory = 400;
 
     // A reader's result, bytes. Above: the reader is ended and replaced, 422, return code 999.
@@ -49,7 +50,18 @@ struct Limits {
 
     // Width times height as the image's header has it. Above: 413, return code 10, before anything
     // is decoded. One pixel takes one byte once decoded.
-    uint64_t maxPixels = 50'000'000;
+    uint64_t maxPixels = 64'000'000;
+
+    // Times that the data of a JPEG goes over its pixels; each costs time, however little it says.
+    // What people have needs 15 or fewer. Above: 422.
+    uint32_t maxJpegScans = 64;
+
+    // What a picture may need beside its file before the reader asks for it, MiB.
+    std::size_t smallPictureMemory = 16;
+
+    // Address space of a reader, MiB: pictureMemory, the file, the program and its libraries. What
+    // a picture needs beyond is refused: 413, return code 10.
+    std::size_t readerMemory = 512;
 
     // Request line and header fields together, bytes. Above: 431.
     std::uint32_t maxHeaderBytes = 8 * 1024;

@@ -194,7 +194,7 @@ void ReaderPool::close(Reader& reader, const End& end) {
     if (!stopped_) {
         ++counters_.readersReplaced[end.reason];
     }
-    if (&end == &End::kDiedBefore && reader.job != nullptr &&
+    if (&end == &End::kDiedBefore && reader.job != nullptr && !stopped_ &&
         !std::exchange(reader.job->wasGivenTwice, true)) {
         waiting_.push_front(std::exchange(reader.job, nullptr));
     }

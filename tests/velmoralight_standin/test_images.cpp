@@ -2,11 +2,15 @@
 
 #include <png.h>
 #include <turbojpeg.h>
+#include <webp/encode.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <numbers>
+#include <random>
 #include <stdexcept>
 
 #include "support/command_output.h"
@@ -44,12 +48,12 @@ std::string encode(const GreyImage& image, png_uint_32 format,
 }
 
 std::string compress(const std::vector<uint8_t>& samples, int width, int height, int format,
-                     int subsampling, int quality) {
+                     int subsampling, int quality, int flags = 0) {
     tjhandle handle = tjInitCompress();
     unsigned char* bytes = nullptr;
     unsigned long size = 0;
     const int failed = tjCompress2(handle, samples.data(), width, 0, height, format, &bytes, &size,
-                                   subsampling, quality, 0);
+                                   subsampling, quality, flags);
     std::string file(reinterpret_cast<char*>(bytes), failed == 0 ? size : 0);
     tjFree(bytes);
     tjDestroy(handle);
@@ -57,6 +61,52 @@ std::string compress(const std::vector<uint8_t>& samples, int width, int height,
         throw std::runtime_error("cannot write a JPEG image");
     }
     return file;
+}
+
+// Three samples a pixel.
+std::vector<uint8_t> coloured(const GreyImage& image, Colour black, Colour white) {
+    const auto mixed = [](uint8_t grey, uint8_t from, uint8_t to) {
+        return static_cast<uint8_t>(from + grey * (to - from) / 255);
+    };
+    std::vector<uint8_t> samples;
+    for (const uint8_t grey : image.pixels) {
+        samples.insert(samples.end(),
+                       {mixed(grey, black.red, white.red), mixed(grey, black.green, white.green),
+                        mixed(grey, black.blue, white.blue)});
+    }
+    return samples;
+}
+
+std::vector<uint8_t> withAlpha(const GreyImage& image) {
+    std::vector<uint8_t> samples;
+    for (const uint8_t grey : image.pixels) {
+        // Light is transparent here: it must count as white.
+        samples.insert(samples.end(), {grey, grey, grey, static_cast<uint8_t>(255 - grey)});
+    }
+    return samples;
+}
+
+// What one of the functions of libwebp wrote.
+std::string webpFrom(const std::function<size_t(uint8_t**)>& encoder) {
+    uint8_t* bytes = nullptr;
+    const size_t size = encoder(&bytes);
+    std::string file(reinterpret_cast<char*>(bytes), size);
+    WebPFree(bytes);
+    if (size == 0) {
+        throw std::runtime_error("cannot write a WebP image");
+    }
+    return file;
+}
+
+constexpr Colour kBlack = {0, 0, 0};
+constexpr Colour kWhite = {255, 255, 255};
+
+std::string bigEndian(size_t number, int bytes) {
+    std::string text;
+    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
+        text += static_cast<char>(number >> static_cast<unsigned>(shift));
+    }
+    return text;
 }
 
 }  // namespace
@@ -93,22 +143,55 @@ std::string encodePng(const GreyImage& image) {
 }
 
 std::string encodeColourPng(const GreyImage& image) {
-    std::vector<uint8_t> samples;
-    for (const uint8_t grey : image.pixels) {
-        // Light is transparent here: it must count as white.
-        samples.insert(samples.end(), {grey, grey, grey, static_cast<uint8_t>(255 - grey)});
-    }
-    return encode(image, PNG_FORMAT_RGBA, samples);
+    return encode(image, PNG_FORMAT_RGBA, withAlpha(image));
+}
+
+std::string encodeInColours(const GreyImage& image, Colour black, Colour white) {
+    return encode(image, PNG_FORMAT_RGB, coloured(image, black, white));
 }
 
 std::string encodeJpeg(const GreyImage& image, int quality) {
     return compress(image.pixels, image.width, image.height, TJPF_GRAY, TJSAMP_GRAY, quality);
 }
 
+std::string encodeColourJpeg(const GreyImage& image) {
+    return compress(coloured(image, kBlack, kWhite), image.width, image.height, TJPF_RGB,
+                    TJSAMP_420, 90);
+}
+
+std::string encodeProgressiveJpeg(const GreyImage& image) {
+    return compress(coloured(image, kBlack, kWhite), image.width, image.height, TJPF_RGB,
+                    TJSAMP_444, 90, TJFLAG_PROGRESSIVE);
+}
+
 std::string encodeCmykJpeg(int width, int height) {
     const std::vector<uint8_t> samples(static_cast<size_t>(width) * static_cast<size_t>(height) *
                                        4);
     return compress(samples, width, height, TJPF_CMYK, TJSAMP_444, 90);
+}
+
+std::string encodeWebp(const GreyImage& image, float quality) {
+    const std::vector<uint8_t> samples = coloured(image, kBlack, kWhite);
+    return webpFrom([&](uint8_t** bytes) {
+        return WebPEncodeRGB(samples.data(), image.width, image.height, 3 * image.width, quality,
+                             bytes);
+    });
+}
+
+std::string encodeLosslessWebp(const GreyImage& image) {
+    const std::vector<uint8_t> samples = coloured(image, kBlack, kWhite);
+    return webpFrom([&](uint8_t** bytes) {
+        return WebPEncodeLosslessRGB(samples.data(), image.width, image.height, 3 * image.width,
+                                     bytes);
+    });
+}
+
+std::string encodeTransparentWebp(const GreyImage& image) {
+    const std::vector<uint8_t> samples = withAlpha(image);
+    return webpFrom([&](uint8_t** bytes) {
+        return WebPEncodeRGBA(samples.data(), image.width, image.height, 4 * image.width, 80,
+                              bytes);
+    });
 }
 
 GreyImage rotated(const GreyImage& image, double degrees) {
@@ -157,6 +240,30 @@ GreyImage withContrast(const GreyImage& image, uint8_t black, uint8_t white) {
     return result;
 }
 
+GreyImage withNoise(const GreyImage& image, int strength) {
+    GreyImage result = image;
+    std::minstd_rand random(1);
+    for (uint8_t& pixel : result.pixels) {
+        const int noise = static_cast<int>(random() % static_cast<unsigned>(2 * strength + 1));
+        pixel = static_cast<uint8_t>(std::clamp(pixel + noise - strength, 0, 255));
+    }
+    return result;
+}
+
+GreyImage enlarged(const GreyImage& image, int factor) {
+    GreyImage result = plain(image.width * factor, image.height * factor);
+    for (int y = 0; y < result.height; ++y) {
+        for (int x = 0; x < result.width; ++x) {
+            result.pixels[at(result, x, y)] = image.pixels[at(image, x / factor, y / factor)];
+        }
+    }
+    return result;
+}
+
+GreyImage inverted(const GreyImage& image) {
+    return withContrast(image, 255, 0);
+}
+
 GreyImage placed(GreyImage ground, const GreyImage& image, int x, int y) {
     for (int row = 0; row < image.height; ++row) {
         const auto from = image.pixels.begin() + static_cast<std::ptrdiff_t>(at(image, 0, row));
@@ -166,14 +273,34 @@ GreyImage placed(GreyImage ground, const GreyImage& image, int x, int y) {
     return ground;
 }
 
+std::string pngChunk(const std::string& type, const std::string& data) {
+    const std::string checked = type + data;
+    const auto checksum =
+        crc32(0, reinterpret_cast<const Bytef*>(checked.data()), static_cast<uInt>(checked.size()));
+    return bigEndian(data.size(), 4) + checked + bigEndian(checksum, 4);
+}
+
+std::string withPngChunks(const std::string& png, const std::string& chunks) {
+    constexpr size_t kHeaderEnd = 33;
+    return png.substr(0, kHeaderEnd) + chunks + png.substr(kHeaderEnd);
+}
+
+std::string exifBlock(int orientation) {
+    return std::string("MM\0*", 4) + bigEndian(8, 4) + bigEndian(1, 2) + bigEndian(0x0112, 2) +
+           bigEndian(3, 2) + bigEndian(1, 4) + bigEndian(static_cast<size_t>(orientation), 2) +
+           bigEndian(0, 6);
+}
+
+std::string withOrientation(const std::string& jpeg, int orientation) {
+    const std::string segment = std::string("Exif\0\0", 6) + exifBlock(orientation);
+    return jpeg.substr(0, 2) + "\xff\xe1" + bigEndian(segment.size() + 2, 2) + segment +
+           jpeg.substr(2);
+}
+
 std::string pngHeader(uint32_t width, uint32_t height) {
-    const auto bigEndian = [](uint32_t number) {
-        return std::string{static_cast<char>(number >> 24U), static_cast<char>(number >> 16U),
-                           static_cast<char>(number >> 8U), static_cast<char>(number)};
-    };
     // One grey byte a pixel; the checksum is not looked at before the size is.
-    return std::string("\x89PNG\r\n\x1a\n") + bigEndian(13) + "IHDR" + bigEndian(width) +
-           bigEndian(height) + std::string("\x08\0\0\0\0", 5) + bigEndian(0);
+    return std::string("\x89PNG\r\n\x1a\n") + bigEndian(13, 4) + "IHDR" + bigEndian(width, 4) +
+           bigEndian(height, 4) + std::string("\x08\0\0\0\0", 5) + bigEndian(0, 4);
 }
 
 const std::string& slowImage() {

@@ -1,11 +1,13 @@
 #include "velmoralight_standin/reader/conversation.h"
 
+#include <malloc.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -51,10 +53,37 @@ bool sendResult(int socket, const Recognition& recognition) {
     return send(socket, &answer, sizeof(answer)) && send(socket, text.data(), text.size());
 }
 
+constexpr uint64_t kMebibyte = uint64_t{1024} * 1024;
+
+// Asks for room, and waits until there is some.
+void askForMemory(int socket, uint64_t bytes) {
+    const auto size = static_cast<uint32_t>((bytes + kMebibyte - 1) / kMebibyte);
+    const ReaderAnswer wish{ReaderWord::NeedsMemory, 0, 0, size};
+    uint8_t granted = 0;
+    if (!send(socket, &wish, sizeof(wish)) || !receive(socket, &granted, sizeof(granted))) {
+        throw std::runtime_error("the server is gone");
+    }
+}
+
+bool answer(int socket, const std::string& query, Bytes file, const Limits& limits) {
+    bool wasLarge = false;
+    const Recognition recognition = recognize(query, file, limits, [&](uint64_t bytes) {
+        wasLarge = bytes > limits.smallPictureMemory * kMebibyte;
+        if (wasLarge) {
+            askForMemory(socket, bytes);
+        }
+    });
+    if (wasLarge) {
+        // Somebody else may be waiting for it.
+        ::malloc_trim(0);
+    }
+    return sendResult(socket, recognition);
+}
+
 }  // namespace
 
-bool sayReady(int socket) {
-    const ReaderAnswer ready{ReaderWord::Ready, VELMORA_LIGHT_SUCCESS, 0, 0};
+bool announceReadiness(int socket) {
+    const ReaderAnswer ready{ReaderWord::Ready, 0, 0, 0};
     return send(socket, &ready, sizeof(ready));
 }
 
@@ -66,8 +95,7 @@ bool answerNextRequest(int socket, const Limits& limits) {
     std::string query(request.querySize, '\0');
     std::vector<uint8_t> file(request.fileSize);
     return receive(socket, query.data(), query.size()) &&
-           receive(socket, file.data(), file.size()) &&
-           sendResult(socket, recognize(query, file, limits));
+           receive(socket, file.data(), file.size()) && answer(socket, query, file, limits);
 }
 
 }  // namespace standin

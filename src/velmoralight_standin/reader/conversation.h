@@ -6,8 +6,8 @@
 
 namespace standin {
 
-// Tells the server behind `socket` that pictures may come. False when it is gone.
-bool sayReady(int socket);
+// Tells the server that pictures can come. False when it is gone.
+[[nodiscard]] bool announceReadiness(int socket);
 
 // Takes one picture from `socket` and answers it; waits for as long as it takes. False when the
 // server has closed its end.

@@ -13,12 +13,16 @@ namespace standin {
 
 using Bytes = std::span<const uint8_t>;
 
-enum class ImageType { Png, Jpeg };
+enum class ImageType { Png, Jpeg, Webp };
 
 struct ImageInfo {
     ImageType type = ImageType::Png;
-    uint32_t width = 0;   // pixels
-    uint32_t height = 0;  // pixels
+    uint32_t width = 0;   // pixels, as they are stored
+    uint32_t height = 0;  // pixels, as they are stored
+    // How the picture is meant to be held, 1 to 8 as EXIF has it; 0 when the file does not say.
+    int orientation = 0;
+    // What decoding it takes at most, its pixels included; bytes.
+    uint64_t decodingMemory = 0;
 };
 
 // One byte a pixel, 0 is black, rows from top to bottom without padding.

@@ -6,8 +6,11 @@
 
 namespace standin {
 
+// The name of an image type in an answer: "png", "jpeg", "webp".
+[[nodiscard]] const char* nameOf(ImageType type) noexcept;
+
 // Type and size of the image in `file`, from its header alone. Refuses what is empty or damaged,
-// what is neither PNG nor JPEG, and what has more pixels than the limit.
+// what is of no type that is read, and what has more pixels than the limit.
 [[nodiscard]] OrRefusal<ImageInfo> inspectImage(Bytes file, const Limits& limits);
 
 // Decodes an image that inspectImage let pass.

@@ -6,6 +6,9 @@
 #include <new>
 #include <type_traits>
 
+#include "velmoralight_standin/reader/exif.h"
+#include "velmoralight_standin/reader/jpeg_layout.h"
+
 namespace standin {
 
 namespace {
@@ -23,13 +26,8 @@ Decoder makeDecoder() {
     return decoder;
 }
 
-Refusal damaged(const Decoder& decoder) {
-    return {VELMORA_LIGHT_ERROR_INVALID_IMAGE,
-            std::string("not a valid JPEG image: ") + tjGetErrorStr2(decoder.get())};
-}
-
-unsigned long sizeOf(Bytes file) {
-    return static_cast<unsigned long>(file.size());
+Refusal damaged(const std::string& what) {
+    return {VELMORA_LIGHT_ERROR_INVALID_IMAGE, "not a valid JPEG image: " + what};
 }
 
 }  // namespace
@@ -38,36 +36,39 @@ bool looksLikeJpeg(Bytes file) noexcept {
     return file.size() >= 3 && file[0] == 0xff && file[1] == 0xd8 && file[2] == 0xff;
 }
 
-OrRefusal<ImageInfo> inspectJpeg(Bytes file) {
-    const Decoder decoder = makeDecoder();
-    int width = 0;
-    int height = 0;
-    int subsampling = 0;
-    int colours = 0;
-    if (tjDecompressHeader3(decoder.get(), file.data(), sizeOf(file), &width, &height, &subsampling,
-                            &colours) != 0) {
-        return damaged(decoder);
+OrRefusal<ImageInfo> inspectJpeg(Bytes file, const Limits& limits) {
+    const JpegLayout layout = jpegLayout(file);
+    if (layout.componentCount == 0) {
+        return damaged("it has no frame");
     }
-    if (width <= 0 || height <= 0) {
-        // Without the frame's header the library fails only if it finds something wrong instead.
-        return Refusal{VELMORA_LIGHT_ERROR_INVALID_IMAGE,
-                       "not a valid JPEG image: it has no pixels"};
+    if (layout.width == 0 || layout.height == 0) {
+        return damaged("it has no pixels");
     }
-    if (colours == TJCS_CMYK || colours == TJCS_YCCK) {
+    if (layout.componentCount == 4) {
         return Refusal{VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE, "CMYK images are not supported"};
     }
-    return ImageInfo{ImageType::Jpeg, static_cast<uint32_t>(width), static_cast<uint32_t>(height)};
+    if (!layout.hasData) {
+        return damaged("the file ends before its pixels");
+    }
+    if (layout.scans > limits.maxJpegScans) {
+        return damaged("it has more than " + std::to_string(limits.maxJpegScans) + " scans");
+    }
+    const uint64_t pixels = uint64_t{layout.width} * layout.height;
+    return ImageInfo{ImageType::Jpeg, layout.width, layout.height, exifOrientation(layout.exif),
+                     pixels + coefficientMemory(layout)};
 }
 
 OrRefusal<GreyPixels> decodeJpeg(Bytes file, const ImageInfo& info) {
     const Decoder decoder = makeDecoder();
     GreyPixels pixels(std::size_t{info.width} * info.height);
-    // Without a limit a small file may hold scans without end.
-    constexpr int kFlags = TJFLAG_STOPONWARNING | TJFLAG_LIMITSCANS;
-    if (tjDecompress2(decoder.get(), file.data(), sizeOf(file), pixels.data(),
-                      static_cast<int>(info.width), 0, static_cast<int>(info.height), TJPF_GRAY,
-                      kFlags) != 0) {
-        return damaged(decoder);
+    // The brightness is in the file itself, weighted as greyOf weights colours.
+    const int failed =
+        tjDecompress2(decoder.get(), file.data(), static_cast<unsigned long>(file.size()),
+                      pixels.data(), static_cast<int>(info.width), 0, static_cast<int>(info.height),
+                      TJPF_GRAY, TJFLAG_LIMITSCANS);
+    // After a mere warning the picture is there, with grey where data is missing.
+    if (failed != 0 && tjGetErrorCode(decoder.get()) != TJERR_WARNING) {
+        return damaged(tjGetErrorStr2(decoder.get()));
     }
     return pixels;
 }

@@ -7,10 +7,11 @@ namespace standin {
 
 [[nodiscard]] bool looksLikePng(Bytes file) noexcept;
 
-// Reads the size from the header and decodes nothing.
+// Reads size and orientation, and decodes nothing.
 [[nodiscard]] OrRefusal<ImageInfo> inspectPng(Bytes file);
 
-// Decodes to grey; what is transparent becomes white. `info` is what inspectPng returned.
+// Decodes to grey; what is transparent becomes white. What no pixel comes from (texts, colour
+// profiles) is not unpacked. `info` is what inspectPng returned.
 [[nodiscard]] OrRefusal<GreyPixels> decodePng(Bytes file, const ImageInfo& info);
 
 }  // namespace standin

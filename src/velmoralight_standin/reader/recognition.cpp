@@ -1,49 +1,26 @@
 #include "velmoralight_standin/reader/recognition.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 
 #include <nlohmann/json.hpp>
 
 #include "velmoralight_standin/json_text.h"
+#include "velmoralight_standin/reader/base64.h"
 #include "velmoralight_standin/reader/image_decoder.h"
-#include "velmoralight_standin/reader/roi.h"
-#include "velmoralight_standin/request_target.h"
+#include "velmoralight_standin/reader/wanted.h"
 #include "velmoralight_standin/return_code.h"
 
 namespace standin {
 
 namespace {
 
-Refusal invalidRoi(const std::string& message) {
-    return {VELMORA_LIGHT_ERROR_INVALID_ROI, message};
-}
+constexpr uint64_t kMebibyte = uint64_t{1024} * 1024;
 
-Refusal invalidProperty(const std::string& message) {
-    return {VELMORA_LIGHT_ERROR_INVALID_PROPERTY, message};
-}
-
-// The region that the query names, if it names one.
-OrRefusal<std::optional<Roi>> roiOf(std::string_view query) {
-    const std::optional<QueryParameters> parameters = parseQuery(query);
-    if (!parameters) {
-        return invalidProperty("the query has a malformed escape");
-    }
-    std::optional<Roi> roi;
-    for (const auto& [name, value] : *parameters) {
-        if (name != "roi") {
-            return invalidProperty("unknown query parameter: " + name);
-        }
-        if (roi) {
-            return invalidRoi("roi is given twice");
-        }
-        roi = parseRoi(value);
-        if (!roi) {
-            return invalidRoi("roi is not x,y,width,height");
-        }
-    }
-    return roi;
-}
+// The pixels, smaller copies of them, and up to four copies in black and white that the search
+// makes, all of them with a byte a pixel.
+constexpr uint64_t kSearchQuarterBytesPerPixel = 21;
 
 Recognition& refuse(Recognition& recognition, const Refusal& refusal) {
     recognition.code = refusal.code;
@@ -51,9 +28,30 @@ Recognition& refuse(Recognition& recognition, const Refusal& refusal) {
     return recognition;
 }
 
-Recognition recognizeOrThrow(std::string_view query, Bytes file, const Limits& limits) {
+Refusal tooMuchMemory() {
+    return {VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE,
+            "the image needs more memory than one image may have"};
+}
+
+// What decoding and reading take at most, bytes. They come one after the other.
+uint64_t memoryFor(const ImageInfo& image) {
+    const uint64_t pixels = uint64_t{image.width} * image.height;
+    return std::max(image.decodingMemory, kSearchQuarterBytesPerPixel * pixels / 4);
+}
+
+// The region to look at, or why not.
+OrRefusal<Roi> regionOf(const Wanted& wanted, const ImageInfo& image) {
+    const Roi roi = wanted.roi.value_or(Roi{0, 0, image.width, image.height});
+    if (!liesInside(roi, image)) {
+        return Refusal{VELMORA_LIGHT_ERROR_INVALID_ROI, "roi does not lie inside the image"};
+    }
+    return roi;
+}
+
+Recognition recognizeOrThrow(std::string_view query, Bytes file, const Limits& limits,
+                             const MemoryNotice& notice) {
     Recognition result;
-    const auto wanted = roiOf(query);
+    const auto wanted = parseWanted(query);
     if (const Refusal* refusal = std::get_if<Refusal>(&wanted)) {
         return refuse(result, *refusal);
     }
@@ -61,40 +59,53 @@ Recognition recognizeOrThrow(std::string_view query, Bytes file, const Limits& l
     if (const Refusal* refusal = std::get_if<Refusal>(&info)) {
         return refuse(result, *refusal);
     }
-    const auto& image = std::get<ImageInfo>(info);
-    result.image = image;
-    const Roi roi =
-        std::get<std::optional<Roi>>(wanted).value_or(Roi{0, 0, image.width, image.height});
-    if (!liesInside(roi, image)) {
-        return refuse(result, invalidRoi("roi does not lie inside the image"));
+    const ImageInfo& image = result.image.emplace(std::get<ImageInfo>(info));
+    const auto roi = regionOf(std::get<Wanted>(wanted), image);
+    if (const Refusal* refusal = std::get_if<Refusal>(&roi)) {
+        return refuse(result, *refusal);
     }
-    const auto pixels = decodeImage(file, image);
+    const uint64_t memory = memoryFor(image);
+    if (memory > limits.pictureMemory * kMebibyte) {
+        return refuse(result, tooMuchMemory());
+    }
+    if (notice) {
+        notice(memory);
+    }
+    auto pixels = decodeImage(file, image);
     if (const Refusal* refusal = std::get_if<Refusal>(&pixels)) {
         return refuse(result, *refusal);
     }
-    result.symbols = readSymbols(std::get<GreyPixels>(pixels), image.width, roi);
+    result.symbols = readSymbols(std::get<GreyPixels>(pixels), image.width, std::get<Roi>(roi),
+                                 std::get<Wanted>(wanted).formats.value_or(Formats::All));
     return result;
 }
 
-Recognition failed(const char* why) {
+Recognition failed(VelmoraLightReturnCode code, const std::string& why) {
     Recognition result;
-    result.code = VELMORA_LIGHT_ERROR_OTHER;
+    result.code = code;
     result.message = why;
     return result;
 }
 
 nlohmann::ordered_json jsonOf(const ImageInfo& image) {
-    return {{"type", image.type == ImageType::Png ? "png" : "jpeg"},
-            {"width", image.width},
-            {"height", image.height}};
+    nlohmann::ordered_json json = {
+        {"type", nameOf(image.type)}, {"width", image.width}, {"height", image.height}};
+    if (image.orientation != 0) {
+        json["orientation"] = image.orientation;
+    }
+    return json;
 }
 
 nlohmann::ordered_json jsonOf(const Symbol& symbol) {
-    nlohmann::ordered_json corners = nlohmann::ordered_json::array();
-    for (const Corner& corner : symbol.corners) {
-        corners.push_back({{"x", corner.x}, {"y", corner.y}});
+    nlohmann::ordered_json json = {{"format", symbol.format}, {"text", symbol.text}};
+    if (!symbol.bytes.empty()) {
+        json["bytes"] = base64(symbol.bytes);
     }
-    return {{"format", symbol.format}, {"text", symbol.text}, {"corners", corners}};
+    json["corners"] = nlohmann::ordered_json::array();
+    for (const Corner& corner : symbol.corners) {
+        json["corners"].push_back({{"x", corner.x}, {"y", corner.y}});
+    }
+    return json;
 }
 
 double milliseconds(std::chrono::steady_clock::duration time) {
@@ -103,13 +114,14 @@ double milliseconds(std::chrono::steady_clock::duration time) {
 
 }  // namespace
 
-Recognition recognize(std::string_view query, Bytes file, const Limits& limits) noexcept {
+Recognition recognize(std::string_view query, Bytes file, const Limits& limits,
+                      const MemoryNotice& notice) noexcept {
     try {
-        return recognizeOrThrow(query, file, limits);
+        return recognizeOrThrow(query, file, limits, notice);
     } catch (const std::bad_alloc&) {
-        return failed("out of memory");
+        return failed(VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE, tooMuchMemory().message);
     } catch (const std::exception&) {
-        return failed("the recognition failed");
+        return failed(VELMORA_LIGHT_ERROR_OTHER, "the recognition failed");
     }
 }
 
