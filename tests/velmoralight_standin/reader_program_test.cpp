@@ -4,8 +4,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <seccomp.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -95,6 +97,26 @@ TEST(ReaderProgram, EndsWithAHostThatWasKilled) {
     EXPECT_TRUE(waitUntil([pid] { return !isAlive(pid); }));
     ::close(ends[0]);
     ::close(ends[1]);
+}
+
+TEST(ReaderProgram, StartsWhereAServiceManagerForbadeSystemCalls) {
+    // What a unit that keeps resource limits and sandboxes to administrators forbids.
+    const pid_t service = ::fork();
+    if (service == 0) {
+        const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+        bool done = true;
+        for (const int call :
+             {SCMP_SYS(seccomp), SCMP_SYS(setrlimit), SCMP_SYS(sched_setaffinity)}) {
+            done = done && seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), call, 0) == 0;
+        }
+        done = done && seccomp_load(filter) == 0;
+        ReaderProgram reader;
+        const auto answer = reader.ask(picture());
+        ::_exit(done && answer && answer->symbols == 1 ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(service, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(ReaderProgram, AsksForMemoryForALargePictureOnly) {
