@@ -39,10 +39,10 @@ public:
         listeningPort = static_cast<uint16_t>(config.port);
         host = ::fork();
         if (host == 0) {
-            const Engine engine(config, Engine::AsItIs());
-            for (;;) {
+            while (velmoraLightServer_create(&config) != nullptr) {
                 ::pause();
             }
+            ::_exit(1);
         }
         EXPECT_TRUE(waitUntil([this] { return childrenOf(host).size() == 4; }));
         watcher = std::thread([this] { watch(); });
@@ -80,7 +80,16 @@ private:
 
 }  // namespace
 
-TEST(Memory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
+class Memory : public testing::Test {
+protected:
+    void SetUp() override {
+        if (failedAllocationIsFatal) {
+            GTEST_SKIP() << "a sanitizer has its own use of memory";
+        }
+    }
+};
+
+TEST_F(Memory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
     const MeasuredHost engine;
     const std::string half(15 * kMegabyte / 2, 'x');
     const std::string head = "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: " +
@@ -103,14 +112,14 @@ TEST(Memory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
     RecordProperty("peak", std::to_string(engine.peak()));
 }
 
-TEST(Memory, StaysBoundedWithFourLargeProgressiveJpegsAtOnce) {
-    const std::string image = largeProgressiveJpeg();
+TEST_F(Memory, StaysBoundedWithFourLargeProgressiveJpegsAtOnce) {
     const MeasuredHost engine;
+    const std::string image = encodeProgressiveJpeg(plain(8000, 6250));
     std::vector<std::thread> clients;
     for (int i = 0; i < 4; ++i) {
         clients.emplace_back([&] {
             const int status = httpExchange(engine.port(), "POST", "/v1/recognize", image).status;
-            EXPECT_TRUE(status == 200 || status == 422) << status;
+            EXPECT_TRUE(status == 200 || status == 413) << status;
         });
     }
     for (std::thread& client : clients) {

@@ -10,8 +10,9 @@
 #include <cstddef>
 #include <functional>
 #include <numbers>
-#include <random>
 #include <stdexcept>
+#include <tuple>
+#include <utility>
 
 #include "support/command_output.h"
 
@@ -98,6 +99,38 @@ std::string webpFrom(const std::function<size_t(uint8_t**)>& encoder) {
     return file;
 }
 
+// For what the simple interface above does not write.
+std::string writePng(const GreyImage& image, int depth, int colourType, int interlacing,
+                     const std::vector<uint8_t>& samples) {
+    std::string file;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_set_write_fn(
+        png, &file,
+        [](png_structp self, png_bytep data, size_t size) {
+            static_cast<std::string*>(png_get_io_ptr(self))
+                ->append(reinterpret_cast<char*>(data), size);
+        },
+        nullptr);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(image.width),
+                 static_cast<png_uint_32>(image.height), depth, colourType, interlacing,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    const png_color palette[] = {{255, 255, 255}, {0, 0, 0}};
+    if (colourType == PNG_COLOR_TYPE_PALETTE) {
+        png_set_PLTE(png, info, palette, 2);
+    }
+    png_write_info(png, info);
+    const size_t rowSize = samples.size() / static_cast<size_t>(image.height);
+    std::vector<png_const_bytep> rows;
+    for (size_t y = 0; y < static_cast<size_t>(image.height); ++y) {
+        rows.push_back(samples.data() + y * rowSize);
+    }
+    png_write_image(png, const_cast<png_bytepp>(rows.data()));
+    png_write_end(png, info);
+    png_destroy_write_struct(&png, &info);
+    return file;
+}
+
 constexpr Colour kBlack = {0, 0, 0};
 constexpr Colour kWhite = {255, 255, 255};
 
@@ -144,6 +177,27 @@ std::string encodePng(const GreyImage& image) {
 
 std::string encodeColourPng(const GreyImage& image) {
     return encode(image, PNG_FORMAT_RGBA, withAlpha(image));
+}
+
+std::string encodeInterlacedPng(const GreyImage& image) {
+    return writePng(image, 8, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_ADAM7, image.pixels);
+}
+
+std::string encodePalettePng(const GreyImage& image) {
+    // The darker half of the greys is entry 1, the other one entry 0.
+    std::vector<uint8_t> entries;
+    for (const uint8_t grey : image.pixels) {
+        entries.push_back(grey < 128 ? 1 : 0);
+    }
+    return writePng(image, 8, PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE, entries);
+}
+
+std::string encodeDeepPng(const GreyImage& image) {
+    std::vector<uint8_t> samples;
+    for (const uint8_t grey : image.pixels) {
+        samples.insert(samples.end(), {grey, grey});
+    }
+    return writePng(image, 16, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE, samples);
 }
 
 std::string encodeInColours(const GreyImage& image, Colour black, Colour white) {
@@ -297,6 +351,29 @@ std::string withOrientation(const std::string& jpeg, int orientation) {
            jpeg.substr(2);
 }
 
+std::string withWebpExif(const std::string& webp, const std::string& block) {
+    constexpr size_t kFileHead = 12;
+    constexpr size_t kPicture = kFileHead + 8;  // after the head of its chunk
+    const auto littleEndian = [](size_t number) {
+        std::string text = bigEndian(number, 4);
+        std::reverse(text.begin(), text.end());
+        return text;
+    };
+    const auto chunk = [&](const std::string& name, const std::string& data) {
+        return name + littleEndian(data.size()) + data + std::string(data.size() % 2, '\0');
+    };
+    // The flags (an EXIF block) and the size of the picture less one, 24 bits each, of which the
+    // picture's own header has 14.
+    const auto* size = reinterpret_cast<const uint8_t*>(webp.data() + kPicture + 1);
+    const uint32_t bits = size[0] | size[1] << 8U | size[2] << 16U;
+    const uint32_t height = (bits >> 14U | static_cast<uint32_t>(size[3]) << 10U) & 0x3fffU;
+    const std::string extended = littleEndian(8) + littleEndian(bits & 0x3fffU).substr(0, 3) +
+                                 littleEndian(height).substr(0, 3);
+    const std::string body =
+        "WEBP" + chunk("VP8X", extended) + webp.substr(kFileHead) + chunk("EXIF", block);
+    return "RIFF" + littleEndian(body.size()) + body;
+}
+
 std::string pngHeader(uint32_t width, uint32_t height) {
     // One grey byte a pixel; the checksum is not looked at before the size is.
     return std::string("\x89PNG\r\n\x1a\n") + bigEndian(13, 4) + "IHDR" + bigEndian(width, 4) +
@@ -312,5 +389,74 @@ const std::string& slowImage() {
         }
         return encodePng(stripes);
     }();
+    return image;
+}
+
+std::string packedZeros(size_t count) {
+    const std::vector<Bytef> zeros(count);
+    uLongf size = compressBound(static_cast<uLong>(count));
+    std::string packed(size, '\0');
+    compress(reinterpret_cast<Bytef*>(packed.data()), &size, zeros.data(),
+             static_cast<uLong>(count));
+    packed.resize(size);
+    return packed;
+}
+
+std::string finderPatterns(int side) {
+    GreyImage mark = plain(9, 9);
+    for (const auto& [from, to, grey] : {std::tuple{0, 7, 0}, {1, 6, 255}, {2, 5, 0}}) {
+        mark = placed(std::move(mark), plain(to - from, to - from, static_cast<uint8_t>(grey)),
+                      from, from);
+    }
+    GreyImage image = plain(side, side);
+    for (int y = 0; y + mark.height <= side; y += mark.height) {
+        for (int x = 0; x + mark.width <= side; x += mark.width) {
+            image = placed(std::move(image), mark, x, y);
+        }
+    }
+    return encodePng(image);
+}
+
+std::vector<GreyImage> picturesWithSeveralSymbols() {
+    const auto symbol = [](int number, const char* text) {
+        return decode(zintPng(number, text, 1));
+    };
+    const GreyImage ean = symbol(13, "400638133393");
+    const GreyImage code = decode(qrPng("several symbols", 3));
+    const GreyImage ground = plain(500, 260);
+    return {
+        placed(placed(ground, ean, 5, 5), ean, 255, 130),
+        placed(placed(placed(ground, code, 5, 5), code, 130, 100), code, 260, 20),
+        placed(placed(ground, symbol(71, "data matrix"), 10, 10), symbol(92, "aztec"), 200, 100),
+        placed(placed(ground, symbol(55, "stacked"), 5, 5), symbol(20, "Code-128"), 5, 130),
+        placed(placed(ground, symbol(29, "0950110153001"), 5, 5), symbol(8, "CODE39"), 5, 130),
+        placed(placed(placed(ground, ean, 5, 5), code, 300, 100), symbol(3, "12345678"), 5, 130),
+    };
+}
+
+GreyImage altered(GreyImage image, std::minstd_rand& random) {
+    const auto upTo = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    const int changes = 1 + upTo(6);
+    for (int i = 0; i < changes; ++i) {
+        const int width = 1 + upTo(image.width / 3);
+        const int height = 1 + upTo(image.height / 3);
+        const int x = upTo(image.width - width);
+        const int y = upTo(image.height - height);
+        const int fromX = upTo(image.width - width);
+        const int fromY = upTo(image.height - height);
+        const int kind = upTo(5);
+        const int grey = upTo(256);
+        for (int row = 0; row < height; ++row) {
+            for (int column = 0; column < width; ++column) {
+                uint8_t& here = image.pixels[at(image, x + column, y + row)];
+                const uint8_t there = image.pixels[at(image, fromX + column, fromY + row)];
+                const int results[] = {grey, there, 255 - here, (here + grey) / 2,
+                                       upTo(4) == 0 ? upTo(256) : here};
+                here = static_cast<uint8_t>(results[kind]);
+            }
+        }
+    }
     return image;
 }
