@@ -9,6 +9,9 @@ namespace standin {
 
 // The five numbers of the caller are checked against the `max...` bounds of the first block; the
 // rest guards a running server against abuse. A server keeps its own copy, which never changes.
+//
+// Memory at most: 24 MiB for the server, maxBodiesBytes (96), pictureMemory (400), and for each
+// reader 12 of its own, a file (16) and a small picture (16); with four readers 696 MiB, 730 MB.
 struct Limits {
     // Client connections that may be asked for. Each takes a descriptor and, while it sends an
     // image, up to maxBodyBytes of memory.
