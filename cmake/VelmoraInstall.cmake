@@ -47,6 +47,7 @@ if(VELMORA_LIGHT_DIR)
   endforeach()
 else()
   install(TARGETS velmoraLight LIBRARY DESTINATION lib COMPONENT Runtime)
+  install(TARGETS velmoralight-reader RUNTIME DESTINATION lib/velmora COMPONENT Runtime)
   install(FILES src/velmoralight_standin/include/velmora_light_api_server.h
           DESTINATION include COMPONENT Development)
 endif()

@@ -8,6 +8,8 @@
 #include <utility>
 
 #include <boost/asio/awaitable.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -19,11 +21,18 @@ namespace standin {
 
 namespace asio = boost::asio;
 using boost::system::error_code;
-using Socket = asio::ip::tcp::socket;
+// A client's or a reader's.
+using Socket = asio::generic::stream_protocol::socket;
 
 // What a coroutine hands to an operation: wait for it, and put its outcome into `error`.
 inline auto into(error_code& error) {
     return asio::redirect_error(asio::use_awaitable, error);
+}
+
+// Closed is closed, whatever the system thinks of it.
+inline void closeQuietly(Socket& socket) {
+    error_code ignored;
+    socket.close(ignored);
 }
 
 }  // namespace standin

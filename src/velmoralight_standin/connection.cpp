@@ -1,13 +1,13 @@
 #include "velmoralight_standin/connection.h"
 
-#include <exception>
-#include <optional>
+#include <sys/socket.h>
+
+#include <cerrno>
 #include <string_view>
 #include <utility>
 #include <variant>
 
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/span_body.hpp>
@@ -17,6 +17,7 @@
 #include "velmoralight_standin/protocol.h"
 #include "velmoralight_standin/reports.h"
 #include "velmoralight_standin/request_target.h"
+#include "velmoralight_standin/return_code.h"
 #include "velmoralight_standin/version.h"
 
 namespace standin {
@@ -32,8 +33,26 @@ std::string_view view(beast::string_view text) {
     return {text.data(), text.size()};
 }
 
-Bytes bytesOf(const std::string& text) {
-    return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+// Whether the answer is for those too for whom no place is left.
+bool isForVisitors(const std::variant<Route, Response>& routed) {
+    const Route* const wanted = std::get_if<Route>(&routed);
+    return wanted == nullptr || *wanted == Route::Health || *wanted == Route::Metrics;
+}
+
+RequestTarget targetOf(const http::request_header<>& request) {
+    return splitTarget(view(request.target()));
+}
+
+// The part that answers, or an answer that does without the body.
+std::variant<Route, Response> routeOf(const http::request_header<>& request) {
+    auto routed = route(view(request.method_string()), targetOf(request).path);
+    const Route* const wanted = std::get_if<Route>(&routed);
+    if (wanted != nullptr && *wanted == Route::Recognize) {
+        if (std::optional<Response> objection = objectionToForm(request)) {
+            routed = std::move(*objection);
+        }
+    }
+    return routed;
 }
 
 using Body = http::span_body<const char>;
@@ -44,14 +63,18 @@ http::response<Body> messageOf(const Response& response, const Connection::Manne
     message.version(manner.version);
     message.result(static_cast<unsigned int>(response.status));
     message.set(http::field::server, std::string("velmoraLight-stand-in/") + kVersionText);
-    message.set(http::field::content_type, response.contentType);
+    if (!response.contentType.empty()) {
+        message.set(http::field::content_type, response.contentType);
+    }
     message.set(http::field::cache_control, "no-store");
     message.set("X-Content-Type-Options", "nosniff");
     for (const auto& [name, value] : response.fields) {
         message.set(name, value);
     }
     const std::string_view text = response.text();
-    message.content_length(text.size());
+    if (response.status != kNoContent) {
+        message.content_length(text.size());
+    }
     message.keep_alive(manner.next == Connection::Next::Stay);
     if (!manner.headOnly) {
         message.body() = {text.data(), text.size()};
@@ -61,36 +84,6 @@ http::response<Body> messageOf(const Response& response, const Connection::Manne
 
 }  // namespace
 
-// Written by the worker before it hands it back, read by the I/O thread afterwards.
-struct Connection::Task {
-    explicit Task(const Socket::executor_type& executor)
-        : wake(executor),
-          response(errorResponse(500, VELMORA_LIGHT_ERROR_OTHER, "out of memory")) {}
-
-    // Ends its wait when the task is done, or when it has waited too long in its queue.
-    asio::steady_timer wake;
-    bool done = false;  // belongs to the I/O thread
-    WorkerPool::Fate fate = WorkerPool::Fate::Expired;
-    Response response;
-    VelmoraLightReturnCode code = VELMORA_LIGHT_ERROR_OTHER;
-    std::size_t symbols = 0;
-    WorkerPool::Clock::duration waited{0};
-    WorkerPool::Clock::duration worked{0};
-
-    void work(const std::string& query, const std::string& file, const Limits& limits) noexcept {
-        const auto start = WorkerPool::Clock::now();
-        const Recognition recognition = standin::recognize(query, bytesOf(file), limits);
-        worked = WorkerPool::Clock::now() - start;
-        try {
-            response = answerTo(recognition, waited, worked);
-            code = recognition.code;
-            symbols = recognition.symbols.size();
-        } catch (const std::exception&) {
-            // The answer that was prepared stands.
-        }
-    }
-};
-
 Connection::Connection(Socket socket, ServerContext& context)
     : socket_(std::move(socket)),
       context_(context),
@@ -98,77 +91,97 @@ Connection::Connection(Socket socket, ServerContext& context)
       buffer_(context.limits.maxHeaderBytes + kReadSize) {}
 
 Connection::~Connection() {
-    if (admitted_) {
-        --context_.counters.connectionsOpen;
-    }
+    givePlace();
 }
 
 asio::awaitable<void> Connection::run() {
-    const bool admitted = co_await enter();
-    if (admitted) {
-        co_await serve();
-    } else {
-        co_await turnAway();
+    if (context_.places.hasFree()) {
+        takePlace();
     }
+    co_await serve();
     deadline_.lift();
-    error_code ignored;  // closed is closed
-    socket_.close(ignored);
+    closeQuietly(socket_);
 }
 
 void Connection::stop() {
     if (phase_ == Phase::Reading) {
-        error_code ignored;  // closed is closed
-        socket_.close(ignored);
+        closeQuietly(socket_);
     } else if (phase_ == Phase::Answering) {
         deadline_.within(context_.limits.stopGrace);
     }
 }
 
-// With every connection taken, the decision waits for the first byte: of a client that comes back
-// as soon as it has its answer, the end of the former connection may not have been noticed yet.
-asio::awaitable<bool> Connection::enter() {
-    if (!context_.hasFreeConnection()) {
-        co_await awaitFirstByte(context_.limits.refusalTime);
-    }
-    if (context_.stopping || !context_.hasFreeConnection()) {
-        co_return false;
-    }
-    admitted_ = true;
-    ++context_.counters.connectionsOpen;
-    ++context_.counters.connectionsAdmitted;
-    co_return true;
+bool Connection::takePlace() {
+    hasPlace_ = hasPlace_ || context_.places.take();
+    return hasPlace_;
 }
 
-asio::awaitable<void> Connection::turnAway() {
-    if (context_.stopping) {
-        co_return;
+void Connection::givePlace() {
+    if (std::exchange(hasPlace_, false)) {
+        context_.places.give();
     }
-    ++context_.counters.connectionsRefused;
-    Response response = unavailable("all connections are taken", context_.limits.retryAfter);
-    co_await refuse(std::move(response), Manner());
+}
+
+bool Connection::leave() {
+    if (!hasPlace_ || peek() > 0) {
+        return false;
+    }
+    givePlace();
+    closeQuietly(socket_);
+    return true;
+}
+
+// Positive when something can be read, 0 when the client has hung up, negative when it is silent.
+int Connection::peek() {
+    char byte = 0;
+    const ssize_t count =
+        ::recv(socket_.native_handle(), &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT);
+    return count < 0 && errno != EAGAIN ? 0 : static_cast<int>(count);
 }
 
 asio::awaitable<void> Connection::serve() {
+    std::chrono::milliseconds safeTime = context_.limits.visitTime;
     Next next = Next::Stay;
     while (next == Next::Stay && !context_.stopping) {
-        const bool begun = co_await awaitFirstByte(context_.limits.idleTimeout);
-        if (!begun) {
-            co_return;
+        const bool begun = co_await awaitFirstByte(safeTime);
+        if (begun) {
+            next = co_await serveRequest();
+        } else {
+            next = Next::Leave;
         }
-        next = co_await serveRequest();
+        safeTime = std::chrono::milliseconds(0);
     }
 }
 
-asio::awaitable<bool> Connection::awaitFirstByte(std::chrono::milliseconds time) {
+// Waits for a request; while it does, and once it has been idle for `safeTime`, the place is given
+// to whoever needs it.
+asio::awaitable<bool> Connection::awaitFirstByte(std::chrono::milliseconds safeTime) {
     if (buffer_.size() > 0) {
         co_return true;
     }
-    deadline_.within(time);
+    deadline_.within(hasPlace_ ? context_.limits.idleTimeout : context_.limits.visitTime);
+    Places::IdleGuests& idle = context_.places.idle;
+    const auto self = idle.insert(idle.end(), {this, Places::Clock::now() + safeTime});
     error_code error;
+    co_await readMore(error);
+    idle.erase(self);
+    if (error && !hasPlace_ && deadline_.expired()) {
+        co_await turnAway(Manner());
+    }
+    co_return !error;
+}
+
+// Puts what comes next behind what is in the buffer.
+asio::awaitable<void> Connection::readMore(error_code& error) {
     const std::size_t count =
         co_await socket_.async_read_some(buffer_.prepare(kReadSize), into(error));
     buffer_.commit(count);
-    co_return !error;
+}
+
+asio::awaitable<void> Connection::turnAway(Manner manner) {
+    ++context_.counters.connectionsRefused;
+    Response response = unavailable("all connections are taken", context_.limits.retryAfter);
+    co_await refuse(std::move(response), manner);
 }
 
 asio::awaitable<Connection::Next> Connection::serveRequest() {
@@ -180,157 +193,197 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
         co_return Next::Leave;
     }
     const auto& request = parser.get();
-    const RequestTarget target = splitTarget(view(request.target()));
-    auto routed = route(view(request.method_string()), target.path);
-    Manner manner{request.version(), request.method() == http::verb::head,
-                  request.keep_alive() && !leavesAfterAnswer(request) ? Next::Stay : Next::Leave};
+    auto routed = routeOf(request);
+    Manner manner{request.version(), request.method() == http::verb::head, Next::Leave};
+    if (!isForVisitors(routed) && !takePlace()) {
+        co_await turnAway(manner);
+        co_return Next::Leave;
+    }
+    if (hasPlace_ && request.keep_alive() && !leavesAfterAnswer(request)) {
+        manner.next = Next::Stay;
+    }
     if (auto* refusal = std::get_if<Response>(&routed)) {
         const Next next = co_await decline(std::move(*refusal), manner, parser.is_done());
         co_return next;
     }
-    const bool hasBody = co_await readBody(parser);
-    if (!hasBody) {
-        co_return Next::Leave;
-    }
-    const Route wanted = std::get<Route>(routed);
-    if (wanted == Route::Page) {
-        // A browser would keep the connection, and with it a place that others need, for as long as
-        // the page is looked at.
-        manner.next = Next::Leave;
-    }
-    Response response =
-        co_await answer(wanted, std::string(target.query), std::move(parser.get().body()));
-    const Next next = co_await send(std::move(response), manner);
+    const Next next = co_await serveRoute(std::get<Route>(routed), parser, manner);
     co_return next;
 }
 
 // Answers a request that was read, or refuses one whose body is still to come.
 asio::awaitable<Connection::Next> Connection::decline(Response response, Manner manner,
                                                       bool wasRead) {
-    if (wasRead) {
-        const Next next = co_await send(std::move(response), manner);
-        co_return next;
+    if (!wasRead) {
+        co_await refuse(std::move(response), manner);
+        co_return Next::Leave;
     }
-    co_await refuse(std::move(response), manner);
-    co_return Next::Leave;
+    const Next next = co_await send(std::move(response), manner);
+    co_return next;
+}
+
+asio::awaitable<Connection::Next> Connection::serveRoute(Route wanted, Parser& parser,
+                                                         Manner manner) {
+    Claim memory(context_.bodies);
+    const bool hasBody = co_await readBody(parser, memory);
+    if (!hasBody) {
+        co_return Next::Leave;
+    }
+    if (wanted == Route::Page) {
+        // A browser would keep the connection for as long as the page is looked at.
+        manner.next = Next::Leave;
+    }
+    std::optional<Response> response;
+    if (wanted == Route::Recognize) {
+        const std::string_view query = targetOf(parser.get()).query;
+        response = co_await recognize(std::make_shared<PictureJob>(
+            socket_, std::string(query), std::move(parser.get().body()), std::move(memory)));
+    } else {
+        response = report(wanted);
+    }
+    if (!response) {
+        co_return Next::Leave;
+    }
+    const Next next = co_await send(std::move(*response), manner);
+    co_return next;
+}
+
+Response Connection::report(Route wanted) const {
+    const ServerState state{context_.config, context_.counters, context_.started};
+    switch (wanted) {
+        case Route::Status:
+            return statusReport(state);
+        case Route::Health:
+            return healthReport(state, context_.limits.retryAfter);
+        case Route::Metrics:
+            return metricsReport(state);
+        default:
+            return pageReport();
+    }
 }
 
 // Reads the header of a request and looks whether it can be served. False when it cannot; then the
 // client was told.
 asio::awaitable<bool> Connection::readHead(Parser& parser) {
-    deadline_.within(context_.limits.headerTimeout);
+    deadline_.within(hasPlace_ ? context_.limits.headerTimeout : context_.limits.visitTime);
     error_code error;
-    co_await http::async_read_header(socket_, buffer_, parser, into(error));
+    std::optional<Response> objection;
+    while (!error && !objection && !parser.is_header_done()) {
+        objection =
+            objectionToLines({static_cast<const char*>(buffer_.data().data()), buffer_.size()});
+        buffer_.consume(parser.put(buffer_.data(), error));
+        if (error == http::error::need_more) {
+            error.clear();
+            co_await readMore(error);
+        }
+    }
     if (error) {
         co_await refuse(error);
         co_return false;
     }
-    std::optional<Response> objection = objectionTo(parser.get(), parser.chunked());
+    if (!objection) {
+        objection = objectionTo(parser.get(), context_.surroundings.origins);
+    }
     if (objection) {
         co_await refuse(std::move(*objection), Manner());
-        co_return false;
     }
-    co_return true;
+    co_return !objection;
 }
 
-// Reads the body of a request, if it has one. False when it did not arrive; then the client was
-// told.
-asio::awaitable<bool> Connection::readBody(Parser& parser) {
-    if (parser.is_done()) {
-        co_return true;
-    }
+// Reads the body of a request, if it has one, into memory that is claimed for it. False when it did
+// not arrive or there is no room for it; then the client was told.
+asio::awaitable<bool> Connection::readBody(Parser& parser, Claim& memory) {
     deadline_.within(context_.limits.bodyTimeout);
     error_code error;
-    if (expectsContinue(parser.get())) {
+    bool fits = memory.growTo(parser.content_length().value_or(0));
+    if (fits && !parser.is_done() && expectsContinue(parser.get())) {
         static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
         co_await asio::async_write(socket_, asio::buffer(kContinue), into(error));
     }
-    if (!error) {
-        co_await http::async_read(socket_, buffer_, parser, into(error));
+    parser.eager(true);
+    while (!error && fits && !parser.is_done()) {
+        co_await http::async_read_some(socket_, buffer_, parser, into(error));
+        fits = memory.growTo(parser.get().body().capacity());
     }
-    if (error) {
+    if (!fits || error) {
+        std::string().swap(parser.get().body());
+        memory.release();
+    }
+    if (!fits) {
+        ++context_.counters.bodiesRefused;
+        co_await refuse(unavailable("too many bodies are on their way", context_.limits.retryAfter),
+                        Manner());
+    } else if (error) {
         co_await refuse(error);
-        co_return false;
     }
-    co_return true;
+    co_return fits && !error;
 }
 
-asio::awaitable<Response> Connection::answer(Route route, std::string query, std::string body) {
-    const ServerState state{context_.config, context_.counters, context_.pool.load(),
-                            context_.started};
-    switch (route) {
-        case Route::Page:
-            co_return pageReport();
-        case Route::Status:
-            co_return statusReport(state);
-        case Route::Health:
-            co_return healthReport();
-        case Route::Metrics:
-            co_return metricsReport(state);
-        case Route::Recognize:
-            break;
-    }
-    Response response = co_await recognize(std::move(query), std::move(body));
-    co_return response;
-}
-
-asio::awaitable<Response> Connection::recognize(std::string query, std::string file) {
+// Nothing when the client has left before anybody took its request up.
+asio::awaitable<std::optional<Response>> Connection::recognize(std::shared_ptr<PictureJob> job) {
     deadline_.lift();
     phase_ = Phase::Working;
-    auto task = std::make_shared<Task>(socket_.get_executor());
-    const std::optional<WorkerPool::Ticket> ticket = context_.pool.submit(
-        [task, query = std::move(query), file = std::move(file), &limits = context_.limits](
-            WorkerPool::Fate fate, WorkerPool::Clock::duration waited) {
-            task->fate = fate;
-            task->waited = waited;
-            if (fate == WorkerPool::Fate::Work) {
-                task->work(query, file, limits);
-            }
-            asio::post(task->wake.get_executor(), [task] {
-                task->done = true;
-                task->wake.cancel();
-            });
-        });
-    if (!ticket) {
-        ++context_.counters.queueFull;
-        co_return unavailable("every queue is full", context_.limits.retryAfter);
-    }
-    co_await awaitTask(task, *ticket);
-    co_return outcomeOf(*task);
+    context_.pool.submit(job);
+    co_await awaitEnd(job);
+    co_return outcomeOf(*job);
 }
 
-// Waits until the task is done, or withdraws it once it has waited too long.
-asio::awaitable<void> Connection::awaitTask(std::shared_ptr<Task> task, WorkerPool::Ticket ticket) {
-    error_code error;
-    if (context_.config.queueTimeout > 0) {
-        task->wake.expires_after(std::chrono::milliseconds(context_.config.queueTimeout));
-        co_await task->wake.async_wait(into(error));
-        if (!task->done && context_.pool.withdraw(ticket)) {
-            co_return;
+asio::awaitable<void> Connection::awaitEnd(std::shared_ptr<PictureJob> job) {
+    using Clock = PictureJob::Clock;
+    const int32_t timeout = context_.config.queueTimeout;
+    const auto expiry =
+        timeout > 0 ? job->since + std::chrono::milliseconds(timeout) : Clock::time_point::max();
+    error_code error;  // a cancelled wait is what is waited for
+    watchForHangup(job);
+    while (job->state == PictureJob::State::Waiting && Clock::now() < expiry) {
+        job->wake.expires_at(expiry);
+        co_await job->wake.async_wait(into(error));
+    }
+    if (job->state == PictureJob::State::Waiting) {
+        context_.pool.withdraw(job);
+        ++context_.counters.queueTimeouts;
+        job->end(PictureJob::State::Refused,
+                 "the request waited longer than " + std::to_string(timeout) + " ms");
+    }
+    while (job->state == PictureJob::State::Working) {
+        job->wake.expires_at(Clock::time_point::max());
+        co_await job->wake.async_wait(into(error));
+    }
+}
+
+// A client that leaves takes its waiting request with it. One that sends its next request early is
+// not watched any further.
+void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
+    if (job->state != PictureJob::State::Waiting) {
+        return;
+    }
+    // While the job waits, so does this connection.
+    const auto leave = [this, watched = std::weak_ptr(job)](const error_code& error) {
+        const auto left = watched.lock();
+        if (!error && left && left->state == PictureJob::State::Waiting && peek() == 0) {
+            context_.pool.withdraw(left);
+            left->end(PictureJob::State::Left, "");
         }
-    }
-    while (!task->done) {
-        task->wake.expires_at(WorkerPool::Clock::time_point::max());
-        co_await task->wake.async_wait(into(error));
-    }
+    };
+    socket_.async_wait(Socket::wait_read, leave);
 }
 
-Response Connection::outcomeOf(Task& task) {
+std::optional<Response> Connection::outcomeOf(PictureJob& job) {
+    if (job.state == PictureJob::State::Left) {
+        return std::nullopt;
+    }
+    if (job.state == PictureJob::State::Refused) {
+        return unavailable(job.text, context_.limits.retryAfter);
+    }
+    const bool wasRead = job.state == PictureJob::State::Read;
+    const auto code =
+        wasRead ? static_cast<VelmoraLightReturnCode>(job.code) : VELMORA_LIGHT_ERROR_OTHER;
     Counters& counters = context_.counters;
-    if (task.fate == WorkerPool::Fate::Stopped) {
-        return unavailable("the server is being stopped", context_.limits.retryAfter);
-    }
-    if (task.fate == WorkerPool::Fate::Expired) {
-        ++counters.queueTimeouts;
-        return unavailable("the request waited longer than " +
-                               std::to_string(context_.config.queueTimeout) + " ms",
-                           context_.limits.retryAfter);
-    }
-    ++counters.recognitions[task.code];
-    counters.symbols += task.symbols;
-    counters.waitedTime += task.waited;
-    counters.workedTime += task.worked;
-    return std::move(task.response);
+    ++counters.recognitions[code];
+    counters.symbols += job.symbols;
+    counters.waited.add(job.waited);
+    counters.worked.add(job.worked);
+    return wasRead ? resultResponse(code, std::move(job.text), job.waited, job.worked)
+                   : errorResponse(httpStatusOf(code), code, job.text);
 }
 
 asio::awaitable<Connection::Next> Connection::send(Response response, Manner manner) {

@@ -1,8 +1,9 @@
 // One client and its requests.
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <boost/beast/core/flat_buffer.hpp>
@@ -10,31 +11,31 @@
 #include <boost/beast/http/string_body.hpp>
 
 #include "velmoralight_standin/asio.h"
+#include "velmoralight_standin/budget.h"
 #include "velmoralight_standin/deadline.h"
-#include "velmoralight_standin/recognition.h"
+#include "velmoralight_standin/picture_job.h"
+#include "velmoralight_standin/places.h"
 #include "velmoralight_standin/response.h"
 #include "velmoralight_standin/router.h"
 #include "velmoralight_standin/server_context.h"
 
 namespace standin {
 
-// Lives on the server's I/O thread, where all of it is called.
-class Connection {
+// Lives on the server's thread, where all of it is called.
+class Connection final : private Guest {
 public:
     Connection(Socket socket, ServerContext& context);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
     ~Connection();
 
-    // Serves the client until one of the two hangs up; called once. With every connection taken,
-    // the client is answered 503 instead. The socket is closed at the end.
+    // Serves the client until one of the two hangs up; called once. With every place taken, the
+    // client is served only if it asks how the server is, and else answered 503. The socket is
+    // closed at the end.
     asio::awaitable<void> run();
 
     // Ends the connection as soon as the work that was begun for it is done and answered.
     void stop();
-
-    // Whether the client counts among the server's connections.
-    [[nodiscard]] bool isAdmitted() const { return admitted_; }
 
     // How the connection goes on after an answer.
     enum class Next { Stay, Leave };
@@ -48,23 +49,29 @@ public:
 private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
     enum class Phase { Reading, Working, Answering };
-    struct Task;
 
-    asio::awaitable<bool> enter();
-    asio::awaitable<void> turnAway();
+    bool leave() override;
+    bool takePlace();
+    void givePlace();
+    [[nodiscard]] int peek();
+
     asio::awaitable<void> serve();
-    asio::awaitable<bool> awaitFirstByte(std::chrono::milliseconds time);
+    asio::awaitable<bool> awaitFirstByte(std::chrono::milliseconds safeTime);
+    asio::awaitable<void> readMore(error_code& error);
     asio::awaitable<Next> serveRequest();
-    asio::awaitable<Next> decline(Response response, Manner manner, bool wasRead);
     asio::awaitable<bool> readHead(Parser& parser);
-    asio::awaitable<bool> readBody(Parser& parser);
-    asio::awaitable<Response> answer(Route route, std::string query, std::string body);
-    asio::awaitable<Response> recognize(std::string query, std::string file);
-    asio::awaitable<void> awaitTask(std::shared_ptr<Task> task, WorkerPool::Ticket ticket);
-    Response outcomeOf(Task& task);
+    asio::awaitable<Next> decline(Response response, Manner manner, bool wasRead);
+    asio::awaitable<Next> serveRoute(Route wanted, Parser& parser, Manner manner);
+    asio::awaitable<bool> readBody(Parser& parser, Claim& memory);
+    [[nodiscard]] Response report(Route wanted) const;
+    asio::awaitable<std::optional<Response>> recognize(std::shared_ptr<PictureJob> job);
+    asio::awaitable<void> awaitEnd(std::shared_ptr<PictureJob> job);
+    void watchForHangup(const std::shared_ptr<PictureJob>& job);
+    std::optional<Response> outcomeOf(PictureJob& job);
     asio::awaitable<Next> send(Response response, Manner manner);
     asio::awaitable<void> refuse(Response response, Manner manner);
     asio::awaitable<void> refuse(error_code error);
+    asio::awaitable<void> turnAway(Manner manner);
     asio::awaitable<void> readAway();
 
     Socket socket_;
@@ -72,7 +79,7 @@ private:
     Deadline deadline_;
     boost::beast::flat_buffer buffer_;
     Phase phase_ = Phase::Reading;
-    bool admitted_ = false;
+    bool hasPlace_ = false;
 };
 
 }  // namespace standin

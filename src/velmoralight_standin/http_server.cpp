@@ -1,8 +1,10 @@
 #include "velmoralight_standin/http_server.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 
 #include <exception>
+#include <future>
 #include <list>
 #include <stdexcept>
 #include <thread>
@@ -10,13 +12,10 @@
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
-#include <boost/asio/executor_work_guard.hpp>
-#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 
 #include "velmoralight_standin/connection.h"
 #include "velmoralight_standin/server_context.h"
-#include "velmoralight_standin/thread_name.h"
 
 namespace standin {
 
@@ -32,7 +31,7 @@ void closeInChildren(int descriptor) {
 
 class HttpServer::Implementation {
 public:
-    Implementation(const VelmoraLightServerConfig& config, const std::string& address,
+    Implementation(const VelmoraLightServerConfig& config, const Surroundings& surroundings,
                    const Limits& limits);
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
@@ -41,43 +40,40 @@ public:
 private:
     using Connections = std::list<Connection>;
 
-    void listen(const std::string& address);
-    void run();
+    void listen();
+    void run(std::promise<void> started);
     asio::awaitable<void> acceptClients();
-    asio::awaitable<bool> acceptClient();
     asio::awaitable<void> awaitChange(asio::steady_timer::time_point atMost);
     [[nodiscard]] bool mayAccept() const;
     void begin(Socket socket);
     void end(Connections::iterator connection);
     void stop();
 
-    ServerContext context_;
     asio::io_context io_{1};
-    asio::executor_work_guard<asio::io_context::executor_type> keepRunning_{io_.get_executor()};
+    ServerContext context_;
     asio::ip::tcp::acceptor acceptor_{io_};
     // Cancelled whenever a connection ends.
     asio::steady_timer change_{io_};
     Connections connections_;
-    std::thread thread_;
+    std::jthread thread_;  // joined before anything else goes
 };
 
 HttpServer::Implementation::Implementation(const VelmoraLightServerConfig& config,
-                                           const std::string& address, const Limits& limits)
-    : context_(config, limits) {
-    listen(address);
-    context_.pool.start();
-    asio::co_spawn(io_, acceptClients(), asio::detached);
-    thread_ = std::thread([this] { run(); });
+                                           const Surroundings& surroundings, const Limits& limits)
+    : context_(io_, config, surroundings, limits) {
+    listen();
+    std::promise<void> starting;
+    std::future<void> started = starting.get_future();
+    thread_ = std::jthread([this, &starting] { run(std::move(starting)); });
+    started.get();
 }
 
 HttpServer::Implementation::~Implementation() {
     asio::post(io_, [this] { stop(); });
-    context_.pool.stop();
-    keepRunning_.reset();
-    thread_.join();
 }
 
-void HttpServer::Implementation::listen(const std::string& address) {
+void HttpServer::Implementation::listen() {
+    const std::string& address = context_.surroundings.address;
     error_code error;
     const asio::ip::address parsed = asio::ip::make_address(address, error);
     if (error) {
@@ -96,17 +92,18 @@ void HttpServer::Implementation::listen(const std::string& address) {
     }
 }
 
-void HttpServer::Implementation::run() {
-    nameThisThread("velmora-io");
-    for (;;) {
-        try {
-            io_.run();
-            return;
-        } catch (const std::exception&) {
-            // Out of memory while a step was being prepared: that step is lost, the server is not.
-            // (Where it happens inside a coroutine of the network library, the process may end.)
-        }
+// The readers are started here because they end with the thread that started them.
+void HttpServer::Implementation::run(std::promise<void> started) {
+    pthread_setname_np(pthread_self(), "velmora-server");
+    try {
+        context_.pool.start();
+    } catch (const std::exception&) {
+        started.set_exception(std::current_exception());
+        return;
     }
+    started.set_value();
+    asio::co_spawn(io_, acceptClients(), asio::detached);
+    io_.run();
 }
 
 asio::awaitable<void> HttpServer::Implementation::acceptClients() {
@@ -115,28 +112,17 @@ asio::awaitable<void> HttpServer::Implementation::acceptClients() {
             co_await awaitChange(asio::steady_timer::time_point::max());
             continue;
         }
-        const bool accepted = co_await acceptClient();
-        if (!accepted) {
-            // The client is still in the backlog: to try again at once would keep a core busy.
+        error_code error;
+        Socket socket = co_await acceptor_.async_accept(into(error));
+        if (!error) {
+            begin(std::move(socket));
+        } else if (error != asio::error::connection_aborted && !context_.stopping) {
+            // Not enough of something, mostly of descriptors. The client is still in the backlog:
+            // to try again at once would keep a core busy.
             const auto now = asio::steady_timer::clock_type::now();
             co_await awaitChange(now + context_.limits.acceptPause);
         }
     }
-}
-
-// False when there is not enough of something, mostly of descriptors.
-asio::awaitable<bool> HttpServer::Implementation::acceptClient() {
-    error_code error;
-    try {
-        Socket socket = co_await acceptor_.async_accept(into(error));
-        if (!error) {
-            begin(std::move(socket));
-        }
-    } catch (const std::exception&) {
-        co_return false;
-    }
-    co_return !error || error == asio::error::connection_aborted ||
-        error == asio::error::operation_aborted;
 }
 
 asio::awaitable<void> HttpServer::Implementation::awaitChange(
@@ -147,9 +133,9 @@ asio::awaitable<void> HttpServer::Implementation::awaitChange(
 }
 
 bool HttpServer::Implementation::mayAccept() const {
-    const uint64_t refused = connections_.size() - context_.counters.connectionsOpen;
-    return context_.hasFreeConnection() ||
-           refused < static_cast<uint64_t>(context_.limits.maxRefusedConns);
+    const uint64_t visitors = connections_.size() - context_.counters.connectionsOpen;
+    return context_.places.hasFree() ||
+           visitors < static_cast<uint64_t>(context_.limits.maxVisitors);
 }
 
 void HttpServer::Implementation::begin(Socket socket) {
@@ -157,13 +143,8 @@ void HttpServer::Implementation::begin(Socket socket) {
     error_code ignored;  // slower, but it works
     socket.set_option(asio::ip::tcp::no_delay(true), ignored);
     const auto connection = connections_.emplace(connections_.end(), std::move(socket), context_);
-    try {
-        asio::co_spawn(io_, connection->run(),
-                       [this, connection](const std::exception_ptr&) { end(connection); });
-    } catch (...) {
-        end(connection);
-        throw;
-    }
+    asio::co_spawn(io_, connection->run(),
+                   [this, connection](const std::exception_ptr&) { end(connection); });
 }
 
 void HttpServer::Implementation::end(Connections::iterator connection) {
@@ -176,14 +157,15 @@ void HttpServer::Implementation::stop() {
     error_code ignored;  // closed is closed
     acceptor_.close(ignored);
     change_.cancel();
+    context_.pool.stop();
     for (Connection& connection : connections_) {
         connection.stop();
     }
 }
 
-HttpServer::HttpServer(const VelmoraLightServerConfig& config, const std::string& address,
+HttpServer::HttpServer(const VelmoraLightServerConfig& config, const Surroundings& surroundings,
                        const Limits& limits)
-    : implementation_(std::make_unique<Implementation>(config, address, limits)) {}
+    : implementation_(std::make_unique<Implementation>(config, surroundings, limits)) {}
 
 HttpServer::~HttpServer() = default;
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include <boost/beast/http/basic_parser.hpp>
 #include <boost/beast/http/message.hpp>
@@ -20,10 +21,18 @@ namespace standin {
 // The answer to a request that took too long to arrive.
 [[nodiscard]] Response answerToSlowness();
 
-// The answer to a request whose header is well-formed but asks for what this server does not do.
-// `chunked` is whether the body comes in chunks.
+// The answer to a request with a folded line in its header, which may have more behind it or still
+// be incomplete: continued lines are read differently by different programs.
+[[nodiscard]] std::optional<Response> objectionToLines(std::string_view text);
+
+// The answer to a request whose header is well-formed but asks for what this server does not do, or
+// comes from the page of another site than `origins` lists (see Surroundings).
 [[nodiscard]] std::optional<Response> objectionTo(
-    const boost::beast::http::request_header<>& header, bool chunked);
+    const boost::beast::http::request_header<>& header, std::string_view origins);
+
+// The answer to a form in which a picture may be, and is not looked for.
+[[nodiscard]] std::optional<Response> objectionToForm(
+    const boost::beast::http::request_header<>& header);
 
 // Whether the client wants its connection closed after the answer, without the `Connection` field:
 // a browser does not let a page set that one, so a page says `Velmora-Connection: close`.

@@ -19,16 +19,16 @@ struct ReaderRequest {
 
 enum class ReaderWord : uint32_t {
     // `size` MiB are wanted to decode and read the picture. The server answers with one byte, of
-    // any value, once
-    // there is room for them; the reader waits for it.
+    // any value, once there is room for them; the reader waits for it.
     NeedsMemory = 1,
     // The picture is done: `code` is its VelmoraLightReturnCode, and `size` bytes follow, a JSON
-    // object with all of
-    // the answer but its times.
+    // object with all of the answer but its times.
     Result = 2,
+    // The reader has started and can read pictures. It is given none before.
+    Ready = 3,
 };
 
-// From the reader: no NeedsMemory or one, then one Result.
+// From the reader: one Ready; then, for each picture, no NeedsMemory or one, and one Result.
 struct ReaderAnswer {
     ReaderWord word = ReaderWord::Result;
     int32_t code = 0;

@@ -22,10 +22,6 @@ Json success() {
             {"name", nameOf(VELMORA_LIGHT_SUCCESS)}};
 }
 
-double seconds(std::chrono::nanoseconds time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 Json jsonOf(const VelmoraLightServerConfig& config) {
     return {{"port", config.port},
             {"conns", config.conns},
@@ -42,8 +38,22 @@ std::string codeLabel(int code) {
     return nameOf(static_cast<VelmoraLightReturnCode>(code));
 }
 
-template <typename Label>
-Json jsonOf(const std::map<int, uint64_t>& counts, Label label) {
+std::string reasonLabel(std::string_view reason) {
+    return std::string(reason);
+}
+
+// Calls `use` with each upper bound as text and how many took no longer.
+template <typename Use>
+void forEachBound(const Histogram& histogram, Use use) {
+    uint64_t count = 0;
+    for (std::size_t i = 0; i < histogram.counts.size(); ++i) {
+        count += histogram.counts[i];
+        use(i < kTimeBounds.size() ? Json(kTimeBounds[i]).dump() : "+Inf", count);
+    }
+}
+
+template <typename Key, typename Label>
+Json jsonOf(const std::map<Key, uint64_t>& counts, Label label) {
     Json result = Json::object();
     for (const auto& [key, count] : counts) {
         result[label(key)] = count;
@@ -51,19 +61,32 @@ Json jsonOf(const std::map<int, uint64_t>& counts, Label label) {
     return result;
 }
 
-Json jsonOf(const Counters& counters, const WorkerPool::Load& load) {
+// How many took at most as long as each bound, by the bound.
+Json jsonOf(const Histogram& histogram) {
+    Json result = Json::object();
+    forEachBound(histogram,
+                 [&](const std::string& bound, uint64_t count) { result[bound] = count; });
+    return result;
+}
+
+Json jsonOf(const Counters& counters) {
     return {{"connectionsOpen", counters.connectionsOpen},
             {"connectionsAdmitted", counters.connectionsAdmitted},
             {"connectionsRefused", counters.connectionsRefused},
             {"responses", jsonOf(counters.responses, statusLabel)},
             {"recognitions", jsonOf(counters.recognitions, codeLabel)},
             {"symbols", counters.symbols},
-            {"requestsWaiting", load.waiting},
-            {"workersBusy", load.working},
+            {"requestsWaiting", counters.requestsWaiting},
+            {"workersBusy", counters.readersBusy},
+            {"readersAlive", counters.readersAlive},
+            {"readersReplaced", jsonOf(counters.readersReplaced, reasonLabel)},
             {"queueFull", counters.queueFull},
             {"queueTimeouts", counters.queueTimeouts},
-            {"waitedSeconds", seconds(counters.waitedTime)},
-            {"workedSeconds", seconds(counters.workedTime)}};
+            {"bodiesRefused", counters.bodiesRefused},
+            {"waitedSeconds", counters.waited.sum},
+            {"workedSeconds", counters.worked.sum},
+            {"waited", jsonOf(counters.waited)},
+            {"worked", jsonOf(counters.worked)}};
 }
 
 // Writes the Prometheus text format: a family is introduced by its help and its type.
@@ -92,13 +115,24 @@ public:
         sample(name, "", value);
     }
 
-    template <typename Label>
+    template <typename Key, typename Label>
     void counts(const char* name, const char* help, const char* labelName,
-                const std::map<int, uint64_t>& counts, Label label) {
+                const std::map<Key, uint64_t>& counts, Label label) {
         family(name, "counter", help);
         for (const auto& [key, count] : counts) {
             sample(name, std::string("{") + labelName + "=\"" + label(key) + "\"}", count);
         }
+    }
+
+    void histogram(const std::string& name, const char* help, const Histogram& histogram) {
+        family(name.c_str(), "histogram", help);
+        uint64_t all = 0;
+        forEachBound(histogram, [&](const std::string& bound, uint64_t count) {
+            sample((name + "_bucket").c_str(), "{le=\"" + bound + "\"}", count);
+            all = count;
+        });
+        sample((name + "_sum").c_str(), "", histogram.sum);
+        sample((name + "_count").c_str(), "", all);
     }
 
     [[nodiscard]] std::string text() const { return text_.str(); }
@@ -120,25 +154,33 @@ void writeConnections(MetricsText& text, const ServerState& state) {
                 statusLabel);
 }
 
-void writeQueues(MetricsText& text, const ServerState& state) {
+void writeReaders(MetricsText& text, const ServerState& state) {
     const Counters& counters = state.counters;
-    text.single("workers", "gauge", "Worker threads.", state.config.threads);
-    text.single("workers_busy", "gauge", "Worker threads at work.", state.load.working);
-    text.single("requests_waiting", "gauge", "Requests in the queues.", state.load.waiting);
-    text.single("queue_full_total", "counter", "Requests refused by full queues.",
+    text.single("workers", "gauge", "Readers that were asked for.", state.config.threads);
+    text.single("workers_busy", "gauge", "Readers at work.", counters.readersBusy);
+    text.single("readers_alive", "gauge", "Readers that can be given work.", counters.readersAlive);
+    text.counts("readers_replaced_total", "Readers replaced, by what was wrong with them.",
+                "reason", counters.readersReplaced, reasonLabel);
+    text.single("requests_waiting", "gauge", "Requests in the queue.", counters.requestsWaiting);
+    text.single("queue_full_total", "counter", "Requests refused by a full queue.",
                 counters.queueFull);
     text.single("queue_timeouts_total", "counter", "Requests that waited too long.",
                 counters.queueTimeouts);
+    text.single("bodies_refused_total", "counter",
+                "Requests refused because the bodies on their way took all the memory for them.",
+                counters.bodiesRefused);
 }
 
 void writeRecognitions(MetricsText& text, const Counters& counters) {
     text.counts("recognitions_total", "Requests worked on, by return code.", "code",
                 counters.recognitions, codeLabel);
     text.single("symbols_total", "counter", "Symbols found.", counters.symbols);
-    text.single("waited_seconds_total", "counter", "Time that requests spent in a queue.",
-                seconds(counters.waitedTime));
-    text.single("worked_seconds_total", "counter", "Time that workers spent on requests.",
-                seconds(counters.workedTime));
+    text.single("waited_seconds_total", "counter", "Time that requests spent in the queue.",
+                counters.waited.sum);
+    text.single("worked_seconds_total", "counter", "Time that readers spent on requests.",
+                counters.worked.sum);
+    text.histogram("waited_seconds", "Time that a request spent in the queue.", counters.waited);
+    text.histogram("worked_seconds", "Time that a reader spent on a request.", counters.worked);
 }
 
 }  // namespace
@@ -148,9 +190,10 @@ Response statusReport(const ServerState& state) {
     body["version"] = kVersionText;
     body["build"] = buildIdentifier();
     body["description"] = kDescription;
-    body["startTimeSeconds"] = seconds(state.started.time_since_epoch());
+    body["startTimeSeconds"] =
+        std::chrono::duration<double>(state.started.time_since_epoch()).count();
     body["config"] = jsonOf(state.config);
-    body["counters"] = jsonOf(state.counters, state.load);
+    body["counters"] = jsonOf(state.counters);
     Response response;
     response.body = jsonText(body);
     return response;
@@ -163,7 +206,7 @@ Response metricsReport(const ServerState& state) {
         "build_info",
         std::string("{version=\"") + kVersionText + "\",build=\"" + buildIdentifier() + "\"}", 1);
     writeConnections(text, state);
-    writeQueues(text, state);
+    writeReaders(text, state);
     writeRecognitions(text, state.counters);
     Response response;
     response.contentType = "text/plain; version=0.0.4; charset=utf-8";
@@ -171,7 +214,10 @@ Response metricsReport(const ServerState& state) {
     return response;
 }
 
-Response healthReport() {
+Response healthReport(const ServerState& state, std::chrono::seconds retryAfter) {
+    if (state.counters.readersAlive == 0) {
+        return unavailable("no reader is alive", retryAfter);
+    }
     Json body = success();
     body["status"] = "ok";
     Response response;

@@ -6,7 +6,6 @@
 #include "velmora_light_api_server.h"
 #include "velmoralight_standin/counters.h"
 #include "velmoralight_standin/response.h"
-#include "velmoralight_standin/worker_pool.h"
 
 namespace standin {
 
@@ -14,7 +13,6 @@ namespace standin {
 struct ServerState {
     const VelmoraLightServerConfig& config;
     const Counters& counters;
-    WorkerPool::Load load;
     std::chrono::system_clock::time_point started;  // when the server was created
 };
 
@@ -24,7 +22,8 @@ struct ServerState {
 // The answer to GET /metrics, in the Prometheus text format.
 [[nodiscard]] Response metricsReport(const ServerState& state);
 
-// The answer to GET /healthz.
-[[nodiscard]] Response healthReport();
+// The answer to GET /healthz: 200 while at least one reader is alive, whether it works or not;
+// otherwise 503.
+[[nodiscard]] Response healthReport(const ServerState& state, std::chrono::seconds retryAfter);
 
 }  // namespace standin

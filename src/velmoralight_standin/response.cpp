@@ -7,11 +7,31 @@
 
 namespace standin {
 
+namespace {
+
+std::string milliseconds(std::chrono::steady_clock::duration time) {
+    return nlohmann::json(std::chrono::duration<double, std::milli>(time).count()).dump();
+}
+
+}  // namespace
+
 Response errorResponse(int status, VelmoraLightReturnCode code, const std::string& message) {
     Response response;
     response.status = status;
     response.body =
         jsonText({{"code", static_cast<int>(code)}, {"name", nameOf(code)}, {"message", message}});
+    return response;
+}
+
+Response resultResponse(VelmoraLightReturnCode code, std::string text,
+                        std::chrono::steady_clock::duration waited,
+                        std::chrono::steady_clock::duration worked) {
+    text.pop_back();  // the closing brace
+    Response response;
+    response.status = httpStatusOf(code);
+    response.body = std::move(text)
+                        .append(",\"waitedMs\":" + milliseconds(waited))
+                        .append(",\"workedMs\":" + milliseconds(worked) + "}\n");
     return response;
 }
 

@@ -32,6 +32,12 @@ const char* nameOf(VelmoraLightReturnCode code) noexcept {
     return "VELMORA_LIGHT_ERROR_OTHER";
 }
 
+bool isReturnCode(int code) noexcept {
+    return (code >= VELMORA_LIGHT_SUCCESS && code <= VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE) ||
+           code == VELMORA_LIGHT_ERROR_OTHER;
+}
+
+// Never 5xx: a balancer would carry the picture to the next server.
 int httpStatusOf(VelmoraLightReturnCode code) noexcept {
     switch (code) {
         case VELMORA_LIGHT_SUCCESS:
@@ -43,10 +49,8 @@ int httpStatusOf(VelmoraLightReturnCode code) noexcept {
             return 413;
         case VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE:
             return 415;
-        case VELMORA_LIGHT_ERROR_INVALID_IMAGE:
-            return 422;
         default:
-            return 500;
+            return 422;
     }
 }
 

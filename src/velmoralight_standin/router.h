@@ -10,8 +10,8 @@ namespace standin {
 
 enum class Route { Page, Recognize, Status, Health, Metrics };
 
-// The part that answers, or the answer itself: 404 for an unknown path, 405 with `Allow` for a
-// method that the path does not know. GET includes HEAD.
+// The part that answers, or the answer itself: 404 for an unknown path, 204 with `Allow` for
+// OPTIONS, 405 with `Allow` for a method that the path does not know. GET includes HEAD.
 [[nodiscard]] std::variant<Route, Response> route(std::string_view method, std::string_view path);
 
 }  // namespace standin

@@ -4,32 +4,37 @@
 #include <chrono>
 
 #include "velmora_light_api_server.h"
+#include "velmoralight_standin/asio.h"
+#include "velmoralight_standin/budget.h"
 #include "velmoralight_standin/counters.h"
 #include "velmoralight_standin/limits.h"
-#include "velmoralight_standin/worker_pool.h"
+#include "velmoralight_standin/places.h"
+#include "velmoralight_standin/reader_pool.h"
+#include "velmoralight_standin/server_config.h"
 
 namespace standin {
 
-// But for the pool, everything belongs to the server's I/O thread.
+// Belongs to the server's thread.
 struct ServerContext {
-    ServerContext(const VelmoraLightServerConfig& theConfig, const Limits& theLimits)
+    ServerContext(asio::io_context& io, const VelmoraLightServerConfig& theConfig,
+                  const Surroundings& theSurroundings, const Limits& theLimits)
         : config(theConfig),
+          surroundings(theSurroundings),
           limits(theLimits),
-          pool(static_cast<std::size_t>(config.threads),
-               static_cast<std::size_t>(config.threadQueueSize),
-               std::chrono::milliseconds(config.queueTimeout)) {}
+          places(config.conns, counters),
+          pool(io, config, limits, surroundings.reader, counters),
+          bodies{limits.maxBodiesBytes} {}
 
     const VelmoraLightServerConfig config;
+    const Surroundings surroundings;
     const Limits limits;
-    WorkerPool pool;
     Counters counters;
+    Places places;
+    ReaderPool pool;
+    Budget bodies;  // bytes
     bool stopping = false;
     // Tells this server from the one before it, and from its copies.
     const std::chrono::system_clock::time_point started = std::chrono::system_clock::now();
-
-    [[nodiscard]] bool hasFreeConnection() const {
-        return counters.connectionsOpen < static_cast<uint64_t>(config.conns);
-    }
 };
 
 }  // namespace standin

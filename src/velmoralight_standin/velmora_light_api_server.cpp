@@ -2,9 +2,12 @@
 
 #include "velmora_light_api_server.h"
 
+#include <dlfcn.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -20,9 +23,9 @@
 
 // What the opaque handle of the interface points to.
 struct VelmoraLightServer {
-    VelmoraLightServer(const VelmoraLightServerConfig& config, const std::string& address,
-                       const standin::Limits& limits)
-        : server(config, address, limits) {}
+    VelmoraLightServer(const VelmoraLightServerConfig& config,
+                       const standin::Surroundings& surroundings, const standin::Limits& limits)
+        : server(config, surroundings, limits) {}
 
     standin::HttpServer server;
 };
@@ -33,10 +36,25 @@ void complain(const char* reason) {
     std::fprintf(stderr, "velmoraLight: no server created: %s\n", reason);
 }
 
+std::string environment(const char* name, const char* fallback) {
+    const char* const value = std::getenv(name);
+    return value == nullptr || *value == '\0' ? fallback : value;
+}
+
+// The folder of the file that this library was loaded from.
+std::filesystem::path ownFolder() {
+    Dl_info info{};
+    if (::dladdr(reinterpret_cast<const void*>(&velmoraLightServer_create), &info) == 0) {
+        throw std::runtime_error("the engine's own file is not known");
+    }
+    return std::filesystem::canonical(info.dli_fname).parent_path();
+}
+
 // Nobody but this machine is served unless the host's environment asks for it.
-std::string bindAddress() {
-    const char* address = std::getenv("VELMORA_LIGHT_BIND");
-    return address == nullptr || *address == '\0' ? "127.0.0.1" : address;
+standin::Surroundings surroundings() {
+    return {environment("VELMORA_LIGHT_BIND", "127.0.0.1"),
+            environment("VELMORA_LIGHT_ORIGINS", ""),
+            ownFolder() / "velmora" / "velmoralight-reader"};
 }
 
 // The servers that are there, so that a handle that has been destroyed does no harm.
@@ -72,7 +90,7 @@ VelmoraLightServer* createOrThrow(const VelmoraLightServerConfig& config) {
     if (complaint) {
         throw std::runtime_error(*complaint);
     }
-    return handles().add(std::make_unique<VelmoraLightServer>(config, bindAddress(), limits));
+    return handles().add(std::make_unique<VelmoraLightServer>(config, surroundings(), limits));
 }
 
 void set(int* target, int value) {

@@ -230,6 +230,13 @@ class Reading(PageTest):
                 self.assert_outline_holds_ink()
                 self.browser.open(self.daemon.port)
 
+    def test_outline_lies_over_the_symbol_where_browsers_differ_about_the_camera(self):
+        picture = pictures.Picture(600, 400)
+        picture.draw("turned", 60, 30, 10)
+        self.browser.choose("turned.png", pictures.png_with_orientation(picture.png(), 6))
+        self.assertEqual(self.texts(), ["turned"])
+        self.assert_outline_holds_ink()
+
     def as_jpeg(self, picture):
         """The browser knows how to write one."""
         address = "data:image/png;base64," + base64.b64encode(picture.png()).decode()
@@ -372,7 +379,8 @@ class Reading(PageTest):
 
     def test_other_type_is_explained(self):
         self.assert_refused("text.png", b"no image", "415 (Unsupported Media Type)",
-                            "This is not an image that the engine reads.", "the image is neither PNG nor JPEG")
+                            "This is not an image that the engine reads.",
+                            "the image is neither PNG nor JPEG nor WebP")
 
     def test_damaged_image_is_explained(self):
         self.announce("/v1/recognize", "the server responded with a status of 422 (Unprocessable Entity)")
@@ -385,7 +393,7 @@ class Reading(PageTest):
 
     def test_too_many_pixels_are_explained(self):
         self.assert_refused("wide.png", pictures.png_file(10000, 10000, 0, b""), "413 (Payload Too Large)",
-                            "The image is too large.", "the image has 10000 x 10000 pixels, more than 50000000")
+                            "The image is too large.", "the image has 10000 x 10000 pixels, more than 64000000")
 
     def test_failure_goes_with_the_next_image(self):
         self.announce("/v1/recognize", "the server responded with a status of 415 (Unsupported Media Type)")
@@ -449,6 +457,13 @@ class Answers(PageTest):
         self.server.answer = (200, "<h1>Welcome to this network</h1>")
         self.assert_said("The answer could not be understood.",
                          "Something other than the engine answered. Is a proxy in between?")
+
+    def test_image_that_was_given_up_is_explained(self):
+        self.announce("/v1/recognize", "the server responded with a status of 422 (Unprocessable Entity)")
+        self.server.answer = (422, json.dumps({"code": 999, "message": "it took too long"}))
+        self.assert_said("The engine gave this image up.",
+                         "It was too much to read. Cut out the part with the symbol.")
+        self.assertFalse(self.browser.is_seen("again"))
 
     def test_format_and_message_are_never_markup(self):
         self.server.answer = (200, json.dumps({

@@ -55,10 +55,11 @@ def modules(text):
     return [[line[at] == "#" for at in range(0, len(line), 2)] for line in drawn.splitlines()]
 
 
-def png_file(width, height, colour_type, rows):
-    def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+def chunk(kind, data):
+    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
 
+
+def png_file(width, height, colour_type, rows):
     header = struct.pack(">IIBBBBB", width, height, 8, colour_type, 0, 0, 0)
     return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
 
@@ -109,5 +110,15 @@ def paeth(left, above, corner):
 
 def with_orientation(jpeg, orientation):
     """A JPEG file as a camera writes it that was held another way."""
-    exif = b"Exif\0\0MM\0*" + struct.pack(">IHHHIHHI", 8, 1, 0x0112, 3, 1, orientation, 0, 0)
-    return jpeg[:2] + b"\xff\xe1" + struct.pack(">H", len(exif) + 2) + exif + jpeg[2:]
+    segment = b"Exif\0\0" + exif(orientation)
+    return jpeg[:2] + b"\xff\xe1" + struct.pack(">H", len(segment) + 2) + segment + jpeg[2:]
+
+
+def png_with_orientation(png, orientation):
+    """The same for a PNG file."""
+    end_of_header = 33
+    return png[:end_of_header] + chunk(b"eXIf", exif(orientation)) + png[end_of_header:]
+
+
+def exif(orientation):
+    return b"MM\0*" + struct.pack(">IHHHIHHI", 8, 1, 0x0112, 3, 1, orientation, 0, 0)

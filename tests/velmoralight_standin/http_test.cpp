@@ -3,6 +3,7 @@
 
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include "engine.h"
 #include "support/row_name.h"
@@ -99,13 +100,105 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{"UnknownCoding",
                  "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: gzip\r\n\r\n", 501,
                  999},
+        Exchange{"CodingBeforeChunks",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: gzip, chunked\r\n"
+                 "\r\n0\r\n\r\n",
+                 501, 999},
+        Exchange{"TwoCodings",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: gzip\r\n"
+                 "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
+                 501, 999},
+        Exchange{"ChunksInTheOldVersion",
+                 "POST /v1/recognize HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", 400,
+                 999},
+        Exchange{"FoldedBySpace", "GET /healthz HTTP/1.1\r\nHost: x\r\nX-A: b\r\n c\r\n\r\n", 400,
+                 999},
+        Exchange{"FoldedByTabulator", "GET /healthz HTTP/1.1\r\nHost: x\r\nX-A: b\r\n\tc\r\n\r\n",
+                 400, 999},
+        Exchange{"EmptyHost", "GET /healthz HTTP/1.1\r\nHost: \r\n\r\n", 400, 999},
+        Exchange{"HostWithABlank", "GET /healthz HTTP/1.1\r\nHost: a b\r\n\r\n", 400, 999},
+        Exchange{"HostWithAPath", "GET /healthz HTTP/1.1\r\nHost: a/b\r\n\r\n", 400, 999},
+        Exchange{"HostWithoutItsName", "GET /healthz HTTP/1.1\r\nHost: :80\r\n\r\n", 400, 999},
+        Exchange{"HostWithAPortInLetters", "GET /healthz HTTP/1.1\r\nHost: a:b\r\n\r\n", 400, 999},
+        Exchange{"HostWithHalfAnAddress", "GET /healthz HTTP/1.1\r\nHost: [::1\r\n\r\n", 400, 999},
+        Exchange{"BadHostInTheOldVersion", "GET /healthz HTTP/1.0\r\nHost: a b\r\n\r\n", 400, 999},
+        Exchange{"PageOfAnotherHost",
+                 "GET /healthz HTTP/1.1\r\nHost: x\r\nOrigin: http://y\r\n\r\n", 403, 999},
+        Exchange{"PageOfAnotherPort",
+                 "GET /healthz HTTP/1.1\r\nHost: x:3333\r\nOrigin: http://x:8080\r\n\r\n", 403,
+                 999},
+        Exchange{"PageOfNobody",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nOrigin: null\r\n"
+                 "Content-Length: 4\r\n\r\nbody",
+                 403, 999},
+        Exchange{"Form",
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 4\r\n"
+                 "Content-Type: Multipart/Form-Data; boundary=b\r\n\r\nbody",
+                 415, 3},
         Exchange{"NewVersion", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n", 505, 999}),
     rowName);
 
 TEST(Method, IsAnsweredWithThoseThatThePathKnows) {
     const Engine engine;
-    EXPECT_EQ(httpExchange(engine.port(), "DELETE", "/v1/recognize").fields.at("allow"), "POST");
-    EXPECT_EQ(httpExchange(engine.port(), "DELETE", "/metrics").fields.at("allow"), "GET, HEAD");
+    EXPECT_EQ(httpExchange(engine.port(), "DELETE", "/v1/recognize").fields.at("allow"),
+              "POST, OPTIONS");
+    EXPECT_EQ(httpExchange(engine.port(), "DELETE", "/metrics").fields.at("allow"),
+              "GET, HEAD, OPTIONS");
+}
+
+TEST(Options, AreAnsweredWithTheMethodsOfThePath) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    for (const auto& [target, methods] :
+         {std::pair("/v1/recognize", "POST, OPTIONS"), std::pair("/healthz", "GET, HEAD, OPTIONS"),
+          std::pair("*", "GET, HEAD, POST, OPTIONS")}) {
+        client.send(httpRequest("OPTIONS", target));
+        const HttpReply reply = client.receive();
+        EXPECT_EQ(reply.status, 204);
+        EXPECT_EQ(reply.fields.at("allow"), methods);
+        EXPECT_EQ(reply.fields.count("content-length"), 0U);
+        EXPECT_EQ(reply.fields.count("content-type"), 0U);
+    }
+    EXPECT_EQ(httpExchange(engine.port(), "OPTIONS", "/nowhere").status, 404);
+}
+
+struct GoodHost {
+    const char* name;
+    const char* fields;
+};
+
+std::ostream& operator<<(std::ostream& out, const GoodHost& row) {
+    return out << row.name;
+}
+
+class ServedHost : public testing::TestWithParam<GoodHost> {};
+
+TEST_P(ServedHost, GetsItsAnswer) {
+    const Engine engine;
+    const std::string fields = GetParam().fields;
+    EXPECT_EQ(answerTo(engine, "GET /healthz HTTP/1.1\r\n" + fields + "\r\n").status, 200);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Hosts, ServedHost,
+    testing::Values(GoodHost{"Name", "Host: machine_1.example\r\n"},
+                    GoodHost{"NameWithPort", "Host: x:3333\r\n"},
+                    GoodHost{"Address", "Host: 127.0.0.1\r\n"},
+                    GoodHost{"NewAddressWithPort", "Host: [::1]:80\r\n"},
+                    GoodHost{"ItsOwnPage", "Host: x:3333\r\nOrigin: http://X:3333\r\n"},
+                    GoodHost{"ItsOwnPageWithThePortLeftOut", "Host: x:80\r\nOrigin: http://x\r\n"},
+                    GoodHost{"ItsOwnPageBehindAProxy", "Host: x\r\nOrigin: https://x\r\n"}),
+    rowName);
+
+TEST(Form, IsToldHowToSendTheImage) {
+    const Engine engine;
+    const HttpReply reply =
+        answerTo(engine,
+                 "POST /v1/recognize HTTP/1.1\r\nHost: x:3333\r\nContent-Length: 4\r\n"
+                 "Content-Type: multipart/form-data; boundary=b\r\n\r\nbody");
+    EXPECT_EQ(json::parse(reply.body)["message"],
+              "send the image itself as the body, not a form: curl --data-binary @image.png "
+              "http://x:3333/v1/recognize");
 }
 
 TEST(Head, GetsTheFieldsOfGetAndNoBody) {

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,9 +15,11 @@
 #include <string>
 #include <thread>
 
+#include "child_processes.h"
 #include "engine.h"
 #include "support/output_capture.h"
 #include "support/row_name.h"
+#include "support/temporary_directory.h"
 
 namespace {
 
@@ -176,6 +179,23 @@ TEST(Create, ReturnsNullWhenThePortIsTaken) {
                                 std::to_string(engine.port()) + ": Address already in use\n");
 }
 
+TEST(Create, ReturnsNullWhenTheReaderIsNotBesideTheLibrary) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.path() + "/libvelmoraLight.so";
+    fs::copy_file(VELMORA_ENGINE_FILE, file);
+    void* const library = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << ::dlerror();
+    const auto create = reinterpret_cast<decltype(&velmoraLightServer_create)>(
+        ::dlsym(library, "velmoraLightServer_create"));
+    VelmoraLightServerConfig config = sensibleConfig();
+    OutputCapture capture(stderr);
+    EXPECT_EQ(create(&config), nullptr);
+    EXPECT_EQ(capture.text(), "velmoraLight: no server created: cannot start " +
+                                  fs::canonical(directory.path()).string() +
+                                  "/velmora/velmoralight-reader: No such file or directory\n");
+    ::dlclose(library);
+}
+
 TEST(Create, LeavesTheRecordAsItWas) {
     VelmoraLightServerConfig config = sensibleConfig();
     const VelmoraLightServerConfig before = config;
@@ -253,7 +273,7 @@ TEST(Destroy, LetsAServerBeCreatedOnTheSamePortAgain) {
     EXPECT_EQ(velmoraLightServer_destroy(second), VELMORA_LIGHT_SUCCESS);
 }
 
-TEST(Destroy, LeavesNoThreadAndNoDescriptorAfterAHundredServers) {
+TEST(Destroy, LeavesNoThreadProcessOrDescriptorAfterAHundredServers) {
     // With the first thread of a process a sanitizer may start one of its own, which stays.
     std::thread([] {}).join();
     const std::ptrdiff_t threads = entriesOf("/proc/self/task");
@@ -266,6 +286,7 @@ TEST(Destroy, LeavesNoThreadAndNoDescriptorAfterAHundredServers) {
     // A joined thread may stay in the list for a moment.
     EXPECT_TRUE(waitUntil([&] { return entriesOf("/proc/self/task") == threads; }));
     EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
+    EXPECT_THAT(childrenOf(::getpid()), testing::IsEmpty());
 }
 
 TEST(IdleServer, WakesNobody) {
@@ -276,6 +297,6 @@ TEST(IdleServer, WakesNobody) {
     EXPECT_TRUE(waitUntil([&] {
         const auto before = sleepsOfEngineThreads();
         std::this_thread::sleep_for(kSilence);
-        return before.size() == 3 && sleepsOfEngineThreads() == before;
+        return before.size() == 1 && sleepsOfEngineThreads() == before;
     }));
 }

@@ -7,30 +7,12 @@
 #include <thread>
 #include <vector>
 
-#include "engine.h"
-#include "velmoralight_standin/http_server.h"
+#include "limited_server.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using standin::HttpServer;
 using standin::Limits;
-
-// A server with its own limits.
-class LimitedServer {
-public:
-    explicit LimitedServer(const Limits& limits, int32_t conns = 4) {
-        VelmoraLightServerConfig config = sensibleConfig();
-        config.conns = conns;
-        server = std::make_unique<HttpServer>(config, "127.0.0.1", limits);
-        port = static_cast<uint16_t>(config.port);
-    }
-
-    uint16_t port = 0;
-
-private:
-    std::unique_ptr<HttpServer> server;
-};
 
 // How long something took.
 template <typename Action>
@@ -172,14 +154,13 @@ TEST(RefusalBytes, BoundTheReadingAwayOfARequest) {
     EXPECT_TRUE(waitUntil([&] { return !client.send(block); }));
 }
 
-TEST(RefusedConnections, WaitInTheBacklogWhenThereAreTooMany) {
+TEST(MaxVisitors, LetsFurtherOnesWaitInTheBacklog) {
     Limits limits;
-    limits.maxRefusedConns = 1;
-    limits.refusalTime = 100ms;
+    limits.maxVisitors = 1;
+    limits.visitTime = 100ms;
     const LimitedServer server(limits, 1);
-    HttpClient admitted(server.port);
-    admitted.send(httpRequest("GET", "/healthz"));
-    EXPECT_EQ(admitted.receive().status, 200);
+    HttpClient busy(server.port);
+    busy.send("GET /v1/status HTTP/1.1\r\n");
     std::vector<std::unique_ptr<HttpClient>> refused;
     for (int i = 0; i < 5; ++i) {
         refused.push_back(std::make_unique<HttpClient>(server.port));
@@ -187,6 +168,46 @@ TEST(RefusedConnections, WaitInTheBacklogWhenThereAreTooMany) {
     for (const auto& client : refused) {
         EXPECT_EQ(client->receive().status, 503);
     }
+}
+
+TEST(VisitTime, EndsTheSafetyOfASilentNewcomer) {
+    Limits limits;
+    limits.visitTime = 100ms;
+    const LimitedServer server(limits, 1);
+    const HttpClient silent(server.port);
+    EXPECT_TRUE(
+        waitUntil([&] { return httpExchange(server.port, "GET", "/v1/status").status == 200; }));
+}
+
+TEST(MaxBodiesBytes, RefusesWhatIsMoreThanThatTogether) {
+    Limits limits;
+    limits.maxBodiesBytes = 1'000'000;
+    const LimitedServer server(limits, 4);
+    HttpClient first(server.port);
+    first.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 900000\r\n\r\nhalf");
+    EXPECT_TRUE(waitUntil([&] {
+        const HttpReply reply =
+            httpExchange(server.port, "POST", "/v1/recognize", std::string(200'000, 'x'));
+        return reply.status == 503 && reply.fields.at("retry-after") == "1";
+    }));
+    EXPECT_EQ(httpExchange(server.port, "POST", "/v1/recognize", std::string(90'000, 'x')).status,
+              415);
+    first.send(std::string(900'000 - 4, 'x'));
+    EXPECT_EQ(first.receive().status, 415);
+    EXPECT_EQ(httpExchange(server.port, "POST", "/v1/recognize", std::string(900'000, 'x')).status,
+              415);
+}
+
+TEST(MaxBodiesBytes, CountsBodiesInChunksAsTheyGrow) {
+    Limits limits;
+    limits.maxBodiesBytes = 1'000'000;
+    const LimitedServer server(limits, 4);
+    HttpClient client(server.port);
+    client.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n");
+    client.send("1E8480\r\n" + std::string(2'000'000, 'x') + "\r\n0\r\n\r\n");
+    EXPECT_EQ(client.receive().status, 503);
+    EXPECT_EQ(httpExchange(server.port, "POST", "/v1/recognize", std::string(900'000, 'x')).status,
+              415);
 }
 
 TEST(Accept, RestsWhileThereAreNoDescriptors) {

@@ -1,15 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <memory>
 #include <string>
 
-#include "engine.h"
-#include "test_images.h"
+#include "limited_server.h"
 
 namespace {
 
 using nlohmann::json;
+using standin::Limits;
 
-VelmoraLightServerConfig oneWorker(int32_t threadQueueSize, int32_t queueTimeout = 0) {
+VelmoraLightServerConfig withQueue(int32_t threadQueueSize, int32_t queueTimeout = 0) {
     VelmoraLightServerConfig config = sensibleConfig();
     config.threads = 1;
     config.threadQueueSize = threadQueueSize;
@@ -17,20 +19,31 @@ VelmoraLightServerConfig oneWorker(int32_t threadQueueSize, int32_t queueTimeout
     return config;
 }
 
-// An engine whose only worker has been given seconds of work.
-class BusyEngine {
+// A server whose only reader works until the test has seen enough.
+class BusyServer {
 public:
-    explicit BusyEngine(const VelmoraLightServerConfig& config)
-        : engine(config), busy(engine.port()), observer(engine.port()) {
-        busy.send(httpRequest("POST", "/v1/recognize", slowImage()));
+    explicit BusyServer(const VelmoraLightServerConfig& config,
+                        const std::string& work = "sleep 300")
+        : server(config, Limits(), VELMORA_SCRIPTED_READER), busy(server.port) {
+        busy.send(httpRequest("POST", "/v1/recognize", work));
         EXPECT_TRUE(waitUntil([&] { return counter("workersBusy") == 1; }));
     }
 
-    int64_t counter(const std::string& name) { return Engine::counter(observer, name); }
+    [[nodiscard]] int64_t counter(const char* name) const {
+        return server.counters()[name].get<int64_t>();
+    }
 
-    Engine engine;
+    // A client whose request waits.
+    [[nodiscard]] std::unique_ptr<HttpClient> waitingClient() const {
+        const int64_t before = counter("requestsWaiting");
+        auto client = std::make_unique<HttpClient>(server.port);
+        client->send(httpRequest("POST", "/v1/recognize", "waits"));
+        EXPECT_TRUE(waitUntil([&] { return counter("requestsWaiting") == before + 1; }));
+        return client;
+    }
+
+    LimitedServer server;
     HttpClient busy;
-    HttpClient observer;
 };
 
 void expectBusy(const HttpReply& reply, const std::string& message) {
@@ -42,63 +55,100 @@ void expectBusy(const HttpReply& reply, const std::string& message) {
 
 }  // namespace
 
-TEST(Queues, RefuseARequestWhenAllAreFull) {
-    BusyEngine server(oneWorker(1));
-    HttpClient waiting(server.engine.port());
-    waiting.send(httpRequest("POST", "/v1/recognize", qrPng("waited")));
-    EXPECT_TRUE(waitUntil([&] { return server.counter("requestsWaiting") == 1; }));
-    expectBusy(server.engine.recognize(qrPng("too much")), "every queue is full");
+TEST(Queue, RefusesARequestWhenItIsFull) {
+    BusyServer server(withQueue(1));
+    const auto waiting = server.waitingClient();
+    expectBusy(server.server.recognize("too much"), "the queue is full");
     EXPECT_EQ(server.counter("queueFull"), 1);
     EXPECT_EQ(server.busy.receive().status, 200);
-    EXPECT_EQ(waiting.receive().status, 200);
+    EXPECT_EQ(waiting->receive().status, 200);
 }
 
-TEST(Queues, TakeNothingWhenTheirSizeIsZeroAndTheWorkerIsBusy) {
-    BusyEngine server(oneWorker(0));
-    expectBusy(server.engine.recognize(qrPng("too much")), "every queue is full");
+TEST(Queue, TakesNothingWhenItsSizeIsZeroAndTheReaderIsBusy) {
+    BusyServer server(withQueue(0));
+    expectBusy(server.server.recognize("too much"), "the queue is full");
     EXPECT_EQ(server.busy.receive().status, 200);
 }
 
-TEST(Queues, LetAnIdleWorkerServeWhenTheirSizeIsZero) {
-    const Engine engine(oneWorker(0));
-    EXPECT_EQ(engine.recognize(qrPng("idle")).status, 200);
-    EXPECT_EQ(engine.recognize(qrPng("idle again")).status, 200);
+TEST(Queue, LetsAnIdleReaderServeWhenItsSizeIsZero) {
+    const LimitedServer server(withQueue(0), Limits(), VELMORA_SCRIPTED_READER);
+    EXPECT_EQ(server.recognize("idle").status, 200);
+    EXPECT_EQ(server.recognize("idle again").status, 200);
 }
 
-TEST(Queues, RefuseARequestThatHasWaitedTooLongAndDoNotWorkOnIt) {
-    BusyEngine server(oneWorker(5, 50));
-    expectBusy(server.engine.recognize(qrPng("too late")), "the request waited longer than 50 ms");
+TEST(Queue, RefusesARequestThatHasWaitedTooLongAndDoesNotWorkOnIt) {
+    BusyServer server(withQueue(5, 50));
+    expectBusy(server.server.recognize("too late"), "the request waited longer than 50 ms");
     EXPECT_EQ(server.counter("queueTimeouts"), 1);
     EXPECT_EQ(server.busy.receive().status, 200);
-    EXPECT_EQ(server.counter("symbols"), 0);
+    EXPECT_EQ(server.counter("symbols"), 1);
 }
 
-TEST(Queues, DoNotLetTheWorkItselfCountAsWaiting) {
-    BusyEngine server(oneWorker(5, 50));
+TEST(Queue, DoesNotLetTheWorkItselfCountAsWaiting) {
+    BusyServer server(withQueue(5, 50));
     EXPECT_EQ(server.busy.receive().status, 200);
     EXPECT_EQ(server.counter("queueTimeouts"), 0);
 }
 
-TEST(Queues, TellHowLongARequestWaited) {
-    BusyEngine server(oneWorker(5));
-    const HttpReply reply = server.engine.recognize(qrPng("patient"));
+TEST(Queue, TellsHowLongARequestWaited) {
+    BusyServer server(withQueue(5));
+    const HttpReply reply = server.server.recognize("patient");
     EXPECT_EQ(reply.status, 200);
     EXPECT_GT(json::parse(reply.body)["waitedMs"].get<double>(), 1.0);
 }
 
-TEST(Queues, AreAnsweredWithoutWorkWhenTheServerIsDestroyed) {
-    BusyEngine server(oneWorker(5));
-    HttpClient waiting(server.engine.port());
-    waiting.send(httpRequest("POST", "/v1/recognize", qrPng("waiting")));
-    EXPECT_TRUE(waitUntil([&] { return server.counter("requestsWaiting") == 1; }));
-    EXPECT_EQ(server.engine.destroy(), VELMORA_LIGHT_SUCCESS);
-    expectBusy(waiting.receive(), "the server is being stopped");
+TEST(Queue, IsAnsweredWithoutWorkWhenTheServerIsDestroyed) {
+    BusyServer server(withQueue(5));
+    const auto waiting = server.waitingClient();
+    server.server.stop();
+    expectBusy(waiting->receive(), "the server is being stopped");
     EXPECT_EQ(server.busy.receive().status, 200);
 }
 
-TEST(Queues, DoNotHoldUpTheReports) {
-    BusyEngine server(oneWorker(0));
-    EXPECT_EQ(httpExchange(server.engine.port(), "GET", "/healthz").status, 200);
+TEST(Queue, DoesNotHoldUpTheReports) {
+    BusyServer server(withQueue(0));
+    EXPECT_EQ(httpExchange(server.server.port, "GET", "/healthz").status, 200);
     EXPECT_EQ(server.counter("workersBusy"), 1);
     EXPECT_EQ(server.busy.receive().status, 200);
+}
+
+TEST(Queue, LosesTheRequestOfAClientThatLeaves) {
+    BusyServer server(withQueue(5), "sleep 1000");
+    for (int i = 0; i < 3; ++i) {
+        auto waiting = server.waitingClient();
+        waiting.reset();
+        EXPECT_TRUE(waitUntil([&] { return server.counter("requestsWaiting") == 0; }));
+    }
+    EXPECT_EQ(server.busy.receive().status, 200);
+    EXPECT_EQ(server.counter("symbols"), 1);
+}
+
+TEST(Queue, IsOneForAllReaders) {
+    VelmoraLightServerConfig config = withQueue(5);
+    config.threads = 2;
+    BusyServer server(config, "sleep 2000");
+    const auto before = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(server.server.recognize("quick").status, 200);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1500));
+    EXPECT_EQ(server.counter("workersBusy"), 1);
+}
+
+TEST(Queue, HasRoomForTheThreadsTimesItsSize) {
+    VelmoraLightServerConfig config = withQueue(2);
+    config.threads = 2;
+    config.conns = 20;
+    BusyServer server(config);
+    HttpClient other(server.server.port);
+    other.send(httpRequest("POST", "/v1/recognize", "sleep 300"));
+    EXPECT_TRUE(waitUntil([&] { return server.counter("workersBusy") == 2; }));
+    std::vector<std::unique_ptr<HttpClient>> waiting;
+    for (int i = 0; i < 4; ++i) {
+        waiting.push_back(server.waitingClient());
+    }
+    expectBusy(server.server.recognize("too much"), "the queue is full");
+    for (const auto& client : waiting) {
+        EXPECT_EQ(client->receive().status, 200);
+    }
 }

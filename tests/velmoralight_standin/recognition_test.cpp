@@ -121,6 +121,7 @@ TEST_F(Recognize, PassesUtf8On) {
 TEST_F(Recognize, AnswersValidJsonToBytesThatAreNoText) {
     const json answer = answerTo(qrPng("\xff\xfe\x80\xc3"), 200);
     EXPECT_EQ(answer["symbols"].size(), 1U);
+    EXPECT_EQ(answer["symbols"][0]["bytes"], "//6Aww==");
 }
 
 struct Symbology {
@@ -195,7 +196,7 @@ TEST_F(Recognize, RefusesAnEmptyBody) {
     expectBadImage("");
 }
 
-TEST_F(Recognize, RefusesWhatIsNeitherPngNorJpeg) {
+TEST_F(Recognize, RefusesWhatIsNoImage) {
     expectRefusal("GIF89a and so on", 415, 3, "VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE");
 }
 
@@ -233,13 +234,41 @@ TEST_F(Recognize, RefusesAPngWhereverItIsCut) {
     expectBadImage(image.substr(0, image.size() - 1));
 }
 
-TEST_F(Recognize, RefusesAJpegWhereverItIsCut) {
+TEST_F(Recognize, RefusesAJpegThatIsCutBeforeItsPixels) {
     const std::string image = encodeJpeg(decode(qrPng("cut")));
-    for (size_t size = 3; size < image.size(); size += 1 + size / 16) {
+    const size_t scan = image.find("\xff\xda");
+    for (size_t size = 3; size < scan + 10; size += 1 + size / 16) {
         SCOPED_TRACE(size);
         expectBadImage(image.substr(0, size));
     }
-    expectBadImage(image.substr(0, image.size() - 1));
+}
+
+TEST_F(Recognize, TakesAJpegThatLostItsLastBytes) {
+    const std::string image = encodeJpeg(decode(qrPng("cut")));
+    EXPECT_THAT(symbolsIn(image.substr(0, image.size() - 2)), testing::ElementsAre("QRCode cut"));
+}
+
+TEST_F(Recognize, TellsTheTypeOfAWebp) {
+    const json answer = answerTo(encodeWebp(plain(300, 200)), 200);
+    EXPECT_EQ(answer["image"], json({{"type", "webp"}, {"width", 300}, {"height", 200}}));
+}
+
+TEST_F(Recognize, TellsHowTheCameraWasHeld) {
+    const json answer = answerTo(withOrientation(encodeJpeg(plain(300, 200)), 6), 200);
+    EXPECT_EQ(answer["image"]["orientation"], 6);
+}
+
+TEST_F(Recognize, LooksForTheNamedFormatsOnly) {
+    EXPECT_THAT(symbolsIn(qrPng("named"), "?formats=QRCode,EAN-13"),
+                testing::ElementsAre("QRCode named"));
+    EXPECT_THAT(symbolsIn(qrPng("named"), "?formats=EAN-13"), testing::ElementsAre());
+}
+
+TEST_F(Recognize, RefusesAFormatThatNobodyKnows) {
+    const json answer = answerTo(qrPng("named"), 400, "?formats=QRCode,Morse");
+    EXPECT_EQ(answer["code"], 4);
+    EXPECT_THAT(answer["message"].get<std::string>(), testing::HasSubstr("'Morse'"));
+    EXPECT_THAT(answer["message"].get<std::string>(), testing::HasSubstr("QRCode"));
 }
 
 TEST_F(Recognize, RefusesAHundredMegapixelsBeforeDecoding) {

@@ -1,4 +1,4 @@
-#include "velmoralight_standin/roi.h"
+#include "velmoralight_standin/reader/roi.h"
 
 #include <gtest/gtest.h>
 

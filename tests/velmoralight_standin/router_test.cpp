@@ -27,3 +27,11 @@ TEST(Router, MatchesMethodsExactly) {
     EXPECT_EQ(std::get<Response>(standin::route("get", "/healthz")).status, 405);
     EXPECT_EQ(std::get<Response>(standin::route("HEAD", "/v1/recognize")).status, 405);
 }
+
+TEST(Router, AnswersOptionsItself) {
+    const auto answer = std::get<Response>(standin::route("OPTIONS", "/"));
+    EXPECT_EQ(answer.status, 204);
+    EXPECT_EQ(answer.fields.at(0),
+              std::pair(std::string("Allow"), std::string("GET, HEAD, OPTIONS")));
+    EXPECT_EQ(std::get<Response>(standin::route("OPTIONS", "/nowhere")).status, 404);
+}

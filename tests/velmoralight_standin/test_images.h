@@ -1,7 +1,9 @@
 // Images for the tests of the engine, made when they are needed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -23,18 +25,60 @@ std::string zintPng(int symbology, const std::string& text, int scale = 2);
 GreyImage decode(const std::string& png);
 std::string encodePng(const GreyImage& image);
 std::string encodeColourPng(const GreyImage& image);  // with an alpha channel
+std::string encodeInterlacedPng(const GreyImage& image);
+std::string encodePalettePng(const GreyImage& image);
+std::string encodeDeepPng(const GreyImage& image);  // 16 bits a sample
 std::string encodeJpeg(const GreyImage& image, int quality = 90);
+std::string encodeColourJpeg(const GreyImage& image);       // one colour for two by two pixels
+std::string encodeProgressiveJpeg(const GreyImage& image);  // colours of their own for each pixel
 std::string encodeCmykJpeg(int width, int height);
+std::string encodeWebp(const GreyImage& image, float quality = 80);
+std::string encodeLosslessWebp(const GreyImage& image);
+std::string encodeTransparentWebp(const GreyImage& image);  // light is transparent
+
+struct Colour {
+    uint8_t red = 0;
+    uint8_t green = 0;
+    uint8_t blue = 0;
+};
+// Black and white of `image` become the two colours, what lies between them a mixture.
+std::string encodeInColours(const GreyImage& image, Colour black, Colour white);
 
 // What happens to a symbol on its way into a photograph.
 GreyImage rotated(const GreyImage& image, double degrees);  // on a white ground
 GreyImage blurred(const GreyImage& image, int radius);
 GreyImage withContrast(const GreyImage& image, uint8_t black, uint8_t white);
+GreyImage withNoise(const GreyImage& image, int strength);  // the same at each run
+GreyImage enlarged(const GreyImage& image, int factor);
+GreyImage inverted(const GreyImage& image);
 // Places `image` at x, y of `ground`.
 GreyImage placed(GreyImage ground, const GreyImage& image, int x, int y);
+
+// A chunk of a PNG file.
+std::string pngChunk(const std::string& type, const std::string& data);
+// The file with something more before its pixels.
+std::string withPngChunks(const std::string& png, const std::string& chunks);
+// The file as a camera writes it that was held another way; 1 to 8, as EXIF has it.
+std::string withOrientation(const std::string& jpeg, int orientation);
+std::string exifBlock(int orientation);
+// A lossless WebP file in the extended form, with the block after its picture.
+std::string withWebpExif(const std::string& webp, const std::string& block);
 
 // A PNG header that promises width x height pixels, and no more than that.
 std::string pngHeader(uint32_t width, uint32_t height);
 
 // A PNG file that a worker needs a second for, or more: fine stripes over many pixels.
 const std::string& slowImage();
+
+// So many zeros, packed as a PNG file packs what it has.
+std::string packedZeros(size_t count);
+
+// A PNG file of the marks at the corners of a QR code and nothing else, as many as there is room
+// for. The search is cubic in their number.
+std::string finderPatterns(int side);
+
+// Two to four symbols in each.
+std::vector<GreyImage> picturesWithSeveralSymbols();
+
+// The image with some of its parts covered, moved, inverted, turned grey or strewn with noise.
+GreyImage altered(GreyImage image, std::minstd_rand& random);

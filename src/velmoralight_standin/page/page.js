@@ -45,7 +45,7 @@ const kWords = {
   405: ['The engine is not at this address.', 'Something else answered. Is a proxy in between?'],
   408: ['The image took too long to arrive.', 'The network was slow or broke off. Try again, or take a smaller image.'],
   413: ['The image is too large.', 'Take one with fewer pixels, or cut out the part with the symbol.'],
-  415: ['This is not an image that the engine reads.', 'It reads PNG and JPEG; save the image as one of them.'],
+  415: ['This is not an image that the engine reads.', 'It reads PNG, JPEG and WebP; save the image as one of them.'],
   422: ['The image is damaged.', 'Part of it is missing or wrong. Take another copy of it.'],
   431: ['The browser sent more about itself than the engine takes.', 'Cookies of other pages of this host may be to blame.'],
   500: ['The engine failed on this image.', 'Other images may go well.'],
@@ -53,6 +53,9 @@ const kWords = {
   503: ['The engine is busy.', 'Try again in a moment.'],
   504: ['The engine took too long for its proxy.', 'Try again in a moment.'],
 };
+// The code of an answer with status 422 whose image is not to blame, as far as is known.
+const kGivenUp = 999;
+const kGivenUpWords = ['The engine gave this image up.', 'It was too much to read. Cut out the part with the symbol.'];
 // Failures that stay, however often the same image is sent.
 const kLasting = [400, 413, 415, 422];
 const kOtherWords = ['The engine cannot answer this.', 'Reload the page and try again.'];
@@ -76,6 +79,9 @@ function wordsFor(answer) {
   if (answer.status === 200) {
     return kGarbled;
   }
+  if (answer.status === 422 && answer.body?.code === kGivenUp) {
+    return kGivenUpWords;
+  }
   const [title, hint] = kWords[answer.status] ?? kOtherWords;
   const message = messageOf(answer);
   const busy = answer.status === 503 && kBusyWords.find(([part]) => message.includes(part));
@@ -88,42 +94,9 @@ function messageOf(answer) {
 
 // ----- How an image lies
 
-// The engine looks at the pixels as they are stored; a camera may have stored them lying and have said so in the
-// file. Browsers show such a JPEG upright. Returns that mark, 1 (as stored) to 8.
-function orientationOf(bytes) {
-  const view = new DataView(bytes);
-  const has = (end) => end <= view.byteLength;
-  if (!has(4) || view.getUint16(0) !== 0xffd8) {
-    return 1;
-  }
-  for (let at = 2; has(at + 10); at += 2 + view.getUint16(at + 2)) {
-    const marker = view.getUint16(at);
-    if (marker < 0xff00 || marker === 0xffda) {
-      return 1;
-    }
-    if (marker === 0xffe1 && view.getUint32(at + 4) === 0x45786966) {  // "Exif"
-      return orientationInExif(view, at + 10);
-    }
-  }
-  return 1;
-}
-
-function orientationInExif(view, start) {
-  const has = (end) => end <= view.byteLength;
-  if (!has(start + 8)) {
-    return 1;
-  }
-  const little = view.getUint16(start) === 0x4949;
-  const entries = start + view.getUint32(start + 4, little);
-  const count = has(entries + 2) ? view.getUint16(entries, little) : 0;
-  for (let at = entries + 2; at < entries + 2 + 12 * count && has(at + 12); at += 12) {
-    if (view.getUint16(at, little) === 0x0112) {
-      const value = view.getUint16(at + 8, little);
-      return value >= 1 && value <= 8 ? value : 1;
-    }
-  }
-  return 1;
-}
+// The engine looks at the pixels as they are stored, and tells how the camera was held: 1 (as stored) to 8. Browsers
+// show such a JPEG upright; of the other types not all do, so those are shown as they are stored.
+const orientationOf = (image) => image?.type === 'jpeg' && image.orientation || 1;
 
 // Where a stored point is seen, in an image of the stored size.
 function seenAt({x, y}, {width, height}, orientation) {
@@ -164,15 +137,14 @@ async function read(file) {
   if (mine !== newest) {
     return;
   }
-  const orientation = orientationOf(bytes);
-  showImage(file, orientation);
+  showImage(file);
   const waiting = sayHowLong(mine);
   const started = performance.now();
   const answer = await inTurn(() => mine === newest
       ? ask('v1/recognize', kPatience.recognition, {method: 'POST', body: bytes}) : null);
   clearInterval(waiting);
   if (mine === newest && answer) {
-    showAnswer(answer, performance.now() - started, orientation);
+    showAnswer(answer, performance.now() - started);
     refreshSoon();
   }
 }
@@ -203,11 +175,10 @@ function clearOutcome(headline) {
   $('alarm').textContent = '';
 }
 
-function showImage(file, orientation) {
+function showImage(file) {
   const image = $('image');
   URL.revokeObjectURL(image.src);
-  // Nothing but a mark that was understood may turn the image, or the outlines would lie elsewhere.
-  $('stage').classList.toggle('as-stored', orientation === 1);
+  $('stage').classList.remove('as-stored');
   image.onload = () => {
     shapeStage(image.naturalWidth, image.naturalHeight);
     $('outcome').classList.remove('imageless');
@@ -222,10 +193,10 @@ function shapeStage(width, height) {
   $('outlines').setAttribute('viewBox', `0 0 ${width} ${height}`);
 }
 
-function showAnswer(answer, milliseconds, orientation) {
+function showAnswer(answer, milliseconds) {
   const body = answer.body;
   if (answer.status === 200 && Array.isArray(body?.symbols)) {
-    showSymbols(body, orientation);
+    showSymbols(body);
   } else {
     showFailure(wordsFor(answer), messageOf(answer));
     $('again-line').hidden = kLasting.includes(answer.status);
@@ -249,7 +220,10 @@ function showFailure([title, hint], message = '') {
   $('alarm').textContent = `${title} ${hint}`;
 }
 
-function showSymbols({symbols, image}, orientation) {
+function showSymbols({symbols, image}) {
+  const orientation = orientationOf(image);
+  // Nothing but a mark that the engine has seen may turn the image, or the outlines would lie elsewhere.
+  $('stage').classList.toggle('as-stored', orientation === 1);
   const count = symbols.length;
   const headline = count === 0 ? 'No symbol found' : count === 1 ? '1 symbol' : `${count} symbols`;
   $('headline').textContent = headline;

@@ -1,0 +1,352 @@
+#include "velmoralight_standin/reader_pool.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/buffer_traits.hpp>
+#include <boost/beast/core/buffers_suffix.hpp>
+
+#include "velmoralight_standin/deadline.h"
+#include "velmoralight_standin/reader_process.h"
+#include "velmoralight_standin/return_code.h"
+
+namespace standin {
+
+using State = PictureJob::State;
+using Clock = PictureJob::Clock;
+
+struct ReaderPool::End {
+    std::string_view reason;  // as the reports name it
+    const char* message;      // to the client whose picture it was
+
+    static const End kDied;
+    static const End kDiedBefore;
+    static const End kTimeout;
+    static const End kMemory;
+    static const End kProtocol;
+};
+
+const ReaderPool::End ReaderPool::End::kDied{"died", "the reader died of the picture"};
+const ReaderPool::End ReaderPool::End::kDiedBefore{"died", "two readers died before the picture"};
+const ReaderPool::End ReaderPool::End::kTimeout{"timeout", "reading the picture took too long"};
+const ReaderPool::End ReaderPool::End::kMemory{"memory",
+                                               "reading the picture would take too much memory"};
+const ReaderPool::End ReaderPool::End::kProtocol{"protocol", "the reader gave no proper answer"};
+
+// A place with a process, but for the moments of its replacement.
+struct ReaderPool::Reader {
+    Reader(asio::io_context& io, Budget& budget)
+        : socket(io), deadline(socket), timer(io), memory(budget) {}
+
+    // Is ready, or will be as far as is known.
+    [[nodiscard]] bool isAlive() const { return ready || failures <= kPatience; }
+    [[nodiscard]] bool isFree() const { return isAlive() && job == nullptr; }
+
+    // Why the socket fails. It is reset when something is left in it that the reader has not taken:
+    // a picture that it has not seen all of is innocent.
+    [[nodiscard]] const End* ending(const error_code& error) const {
+        if (deadline.expired()) {
+            return &End::kTimeout;
+        }
+        return error == asio::error::connection_reset ? &End::kDiedBefore : &End::kDied;
+    }
+
+    static constexpr int kPatience = 3;
+
+    Socket socket;
+    Deadline deadline;
+    asio::steady_timer timer;  // of its pause, and of its wait for memory
+    Claim memory;              // lent for the job
+    std::optional<ReaderProcess> process;
+    std::shared_ptr<PictureJob> job;
+    bool ready = false;  // has said so, and was not found dead since
+    int failures = 0;    // starts in a row after which no reader became ready
+};
+
+ReaderPool::ReaderPool(asio::io_context& io, const VelmoraLightServerConfig& config,
+                       const Limits& limits, std::string program, Counters& counters)
+    : io_(io),
+      config_(config),
+      limits_(limits),
+      program_(std::move(program)),
+      counters_(counters),
+      memory_{limits.pictureMemory} {
+    for (const End* end : {&End::kDied, &End::kTimeout, &End::kMemory, &End::kProtocol}) {
+        counters_.readersReplaced[end->reason] = 0;
+    }
+}
+
+ReaderPool::~ReaderPool() = default;
+
+void ReaderPool::start() {
+    for (int32_t i = 0; i < config_.threads; ++i) {
+        open(*readers_.emplace_back(std::make_unique<Reader>(io_, memory_)));
+    }
+    for (const auto& reader : readers_) {
+        asio::co_spawn(io_, keep(*reader), asio::detached);
+    }
+    count();
+}
+
+void ReaderPool::submit(const std::shared_ptr<PictureJob>& job) {
+    if (stopped_) {
+        job->end(State::Refused, "the server is being stopped");
+    } else if (counters_.readersAlive == 0) {
+        job->end(State::Refused, "no reader is alive");
+    } else if (waiting_.size() >= capacity()) {
+        ++counters_.queueFull;
+        job->end(State::Refused, "the queue is full");
+    } else {
+        waiting_.push_back(job);
+        dispatch();
+    }
+}
+
+void ReaderPool::withdraw(const std::shared_ptr<PictureJob>& job) {
+    std::erase(waiting_, job);
+    count();
+}
+
+void ReaderPool::stop() {
+    stopped_ = true;
+    refuseWaiting("the server is being stopped");
+    for (const auto& reader : readers_) {
+        if (reader->job == nullptr) {
+            reader->timer.cancel();
+            closeQuietly(reader->socket);
+        }
+    }
+}
+
+// The queue, and a place for each reader that is about to be ready.
+std::size_t ReaderPool::capacity() const {
+    const auto free = std::count_if(readers_.begin(), readers_.end(),
+                                    [](const auto& reader) { return reader->isFree(); });
+    return static_cast<std::size_t>(config_.threads) *
+               static_cast<std::size_t>(config_.threadQueueSize) +
+           static_cast<std::size_t>(free);
+}
+
+void ReaderPool::count() {
+    counters_.requestsWaiting = waiting_.size();
+    counters_.readersAlive = counters_.readersBusy = 0;
+    for (const auto& reader : readers_) {
+        counters_.readersAlive += reader->isAlive() ? 1 : 0;
+        counters_.readersBusy += reader->job != nullptr ? 1 : 0;
+    }
+}
+
+void ReaderPool::refuseWaiting(const std::string& why) {
+    for (const auto& job : std::exchange(waiting_, {})) {
+        job->end(State::Refused, why);
+    }
+    count();
+}
+
+// Has a reader in its place as long as the pool runs.
+asio::awaitable<void> ReaderPool::keep(Reader& reader) {
+    error_code cancelled;
+    while (!stopped_) {
+        if (reader.process) {
+            const End* const end = co_await listenTo(reader);
+            close(reader, *end);
+        }
+        if (reader.failures > 0 && !stopped_) {
+            constexpr int kMostPauses = 50;
+            reader.timer.expires_after(limits_.readerPause *
+                                       std::min(reader.failures, kMostPauses));
+            co_await reader.timer.async_wait(into(cancelled));
+        }
+        if (!stopped_) {
+            reopen(reader);
+        }
+    }
+}
+
+void ReaderPool::open(Reader& reader) {
+    reader.process.emplace(program_, reader.socket);
+    ++reader.failures;
+}
+
+void ReaderPool::reopen(Reader& reader) noexcept {
+    try {
+        open(reader);
+    } catch (const std::system_error&) {
+        closeQuietly(reader.socket);
+        ++reader.failures;
+    }
+    count();
+}
+
+void ReaderPool::close(Reader& reader, const End& end) {
+    reader.ready = false;
+    closeQuietly(reader.socket);
+    reader.process.reset();
+    if (!stopped_) {
+        ++counters_.readersReplaced[end.reason];
+    }
+    if (&end == &End::kDiedBefore && reader.job != nullptr && !stopped_ &&
+        !std::exchange(reader.job->wasGivenTwice, true)) {
+        waiting_.push_front(std::exchange(reader.job, nullptr));
+    }
+    finish(reader, State::Failed, end.message);
+    dispatch();
+    if (counters_.readersAlive == 0) {
+        refuseWaiting("no reader is alive");
+    }
+}
+
+// Until the reader has to be replaced, or the pool was stopped.
+asio::awaitable<const ReaderPool::End*> ReaderPool::listenTo(Reader& reader) {
+    while (!stopped_ || reader.job != nullptr) {
+        ReaderAnswer answer;
+        error_code error;
+        co_await asio::async_read(reader.socket, asio::buffer(&answer, sizeof answer), into(error));
+        if (error) {
+            co_return reader.ending(error);
+        }
+        const End* const end = co_await obey(reader, answer);
+        if (end != nullptr) {
+            co_return end;
+        }
+    }
+    co_return &End::kDied;
+}
+
+// Null when the reader goes on.
+asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
+                                                         const ReaderAnswer& answer) {
+    const End* end = &End::kProtocol;
+    if (answer.word == ReaderWord::Ready && !reader.ready) {
+        reader.ready = true;
+        reader.failures = 0;
+        dispatch();
+        end = nullptr;
+    } else if (answer.word == ReaderWord::NeedsMemory && reader.job != nullptr) {
+        end = co_await lendMemory(reader, answer.size);
+    } else if (answer.word == ReaderWord::Result && reader.job != nullptr) {
+        end = co_await takeResult(reader, answer);
+    }
+    co_return end;
+}
+
+// Large pictures take turns. The time that one waits for its turn is not its own.
+asio::awaitable<const ReaderPool::End*> ReaderPool::lendMemory(Reader& reader, std::size_t amount) {
+    if (amount > limits_.pictureMemory) {
+        co_return &End::kMemory;
+    }
+    reader.deadline.lift();
+    const auto since = Clock::now();
+    turns_.push_back(&reader);
+    error_code error;
+    while (turns_.front() != &reader || !reader.memory.growTo(amount)) {
+        reader.timer.expires_at(asio::steady_timer::time_point::max());
+        co_await reader.timer.async_wait(into(error));
+    }
+    turns_.pop_front();
+    wakeNextTurn();
+    const auto waited = Clock::now() - since;
+    reader.job->waited += waited;
+    reader.job->since += waited;
+    reader.deadline.within(limits_.pictureTime);
+    static constexpr char kGo = 1;
+    error.clear();
+    co_await asio::async_write(reader.socket, asio::buffer(&kGo, sizeof kGo), into(error));
+    co_return error ? reader.ending(error) : nullptr;
+}
+
+void ReaderPool::wakeNextTurn() {
+    if (!turns_.empty()) {
+        turns_.front()->timer.cancel();
+    }
+}
+
+asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
+                                                               const ReaderAnswer& answer) {
+    PictureJob& job = *reader.job;
+    if (!job.handedOver || answer.size > limits_.maxAnswerBytes || !isReturnCode(answer.code)) {
+        co_return &End::kProtocol;
+    }
+    std::string text(answer.size, '\0');
+    error_code error;
+    co_await asio::async_read(reader.socket, asio::buffer(text), into(error));
+    if (error) {
+        co_return reader.ending(error);
+    }
+    if (!text.ends_with('}')) {
+        co_return &End::kProtocol;
+    }
+    job.code = answer.code;
+    job.symbols = answer.symbols;
+    finish(reader, State::Read, std::move(text));
+    dispatch();
+    co_return nullptr;
+}
+
+// Ends the reader's job, if it has one.
+void ReaderPool::finish(Reader& reader, State how, std::string text) {
+    reader.deadline.lift();
+    reader.memory.release();
+    wakeNextTurn();
+    if (reader.job != nullptr) {
+        reader.job->worked = Clock::now() - reader.job->since;
+        reader.job->end(how, std::move(text));
+        reader.job.reset();
+    }
+    count();
+}
+
+// Gives what waits to those that are idle.
+void ReaderPool::dispatch() {
+    for (const auto& reader : readers_) {
+        if (!waiting_.empty() && reader->ready && reader->isFree() &&
+            hand(*reader, waiting_.front())) {
+            waiting_.pop_front();
+        }
+    }
+    count();
+}
+
+// False when the reader has died: the picture is innocent of it.
+bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
+    const ReaderRequest request{static_cast<uint32_t>(job->query.size()),
+                                static_cast<uint32_t>(job->file.size())};
+    const std::array<asio::const_buffer, 3> parts{
+        asio::buffer(&request, sizeof request), asio::buffer(job->query), asio::buffer(job->file)};
+    boost::beast::buffers_suffix<std::array<asio::const_buffer, 3>> rest(parts);
+    error_code error;
+    const std::size_t sent = reader.socket.write_some(parts, error);
+    if (error || sent < sizeof request) {
+        reader.ready = false;
+        closeQuietly(reader.socket);
+        return false;
+    }
+    rest.consume(sent);
+    const auto now = Clock::now();
+    job->state = State::Working;
+    job->waited += now - std::exchange(job->since, now);
+    job->handedOver = false;
+    reader.job = job;
+    reader.deadline.within(limits_.pictureTime);
+    if (boost::beast::buffer_bytes(rest) == 0) {
+        job->handedOver = true;
+    } else {
+        asio::async_write(reader.socket, rest, [job](const error_code& failure, std::size_t) {
+            if (!failure) {
+                job->handedOver = true;
+            }
+        });
+    }
+    return true;
+}
+
+}  // namespace standin

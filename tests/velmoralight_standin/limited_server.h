@@ -1,0 +1,46 @@
+// A server with limits and readers of the test's own.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "engine.h"
+#include "velmoralight_standin/http_server.h"
+
+class LimitedServer {
+public:
+    explicit LimitedServer(const standin::Limits& limits, int32_t conns = 4)
+        : LimitedServer(withConnections(conns), limits, VELMORA_READER_FILE) {}
+
+    LimitedServer(VelmoraLightServerConfig config, const standin::Limits& limits,
+                  const std::string& reader, const std::string& origins = "")
+        : server(std::make_unique<standin::HttpServer>(
+              config, standin::Surroundings{"127.0.0.1", origins, reader}, limits)),
+          port(static_cast<uint16_t>(config.port)) {}
+
+    // Stops it before the object goes.
+    void stop() { server.reset(); }
+
+    // What POST /v1/recognize answers to a picture.
+    [[nodiscard]] HttpReply recognize(const std::string& picture) const {
+        return httpExchange(port, "POST", "/v1/recognize", picture);
+    }
+
+    // The counters of GET /v1/status.
+    [[nodiscard]] nlohmann::json counters() const {
+        const HttpReply reply = httpExchange(port, "GET", "/v1/status");
+        return nlohmann::json::parse(reply.body)["counters"];
+    }
+
+private:
+    static VelmoraLightServerConfig withConnections(int32_t conns) {
+        VelmoraLightServerConfig config = sensibleConfig();
+        config.conns = conns;
+        return config;
+    }
+
+    std::unique_ptr<standin::HttpServer> server;
+
+public:
+    const uint16_t port;
+};

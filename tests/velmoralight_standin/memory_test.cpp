@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "child_processes.h"
+#include "engine.h"
+#include "support/sanitizers.h"
+#include "test_images.h"
+
+namespace {
+
+constexpr int64_t kMegabyte = 1'000'000;
+
+int64_t residentSizeOf(pid_t pid) {
+    std::ifstream statm("/proc/" + std::to_string(pid) + "/statm");
+    int64_t total = 0;
+    int64_t resident = 0;
+    statm >> total >> resident;
+    return resident * ::sysconf(_SC_PAGESIZE);
+}
+
+// An engine in a process of its own, and the largest resident size of it and its readers together.
+class MeasuredHost {
+public:
+    MeasuredHost() {
+        VelmoraLightServerConfig config = sensibleConfig();
+        config.threads = 4;
+        config.conns = 100;
+        listeningPort = static_cast<uint16_t>(config.port);
+        host = ::fork();
+        if (host == 0) {
+            while (velmoraLightServer_create(&config) != nullptr) {
+                ::pause();
+            }
+            ::_exit(1);
+        }
+        EXPECT_TRUE(waitUntil([this] { return childrenOf(host).size() == 4; }));
+        watcher = std::thread([this] { watch(); });
+    }
+    ~MeasuredHost() {
+        enough = true;
+        watcher.join();
+        ::kill(host, SIGKILL);
+        ::waitpid(host, nullptr, 0);
+    }
+    MeasuredHost(const MeasuredHost&) = delete;
+    MeasuredHost& operator=(const MeasuredHost&) = delete;
+
+    [[nodiscard]] uint16_t port() const { return listeningPort; }
+    [[nodiscard]] int64_t peak() const { return largest; }
+
+private:
+    void watch() {
+        while (!enough) {
+            int64_t sum = residentSizeOf(host);
+            for (const pid_t reader : childrenOf(host)) {
+                sum += residentSizeOf(reader);
+            }
+            largest = std::max<int64_t>(largest, sum);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+
+    uint16_t listeningPort = 0;
+    pid_t host = -1;
+    std::atomic<bool> enough = false;
+    std::atomic<int64_t> largest = 0;
+    std::thread watcher;
+};
+
+}  // namespace
+
+class Memory : public testing::Test {
+protected:
+    void SetUp() override {
+        if (failedAllocationIsFatal) {
+            GTEST_SKIP() << "a sanitizer has its own use of memory";
+        }
+    }
+};
+
+TEST_F(Memory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
+    const MeasuredHost engine;
+    const std::string half(15 * kMegabyte / 2, 'x');
+    const std::string head = "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: " +
+                             std::to_string(15 * kMegabyte) + "\r\n\r\n";
+    std::vector<std::unique_ptr<HttpClient>> clients;
+    for (int i = 0; i < 60; ++i) {
+        clients.push_back(std::make_unique<HttpClient>(engine.port()));
+        clients.back()->send(head + half);
+        clients.back()->send(half.substr(1));
+    }
+    int worked = 0;
+    for (const auto& client : clients) {
+        client->send("x");
+        const int status = client->receive().status;
+        EXPECT_TRUE(status == 415 || status == 503) << status;
+        worked += status == 415 ? 1 : 0;
+    }
+    EXPECT_GE(worked, 6);
+    EXPECT_LT(engine.peak(), 768 * kMegabyte);
+    RecordProperty("peak", std::to_string(engine.peak()));
+}
+
+TEST_F(Memory, StaysBoundedWithFourLargeProgressiveJpegsAtOnce) {
+    const MeasuredHost engine;
+    const std::string image = encodeProgressiveJpeg(plain(8000, 6250));
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 4; ++i) {
+        clients.emplace_back([&] {
+            const int status = httpExchange(engine.port(), "POST", "/v1/recognize", image).status;
+            // A machine that has much else to do needs more than the time that there is.
+            EXPECT_TRUE(status == 200 || status == 422) << status;
+        });
+    }
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_LT(engine.peak(), 768 * kMegabyte);
+    RecordProperty("peak", std::to_string(engine.peak()));
+}

@@ -1,0 +1,341 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "child_processes.h"
+#include "limited_server.h"
+#include "support/row_name.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+using standin::Limits;
+
+VelmoraLightServerConfig withReaders(int32_t threads) {
+    VelmoraLightServerConfig config = sensibleConfig();
+    config.threads = threads;
+    config.conns = 20;
+    return config;
+}
+
+// A server whose readers do what the picture says.
+class ScriptedServer : public LimitedServer {
+public:
+    explicit ScriptedServer(int32_t threads = 1, const Limits& limits = Limits())
+        : LimitedServer(withReaders(threads), limits, VELMORA_SCRIPTED_READER) {}
+
+    [[nodiscard]] int64_t replaced(const char* reason) const {
+        return counters()["readersReplaced"][reason].get<int64_t>();
+    }
+};
+
+void expectFailure(const HttpReply& reply, const std::string& message) {
+    EXPECT_EQ(reply.status, 422);
+    EXPECT_EQ(json::parse(reply.body),
+              json({{"code", 999}, {"name", "VELMORA_LIGHT_ERROR_OTHER"}, {"message", message}}));
+}
+
+std::string contentOf(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+// A set of signals in /proc/PID/status, without those that the C library keeps for itself.
+uint32_t signalsOf(const std::string& process, const std::string& name) {
+    const std::string status = contentOf(process + "/status");
+    const std::string digits = status.substr(status.find(name) + name.size(), 16);
+    return std::stoull(digits, nullptr, 16) & 0x7fffffffU;
+}
+
+// Waits until the readers of this process are as many, and returns them.
+std::vector<pid_t> readersOnceThereAre(size_t count) {
+    EXPECT_TRUE(waitUntil([&] { return childrenOf(::getpid()).size() == count; }));
+    return childrenOf(::getpid());
+}
+
+std::string messageOfCreation(const std::string& reader) {
+    try {
+        const LimitedServer server(withReaders(1), Limits(), reader);
+        return "it was created";
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+}
+
+}  // namespace
+
+struct BadReader {
+    const char* name;
+    std::string picture;
+    const char* reason;
+    const char* message;
+};
+
+std::ostream& operator<<(std::ostream& out, const BadReader& row) {
+    return out << row.name;
+}
+
+class ReaderThatFails : public testing::TestWithParam<BadReader> {};
+
+TEST_P(ReaderThatFails, IsReplacedAndItsClientAnswered422) {
+    Limits limits;
+    limits.pictureTime = 500ms;
+    const ScriptedServer server(1, limits);
+    expectFailure(server.recognize(GetParam().picture), GetParam().message);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    EXPECT_EQ(server.replaced(GetParam().reason), 1);
+    EXPECT_EQ(server.counters()["recognitions"],
+              json({{"VELMORA_LIGHT_SUCCESS", 1}, {"VELMORA_LIGHT_ERROR_OTHER", 1}}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, ReaderThatFails,
+    testing::Values(
+        BadReader{"Dies", "die", "died", "the reader died of the picture"},
+        BadReader{"Hangs", "hang", "timeout", "reading the picture took too long"},
+        BadReader{"HangsWithItsMemory", "memory 10 9999", "timeout",
+                  "reading the picture took too long"},
+        BadReader{"WantsTooMuch", "memory 100000 0", "memory",
+                  "reading the picture would take too much memory"},
+        BadReader{"SaysNoWord", "garbage", "protocol", "the reader gave no proper answer"},
+        BadReader{"IsReadyTwice", "ready", "protocol", "the reader gave no proper answer"},
+        BadReader{"HasTooLongAResult", "long", "protocol", "the reader gave no proper answer"},
+        BadReader{"KnowsNoCode", "code 11", "protocol", "the reader gave no proper answer"},
+        BadReader{"AnswersInProse", "prose", "protocol", "the reader gave no proper answer"},
+        BadReader{"AnswersTooEarly", std::string(5'000'000, 'x'), "protocol",
+                  "the reader gave no proper answer"}),
+    rowName);
+
+TEST(Reader, IsNotGivenADeadlyPictureASecondTime) {
+    const ScriptedServer server(2);
+    for (int i = 1; i <= 5; ++i) {
+        expectFailure(server.recognize("die"), "the reader died of the picture");
+        EXPECT_EQ(server.replaced("died"), i);
+    }
+}
+
+TEST(Reader, IsReplacedWhenItDiesIdle) {
+    const ScriptedServer server(1);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    const pid_t before = readersOnceThereAre(1).at(0);
+    ::kill(before, SIGKILL);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    EXPECT_NE(readersOnceThereAre(1).at(0), before);
+    EXPECT_EQ(server.replaced("died"), 1);
+}
+
+TEST(Reader, IsFreedByTheTimeLimitWhenTheClientHasLeft) {
+    Limits limits;
+    limits.pictureTime = 300ms;
+    const ScriptedServer server(1, limits);
+    {
+        HttpClient client(server.port);
+        client.send(httpRequest("POST", "/v1/recognize", "hang"));
+        EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    }
+    EXPECT_EQ(server.recognize("good").status, 200);
+    EXPECT_EQ(server.replaced("timeout"), 1);
+}
+
+TEST(Reader, HasNothingButItsSocketAndTheOutputs) {
+    const int leak = ::dup(STDIN_FILENO);  // a descriptor that the host lets its children have
+    ::signal(SIGUSR2, SIG_IGN);
+    const ScriptedServer server(1);
+    ::signal(SIGUSR2, SIG_DFL);
+    ::close(leak);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    const std::string self = "/proc/" + std::to_string(readersOnceThereAre(1).at(0));
+    for (const auto& entry : std::filesystem::directory_iterator(self + "/fd")) {
+        EXPECT_THAT(entry.path().filename().string(), testing::AnyOf("0", "1", "2"));
+    }
+    EXPECT_EQ(contentOf(self + "/environ"), "");
+    EXPECT_EQ(signalsOf(self, "SigBlk:\t"), 0U);
+    EXPECT_EQ(signalsOf(self, "SigIgn:\t"), 0U);
+}
+
+TEST(Reader, EndsWithTheServer) {
+    {
+        ScriptedServer server(3);
+        EXPECT_EQ(readersOnceThereAre(3).size(), 3U);
+    }
+    EXPECT_THAT(childrenOf(::getpid()), testing::IsEmpty());
+    // Nor is anything left to wait for.
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(Reader, EndsWithAHostThatIsKilled) {
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const pid_t host = ::fork();
+    if (host == 0) {
+        const ScriptedServer server(2);
+        const std::vector<pid_t> readers = readersOnceThereAre(2);
+        while (::write(ends[1], readers.data(), 2 * sizeof(pid_t)) > 0) {
+            ::pause();
+        }
+        ::_exit(1);
+    }
+    pid_t readers[2] = {0, 0};
+    ASSERT_EQ(::read(ends[0], readers, sizeof readers), static_cast<ssize_t>(sizeof readers));
+    EXPECT_TRUE(runs(readers[0]) && runs(readers[1]));
+    ::kill(host, SIGKILL);
+    ::waitpid(host, nullptr, 0);
+    EXPECT_TRUE(waitUntil([&] { return !runs(readers[0]) && !runs(readers[1]); }));
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+TEST(Reader, IsReplacedInAHostThatIgnoresItsChildren) {
+    ::signal(SIGCHLD, SIG_IGN);
+    {
+        const ScriptedServer server(1);
+        expectFailure(server.recognize("die"), "the reader died of the picture");
+        EXPECT_EQ(server.recognize("good").status, 200);
+    }
+    ::signal(SIGCHLD, SIG_DFL);
+}
+
+TEST(Reader, IsNobodysProblemWhenTwoHundredAreKilledUnderLoad) {
+    constexpr int kKills = 200;
+    const ScriptedServer server(2);
+    std::atomic<bool> enough = false;
+    std::atomic<int> good = 0;
+    std::atomic<int> failed = 0;
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 8; ++i) {
+        clients.emplace_back([&] {
+            HttpClient client(server.port);
+            while (!enough) {
+                client.send(httpRequest("POST", "/v1/recognize", "sleep 2"));
+                const int status = client.receive().status;
+                EXPECT_TRUE(status == 200 || status == 422) << status;
+                ++(status == 200 ? good : failed);
+            }
+        });
+    }
+    std::mt19937 chance(12345);
+    int killed = 0;
+    while (killed < kKills) {
+        const std::vector<pid_t> readers = childrenOf(::getpid());
+        if (!readers.empty() && ::kill(readers[chance() % readers.size()], SIGKILL) == 0) {
+            ++killed;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(chance() % 10));
+    }
+    enough = true;
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_LE(failed, kKills);
+    EXPECT_GT(good, kKills);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    EXPECT_LE(server.replaced("died"), kKills);
+    EXPECT_EQ(readersOnceThereAre(2).size(), 2U);
+}
+
+TEST(Reader, ThatCannotStartIsTriedAgainNowAndThen) {
+    const LimitedServer server(withReaders(1), Limits(), "/bin/false");
+    EXPECT_TRUE(
+        waitUntil([&] { return httpExchange(server.port, "GET", "/healthz").status == 503; }));
+    const HttpReply reply = server.recognize("good");
+    EXPECT_EQ(reply.status, 503);
+    EXPECT_EQ(json::parse(reply.body)["message"], "no reader is alive");
+    std::this_thread::sleep_for(1s);  // in which it is not to be tried a thousand times
+    EXPECT_LE(server.counters()["readersReplaced"]["died"], 12);
+}
+
+TEST(Reader, CountsAsAliveWhileItWorks) {
+    const ScriptedServer server(1);
+    HttpClient client(server.port);
+    client.send(httpRequest("POST", "/v1/recognize", "sleep 300"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    EXPECT_EQ(httpExchange(server.port, "GET", "/healthz").status, 200);
+    EXPECT_EQ(client.receive().status, 200);
+}
+
+TEST(Reader, MustBeThere) {
+    EXPECT_EQ(messageOfCreation("/nowhere/velmoralight-reader"),
+              "cannot start /nowhere/velmoralight-reader: No such file or directory");
+}
+
+TEST(Reader, MustBeExecutable) {
+    EXPECT_EQ(messageOfCreation("/etc/passwd"), "cannot start /etc/passwd: Permission denied");
+}
+
+TEST(LargePictures, TakeTurns) {
+    const ScriptedServer server(3);
+    const auto before = std::chrono::steady_clock::now();
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 3; ++i) {
+        clients.emplace_back([&] { EXPECT_EQ(server.recognize("memory 300 200").status, 200); });
+    }
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_GE(std::chrono::steady_clock::now() - before, 600ms);
+}
+
+TEST(LargePictures, AreReadBesideOneAnotherWhereThereIsRoom) {
+    const ScriptedServer server(2);
+    HttpClient one(server.port);
+    HttpClient other(server.port);
+    one.send(httpRequest("POST", "/v1/recognize", "memory 200 500"));
+    other.send(httpRequest("POST", "/v1/recognize", "memory 200 500"));
+    const json first = json::parse(one.receive().body);
+    const json second = json::parse(other.receive().body);
+    EXPECT_LT(first["waitedMs"].get<double>() + second["waitedMs"].get<double>(), 450);
+}
+
+TEST(LargePictures, DoNotSpendTheirTimeOnTheirTurn) {
+    Limits limits;
+    limits.pictureTime = 700ms;
+    const ScriptedServer server(3, limits);
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 3; ++i) {
+        clients.emplace_back([&] {
+            const HttpReply reply = server.recognize("memory 300 400");
+            EXPECT_EQ(reply.status, 200);
+            EXPECT_LT(json::parse(reply.body)["workedMs"].get<double>(), 700);
+        });
+    }
+    for (std::thread& client : clients) {
+        client.join();
+    }
+}
+
+TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
+    Limits limits;
+    limits.pictureTime = 200ms;
+    const ScriptedServer server(1, limits);
+    for (int i = 0; i < 3; ++i) {
+        expectFailure(server.recognize("memory 300 9999"), "reading the picture took too long");
+    }
+    EXPECT_EQ(server.recognize("memory 400 0").status, 200);
+}
+
+TEST(Origins, MayAskWhenTheyAreListed) {
+    const LimitedServer server(withReaders(1), Limits(), VELMORA_SCRIPTED_READER,
+                               "https://one.example, http://two.example:8080");
+    for (const auto& [origin, status] :
+         {std::pair("https://one.example", 200), std::pair("http://two.example:8080", 200),
+          std::pair("http://one.example", 403), std::pair("null", 403)}) {
+        HttpClient client(server.port);
+        client.send(httpRequest("GET", "/healthz", "", "Origin: " + std::string(origin) + "\r\n"));
+        EXPECT_EQ(client.receive().status, status) << origin;
+    }
+}

@@ -1,0 +1,106 @@
+// A reader that does what the picture says: a text of a command and its numbers. Any other picture
+// is answered at once.
+//
+//   die             ends
+//   hang            never answers
+//   sleep MS        answers after so many milliseconds
+//   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some
+//   garbage         says what is no word of the protocol
+//   ready           says a second time that it is ready
+//   long            announces more than a result may have
+//   code NUMBER     answers with this return code
+//   prose           answers with what is no JSON object
+//
+// A picture of more than 4 MB is answered before it was taken.
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+#include "velmoralight_standin/reader_protocol.h"
+
+using standin::ReaderAnswer;
+using standin::ReaderWord;
+
+namespace {
+
+constexpr uint32_t kEarly = 4'000'000;
+
+void say(const ReaderAnswer& answer) {
+    if (::send(standin::kReaderSocket, &answer, sizeof answer, MSG_NOSIGNAL) < 0) {
+        std::exit(0);
+    }
+}
+
+void answer(const std::string& text, int code = 0) {
+    say({ReaderWord::Result, code, 1, static_cast<uint32_t>(text.size())});
+    ::send(standin::kReaderSocket, text.data(), text.size(), MSG_NOSIGNAL);
+}
+
+std::string receive(size_t size) {
+    std::string text(size, '\0');
+    if (size > 0 && ::recv(standin::kReaderSocket, text.data(), size, MSG_WAITALL) !=
+                        static_cast<ssize_t>(size)) {
+        std::exit(0);
+    }
+    return text;
+}
+
+void sleepFor(useconds_t milliseconds) {
+    ::usleep(milliseconds * 1000);
+}
+
+void obey(const std::string& picture) {
+    std::istringstream words(picture);
+    std::string command;
+    uint32_t first = 0;
+    useconds_t second = 0;
+    words >> command >> first >> second;
+    const std::string well = R"({"code":0})";
+    if (command == "die") {
+        std::exit(0);
+    } else if (command == "hang") {
+        ::pause();
+    } else if (command == "sleep") {
+        sleepFor(first);
+        answer(well);
+    } else if (command == "memory") {
+        say({ReaderWord::NeedsMemory, 0, 0, first});
+        receive(1);
+        sleepFor(second);
+        answer(well);
+    } else if (command == "garbage") {
+        say({static_cast<ReaderWord>(77), 0, 0, 0});
+    } else if (command == "ready") {
+        say({ReaderWord::Ready, 0, 0, 0});
+    } else if (command == "long") {
+        say({ReaderWord::Result, 0, 0, UINT32_MAX});
+    } else if (command == "prose") {
+        answer("all is well");
+    } else {
+        answer(well, static_cast<int>(first));
+    }
+}
+
+}  // namespace
+
+int main() {
+    say({ReaderWord::Ready, 0, 0, 0});
+    for (;;) {
+        standin::ReaderRequest request;
+        if (::recv(standin::kReaderSocket, &request, sizeof request, MSG_WAITALL) !=
+            sizeof request) {
+            return 0;
+        }
+        if (request.fileSize > kEarly) {
+            answer(R"({"code":0})");
+            ::pause();
+        }
+        receive(request.querySize);
+        obey(receive(request.fileSize));
+    }
+}
