@@ -60,7 +60,7 @@ std::string describe(const std::optional<ProcessInfo>& process) {
 
 int checkHolder(Report& report, const std::string& name, sockaddr_storage endpoint,
                 const std::optional<std::string>& iniFile) {
-    const std::optional<ProcessInfo> holder = processOn(report.settings->numbers.port);
+    const std::optional<ProcessInfo> holder = processOn(endpoint);
     if (!holder || !isReplaced(*holder, iniFile)) {
         report.findings.warning(report.settings->sources[Port].place, name, " is in use now by ",
                                 describe(holder), ": stop it, or choose another port");
