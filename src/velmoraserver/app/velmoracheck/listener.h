@@ -11,6 +11,8 @@
 
 namespace velmoracheck {
 
+inline constexpr const char* daemonName = "velmoraserviced";
+
 // A process, as far as this user may look at it.
 struct ProcessInfo {
     pid_t pid = 0;

@@ -51,7 +51,8 @@ std::string describe(const std::optional<ProcessInfo>& process) {
         return "a process that cannot be told from here";
     }
     std::string words;
-    for (std::size_t i = 1; i < process->arguments.size(); ++i) {
+    // Of another daemon; what others were started with is nobody's business.
+    for (std::size_t i = 1; process->name == daemonName && i < process->arguments.size(); ++i) {
         words += " " + process->arguments[i];
     }
     return joined(printable(process->name), " (process ", process->pid,
@@ -113,7 +114,7 @@ int tryPort(sockaddr_storage& endpoint) {
 }
 
 bool isReplaced(const ProcessInfo& process, const std::optional<std::string>& iniFile) {
-    if ((process.program.empty() || process.program != programBeside("velmoraserviced")) &&
+    if ((process.program.empty() || process.program != programBeside(daemonName)) &&
         process.unit.empty()) {
         return false;
     }
