@@ -5,7 +5,7 @@
 
 #include "velmoraserver/app/velmoracheck/setting_check.h"
 #include "velmoraserver/app/velmoracheck/words.h"
-#include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
+#include "velmoraserver/app/velmoraserviced/options.h"
 
 using CommandLineProcessing::ArgvParser;
 
