@@ -14,8 +14,7 @@
 static std::string format(const vlogformat::Prefix& prefix, const char* fmt, ...) {
     std::va_list args;
     va_start(args, fmt);
-    std::string line;
-    vlogformat::formatLine(line, prefix, fmt, args);
+    std::string line = vlogformat::formatLine(prefix, fmt, args);
     va_end(args);
     return line;
 }

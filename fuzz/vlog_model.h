@@ -106,8 +106,10 @@ private:
         }
         std::string& content = folder.files[name];
         const std::string backup = name + ".bkp";
-        if (size >= line.size() && content.size() + line.size() > size && folder.canHold(backup)) {
-            folder.files[backup] = content;
+        if (size >= line.size() && content.size() + line.size() > size) {
+            if (folder.canHold(backup)) {
+                folder.files[backup] = content;
+            }
             folder.files[name].clear();
         }
         folder.files[name] += line;

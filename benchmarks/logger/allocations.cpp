@@ -25,7 +25,6 @@ void countAllocations(benchmark::State& state, const char* destination) {
                       VELMORA_BENCHMARK_MESSAGE, line::number);
         }
     };
-    // The first lines make the entries that later ones use again.
     const int64_t atFirst = allocations;
     writeBurst();
     state.counters["allocations_a_first_line"] =

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "daemon/daemon_engine.h"
+#include "support/held_fifo.h"
 #include "support/pipe.h"
 #include "support/row_name.h"
 #include "support/sanitizers.h"
@@ -71,6 +72,26 @@ TEST_F(DaemonFault, OfALogFileThatBlocksDoesNotKeepAFailedStartFromEnding) {
 
     EXPECT_EQ(outcome.output.substr(0, lines.size()), lines);
     EXPECT_EQ(outcome.ending, "exit 0");
+}
+
+// Somebody holds the FIFO and reads nothing: the writer waits in the middle of a line.
+TEST_F(DaemonFault, OfALogFileThatTakesHalfALineDoesNotKeepAFailedStartFromEnding) {
+    const HeldFifo fifo(directory.path("fifo"));
+    logTo("fifo");
+
+    EXPECT_EQ(run({"--ini", std::string(2 * HeldFifo::capacity, 'n')}).ending, "exit 0");
+}
+
+TEST_F(DaemonFault, OfALogFileThatIsAFifoWithAReaderLosesNoLineOfAFailedStart) {
+    const HeldFifo fifo(directory.path("fifo"));
+    logTo("fifo,all.log");
+    environment["ENGINE_DOUBLE_FAIL"] = "1";
+
+    EXPECT_EQ(run(arguments).ending, "exit 0");
+
+    const std::string written = readFile(directory.path("all.log"));
+    EXPECT_EQ(log(), lines);
+    EXPECT_EQ(fifo.take(written.size()), written);
 }
 
 // ---- standard output -------------------------------------------------------------------------

@@ -221,16 +221,6 @@ TEST_F(Parse, CalledAgainAddsToTheArguments) {
     EXPECT_EQ(parser.allArguments(), (Arguments{"first", "second"}));
 }
 
-TEST_F(Parse, CalledAgainMayBeGivenTheArgumentsThatItKeeps) {
-    parse({"first", "second"});
-    std::vector<char*> own = {nullptr};
-    for (const std::string& argument : parser.allArguments()) {
-        own.push_back(const_cast<char*>(argument.c_str()));
-    }
-    EXPECT_EQ(parser.parse(static_cast<int>(own.size()), own.data()), ArgvParser::NoParserError);
-    EXPECT_EQ(parser.allArguments(), (Arguments{"first", "second", "first", "second"}));
-}
-
 TEST_F(Parse, CalledAgainTakesOptionsAfterTheEarlierArguments) {
     parse({"first"});
     EXPECT_EQ(parse({"-v"}), ArgvParser::NoParserError);

@@ -3,19 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <list>
 #include <map>
 #include <string>
 #include <type_traits>
 #include <vector>
 
+#include "parseargs/parse_command_line.h"
 #include "support/output_capture.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace {
 
 using CommandLineProcessing::ArgvParser;
-using Labels = std::list<std::string>;
 
 constexpr auto flag = ArgvParser::NoOptionAttribute;
 
@@ -104,7 +103,7 @@ TEST(DefineOption, ChecksNoOtherCharacter) {
     EXPECT_TRUE(parser.defineOption("a=b", "", flag));
     EXPECT_TRUE(parser.defineOption("-x", "", flag));
     EXPECT_TRUE(parser.defineOption("", "", flag));
-    EXPECT_EQ(parser.optionKey(""), 3);
+    EXPECT_TRUE(parser.isDefinedOption(""));
 }
 
 TEST(DefineOption, TellsUpperFromLowerCase) {
@@ -114,22 +113,25 @@ TEST(DefineOption, TellsUpperFromLowerCase) {
     EXPECT_TRUE(parser.defineOption("Port", "", flag));
 }
 
-TEST(DefineOption, HandsOutKeysFromOneUpwards) {
+TEST(DefineOption, KeepsTheOrderOfDeclaration) {
     ArgvParser parser;
     parser.defineOption("zeta", "", flag);
     parser.defineOption("alpha", "", flag);
-    EXPECT_EQ(parser.optionKey("zeta"), 1);
-    EXPECT_EQ(parser.optionKey("alpha"), 2);
+    EXPECT_EQ(parser.usageDescription(80),
+              "Available options\n-----------------\n--zeta\n    (no description)\n\n"
+              "--alpha\n    (no description)\n\n");
 }
 
-TEST(DefineOption, RefusalTakesNoKey) {
+TEST(DefineOption, RefusalDeclaresNothing) {
     ArgvParser parser;
     parser.defineOption("a", "", flag);
     OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOption("a", "", flag));
     EXPECT_FALSE(parser.defineOption("1", "", flag));
     parser.defineOption("b", "", flag);
-    EXPECT_EQ(parser.optionKey("b"), 2);
+    EXPECT_EQ(parser.usageDescription(80),
+              "Available options\n-----------------\n-a\n    (no description)\n\n"
+              "-b\n    (no description)\n\n");
 }
 
 TEST(DefineOption, RefusalLeavesTheOptionInUseAsItIs) {
@@ -141,13 +143,14 @@ TEST(DefineOption, RefusalLeavesTheOptionInUseAsItIs) {
               "Available options\n-----------------\n-a\n    First\n\n");
 }
 
-TEST(DefineOptionAlternative, SharesTheKeyAndTakesNone) {
+TEST(DefineOptionAlternative, StandsForTheSameOption) {
     ArgvParser parser;
     parser.defineOption("port", "", flag);
     EXPECT_TRUE(parser.defineOptionAlternative("port", "p"));
     parser.defineOption("threads", "", flag);
-    EXPECT_EQ(parser.optionKey("p"), 1);
-    EXPECT_EQ(parser.optionKey("threads"), 2);
+    EXPECT_EQ(parseCommandLine(parser, {"-p"}), ArgvParser::NoParserError);
+    EXPECT_TRUE(parser.foundOption("port"));
+    EXPECT_FALSE(parser.foundOption("threads"));
 }
 
 TEST(DefineOptionAlternative, MayBelongToAnAlternative) {
@@ -155,7 +158,8 @@ TEST(DefineOptionAlternative, MayBelongToAnAlternative) {
     parser.defineOption("port", "", flag);
     parser.defineOptionAlternative("port", "p");
     EXPECT_TRUE(parser.defineOptionAlternative("p", "listen"));
-    EXPECT_EQ(parser.optionKey("listen"), 1);
+    EXPECT_EQ(parseCommandLine(parser, {"--listen"}), ArgvParser::NoParserError);
+    EXPECT_TRUE(parser.foundOption("port"));
 }
 
 TEST(DefineOptionAlternative, RefusesAnUnknownOriginal) {
@@ -201,7 +205,6 @@ TEST(DefineOptionAlternative, RefusesALabelInUse) {
     parser.defineOption("p", "", flag);
     OutputCapture capture(stderr);
     EXPECT_FALSE(parser.defineOptionAlternative("port", "p"));
-    EXPECT_EQ(parser.optionKey("p"), 2);
     EXPECT_EQ(capture.text(),
               "ArgvParser::defineOptionAlternative(): The alternative option label equals an "
               "already defined option.\n");
@@ -217,28 +220,27 @@ TEST(DefineOptionAlternative, RefusesTheLabelItself) {
               "already defined option.\n");
 }
 
-TEST(OptionKey, IsMinusOneForAnUnknownLabel) {
-    const ArgvParser parser;
-    OutputCapture capture(stderr);
-    EXPECT_EQ(parser.optionKey("port"), -1);
-    EXPECT_EQ(capture.text(), "");
-}
-
-TEST(GetAllOptionAlternatives, AreInAscendingOrder) {
+TEST(DefineOptionAlternative, StandsInAscendingOrderOfTheLabels) {
     ArgvParser parser;
-    parser.defineOption("port", "", flag);
+    parser.defineOption("port", "", ArgvParser::OptionRequired);
     parser.defineOption("other", "", flag);
     parser.defineOptionAlternative("port", "p");
     parser.defineOptionAlternative("port", "listen");
     parser.defineOptionAlternative("port", "Z");
-    EXPECT_EQ(parser.getAllOptionAlternatives(1), (Labels{"Z", "listen", "p", "port"}));
+    EXPECT_EQ(parseCommandLine(parser, {}), ArgvParser::ParserRequiredOptionMissing);
+    EXPECT_EQ(parser.errorOption(), "-Z, --listen, -p, --port");
 }
 
-TEST(GetAllOptionAlternatives, AreNoneForAnUnknownKey) {
-    ArgvParser parser;
-    parser.defineOption("port", "", flag);
-    EXPECT_EQ(parser.getAllOptionAlternatives(0), Labels{});
-    EXPECT_EQ(parser.getAllOptionAlternatives(2), Labels{});
+template <typename Parser>
+concept ShowsItsKeys = requires(const Parser& parser) {
+    parser.optionKey("");
+}
+|| requires(const Parser& parser) {
+    parser.getAllOptionAlternatives(1);
+};
+
+TEST(ArgvParserKeys, AreItsOwnBusiness) {
+    EXPECT_FALSE(ShowsItsKeys<ArgvParser>);
 }
 
 }  // namespace

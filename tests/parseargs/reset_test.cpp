@@ -33,9 +33,10 @@ TEST_F(Reset, ForgetsTheLabels) {
     EXPECT_FALSE(parser.isDefinedOption("port"));
 }
 
-TEST_F(Reset, GivesTheNextOptionKeyOne) {
+TEST_F(Reset, LeavesRoomForOptionsFromTheFirstOn) {
     parser.defineOption("threads", "", ArgvParser::NoOptionAttribute);
-    EXPECT_EQ(parser.optionKey("threads"), 1);
+    EXPECT_EQ(parser.usageDescription(80),
+              "Available options\n-----------------\n--threads\n    (no description)\n\n");
 }
 
 TEST_F(Reset, ForgetsTheHelpOption) {

@@ -1,51 +1,35 @@
 #pragma once
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <stdexcept>
 #include <string>
 
+#include "support/held_fifo.h"
 #include "support/temporary_directory.h"
-#include "support/wait_until.h"
 #include "vlib/vlog/vlog.h"
 
 // Holds a logger's writer thread in the middle of a drain: what is logged meanwhile stays queued.
 //
-// The writer is given a line for a FIFO. It opens it to look at its size, which this class lets it
-// do, and then to append, which waits until somebody reads. Make it before sinks and captures: its
-// line is delivered like any other. Declare it after the logger, so that it lets go first.
+// The writer is given a line that is longer than its FIFO takes. Make it before sinks and captures:
+// its line is delivered like any other. Declare it after the logger, so that it lets go first.
 class HeldWriter {
 public:
     explicit HeldWriter(VLog& logger) : log(logger) {
-        if (::mkfifo(fifo.c_str(), S_IRUSR | S_IWUSR) != 0) {
-            throw std::runtime_error("cannot make a FIFO");
-        }
-        log.addTopic(topic, VLogConfig::INFO, VLogConfig::SIMPLE, {fifo}, {0});
-        log.write(topic, 0, VLogConfig::INFO, "held_writer", 0, "hold");
+        log.addTopic(topic, VLogConfig::INFO, VLogConfig::SIMPLE, {path}, {0});
+        const std::string message(HeldFifo::capacity, 'h');
+        log.write(topic, 0, VLogConfig::INFO, "held_writer", 0, "%s", message.c_str());
         log.removeTopic(topic, VLogConfig::INFO);
-        // Succeeds once the writer is about to look at the size.
-        const bool met = waitUntil([this] {
-            writeEnd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-            return writeEnd >= 0;
-        });
-        if (!met) {
+        if (!fifo.isFull()) {
             throw std::runtime_error("the writer never came to its line");
         }
     }
-    ~HeldWriter() {
-        release();
-        ::close(writeEnd);
-        ::close(readEnd);
-    }
+    ~HeldWriter() { release(); }
     HeldWriter(const HeldWriter&) = delete;
     HeldWriter& operator=(const HeldWriter&) = delete;
 
     // Lets the writer go, and returns when everything queued is in its files.
     void release() {
-        if (readEnd < 0) {
-            readEnd = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        if (!isReleased) {
+            isReleased = fifo.take(HeldFifo::capacity).size() >= HeldFifo::capacity;
         }
         log.dumpToFile();
     }
@@ -55,7 +39,7 @@ private:
 
     VLog& log;
     TemporaryDirectory directory;
-    const std::string fifo = directory.path("fifo");
-    int writeEnd = -1;
-    int readEnd = -1;
+    const std::string path = directory.path("fifo");
+    HeldFifo fifo{path};
+    bool isReleased = false;
 };

@@ -171,6 +171,16 @@ TEST_F(PortOfTheDaemon, IsNoFindingForOptionsWhenItWasStartedWithOptions) {
     EXPECT_EQ(findings({"-p", port, "-c", "3"}), "");
 }
 
+TEST_F(PortOfTheDaemon, IsToldFromTheSamePortOfAnotherAddress) {
+    start({"--ini", "velmora.ini"});
+    sockaddr_storage beside = *endpointOf("127.127.127.127", std::stoi(port));
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&beside), sizeof(sockaddr_in)), 0);
+    ASSERT_EQ(::listen(fd, 1), 0);
+    EXPECT_EQ(findings({"--strict", "--ini", "velmora.ini"}), "");
+    ::close(fd);
+}
+
 TEST_F(PortOfTheDaemon, IsAWarningForAnotherIniFile) {
     start({"--ini", "velmora.ini"});
     writeFile(directory.path("other.ini"), ini);

@@ -140,7 +140,8 @@ TEST_F(RehearsalOfTheStandIn, AgreesOnAnAddressThatIsNone) {
 
 TEST_F(RehearsalOfTheStandIn, AgreesOnAnAddressWithAnInterface) {
     environment["VELMORA_LIGHT_BIND"] = "::1%lo";
-    EXPECT_THAT(rehearse().output, HasSubstr("\nNote: the engine serves on 6000 after "));
+    writeFile(directory.path("velmora.ini"), "[default]\nport = 6061\n");
+    EXPECT_THAT(rehearse().output, HasSubstr("\nNote: the engine serves on 6061 after "));
 }
 
 TEST_F(RehearsalOfTheStandIn, AgreesOnAnAddressOfAnotherMachine) {

@@ -35,8 +35,7 @@ Prefix withFormat(uint32_t tagfmt) {
 [[gnu::format(printf, 2, 3)]] std::string line(const Prefix& prefix, const char* fmt, ...) {
     std::va_list args;
     va_start(args, fmt);
-    std::string text = "an earlier line";
-    vlogformat::formatLine(text, prefix, fmt, args);
+    std::string text = vlogformat::formatLine(prefix, fmt, args);
     va_end(args);
     return text;
 }

@@ -14,7 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "support/bound_by_permissions.h"
 #include "support/files.h"
+#include "support/held_fifo.h"
 #include "support/held_writer.h"
 #include "support/on_threads.h"
 #include "support/output_capture.h"
@@ -208,21 +210,72 @@ TEST_F(VLogRotation, DoesNotOpenAFifoToEmptyIt) {
     ::close(writer);
 }
 
-TEST_F(VLogRotation, LeavesTheFileWhenTheBackupCannotBeOpened) {
+TEST_F(VLogRotation, EmptiesTheFileWhenTheBackupCannotBeOpened) {
     writeFile(file, std::string(100, 'x'));
     fs::create_directory(backup);
     route({file}, {100});
     say("hello");
-    EXPECT_EQ(readFile(file), std::string(100, 'x') + lineOf("hello"));
+    EXPECT_EQ(readFile(file), lineOf("hello"));
     EXPECT_TRUE(fs::is_directory(backup));
 }
 
-TEST_F(VLogRotation, LeavesTheFileWhenTheBackupCannotBeWritten) {
+TEST_F(VLogRotation, EmptiesTheFileWhenTheBackupCannotBeWritten) {
     writeFile(file, std::string(100, 'x'));
     fs::create_symlink("/dev/full", backup);
     route({file}, {100});
     say("hello");
-    EXPECT_EQ(readFile(file), std::string(100, 'x') + lineOf("hello"));
+    EXPECT_EQ(readFile(file), lineOf("hello"));
+}
+
+TEST_F(VLogRotation, KeepsTheEarlierBackupThatMayNotBeWritten) {
+    writeFile(file, std::string(100, 'x'));
+    writeFile(backup, "an earlier backup");
+    fs::permissions(backup, fs::perms::owner_read);
+    {
+        const BoundByPermissions user;
+        log.rotateFile(file, 1);
+    }
+    EXPECT_EQ(readFile(file), "");
+    EXPECT_EQ(readFile(backup), "an earlier backup");
+}
+
+TEST_F(VLogRotation, GivesTheBackupThePermissionsOfTheFile) {
+    writeFile(file, "private");
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    writeFile(backup, "for all to read");
+    log.rotateFile(file, 1);
+    EXPECT_EQ(fs::status(backup).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(VLogRotation, EmptiesTheSameFileThatItCopies) {
+    writeFile(file, "content");
+    fs::create_hard_link(file, directory.path("link"));
+    log.rotateFile(file, 1);
+    EXPECT_EQ(readFile(directory.path("link")), "");
+    EXPECT_TRUE(fs::equivalent(file, directory.path("link")));
+    EXPECT_EQ(readFile(backup), "content");
+}
+
+// Its size is not known to who may not read it.
+TEST_F(VLogRotation, LeavesAFileThatMayNotBeRead) {
+    writeFile(file, std::string(100, 'x'));
+    fs::permissions(file, fs::perms::owner_write);
+    {
+        const BoundByPermissions user;
+        log.rotateFile(file, 1);
+    }
+    EXPECT_EQ(fs::file_size(file), 100U);
+    EXPECT_FALSE(fs::exists(backup));
+}
+
+TEST_F(VLogRotation, AFifoWithAReaderKeepsNoLineFromOtherFiles) {
+    const std::string other = directory.path("other");
+    const HeldFifo fifo(file);
+    route({file, other}, {1000});
+    queue("one");
+    queue("two");
+    EXPECT_TRUE(waitUntil([&] { return readFile(other) == lineOf("one") + lineOf("two"); }));
+    EXPECT_EQ(fifo.take(2 * lineOf("one").size()), lineOf("one") + lineOf("two"));
 }
 
 // ---- rotateFile ------------------------------------------------------------------------------
@@ -263,7 +316,7 @@ TEST_F(VLogRotation, RotateFileLeavesADirectory) {
     fs::create_directory(file);
     log.rotateFile(file, 0);
     EXPECT_TRUE(fs::is_directory(file));
-    EXPECT_EQ(readFile(backup), "");
+    EXPECT_FALSE(fs::exists(backup));
 }
 
 // ---- the writer ------------------------------------------------------------------------------

@@ -14,6 +14,7 @@
 #include <tuple>
 #include <type_traits>
 
+#include "support/on_threads.h"
 #include "support/output_capture.h"
 #include "support/stopwatch.h"
 #include "support/wait_until.h"
@@ -369,16 +370,43 @@ TEST(VThreadMadeStopped, RunsAgainAfterAStart) {
     EXPECT_EQ(runnable.cleanups(), 2);
 }
 
-TEST(VThreadMadeStopped, WaitsForItsRunningBodyBeforeItStartsAgain) {
-    CountingRunnable runnable;
-    PlainThread thread(&runnable);
-    thread.start();
-    ASSERT_TRUE(waitUntil([&] { return runnable.runs() > 0; }));
+TEST_F(HeldThread, IsNotStartedAgainBeforeItIsJoinedThoughMadeStopped) {
     thread.setState(STOPPED);
-    thread.start();
-    EXPECT_EQ(runnable.cleanups(), 1);
-    thread.stop();
-    EXPECT_EQ(runnable.cleanups(), 2);
+    EXPECT_EQ(printedByStart(thread), startWarning(0));
+    EXPECT_EQ(thread.getState(), STOPPED);
+    runnable.release();
+    EXPECT_TRUE(waitUntil([&] { return runnable.cleanups() == 1; }));
+    EXPECT_EQ(printedByStart(thread), startWarning(0));
+}
+
+TEST_F(HeldThread, IsNotStartedAgainByTwoWhoMeetThoughMadeStopped) {
+    thread.setState(STOPPED);
+    OutputCapture output;
+    onThreads(2, [this](int) { thread.start(); });
+    EXPECT_EQ(output.text(), startWarning(0) + startWarning(0));
+    runnable.release();
+    EXPECT_TRUE(waitUntil([&] { return runnable.cleanups() == 1; }));
+    EXPECT_EQ(runnable.runs(), 1);
+}
+
+TEST_F(HeldThread, IsNotStartedAgainWhileSomebodyJoinsItThoughMadeStopped) {
+    const std::jthread joiner([&] { thread.waitJoin(); });
+    ASSERT_TRUE(waitUntil([&] { return thread.getState() == DONE; }));
+    thread.setState(STOPPED);
+    EXPECT_EQ(printedByStart(thread), startWarning(0));
+    runnable.release();
+}
+
+TEST_F(HeldThread, IsJoinedByOneOnlyThoughMadeRunningAgain) {
+    std::atomic<int> joins = 0;
+    {
+        const std::jthread joiner([&] { joins += static_cast<int>(thread.waitJoin()); });
+        ASSERT_TRUE(waitUntil([&] { return thread.getState() == DONE; }));
+        thread.setState(RUNNING);
+        EXPECT_FALSE(thread.waitJoin());
+        runnable.release();
+    }
+    EXPECT_EQ(joins, 1);
 }
 
 TEST(VThreadMadeStopped, IsNotStartedByItsOwnBody) {
@@ -394,25 +422,6 @@ TEST(VThreadMadeStopped, IsNotStartedByItsOwnBody) {
     }
     EXPECT_EQ(output.text(), startWarning(0));
     EXPECT_EQ(runnable.runs(), 1);
-}
-
-TEST(VThreadMadeStopped, LeavesAlsoWhenItIsStartedWhileSomebodyJoinsIt) {
-    HeldRunnable runnable;
-    PlainThread thread(&runnable);
-    thread.start();
-    ASSERT_TRUE(runnable.waitUntilInside());
-    {
-        const std::jthread joiner([&] { thread.waitJoin(); });
-        ASSERT_TRUE(waitUntil([&] { return thread.getState() == DONE; }));
-        thread.setState(STOPPED);
-        thread.start();
-        ASSERT_TRUE(waitUntil([&] { return runnable.runs() >= 2; }));
-        EXPECT_TRUE(thread.getRunning());
-        runnable.release();
-    }  // the joiner has come back though the newer body runs on
-    EXPECT_EQ(runnable.cleanups(), 1);
-    thread.stop();
-    EXPECT_EQ(runnable.cleanups(), 2);
 }
 
 TEST(VThreadMadeStarting, KeepsAStopWaitingWithoutAThreadToo) {

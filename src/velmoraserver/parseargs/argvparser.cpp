@@ -1,10 +1,8 @@
 #include "velmoraserver/parseargs/argvparser.h"
 
-#include <cstdint>
 #include <cstdlib>
 #include <iostream>
-#include <iterator>
-#include <limits>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -13,7 +11,7 @@ namespace CommandLineProcessing {
 namespace {
 
 // What misuse of the interface is answered with, on standard error. These texts, and those for the
-// user further down, are fixed letter by letter ("allowd", "documentParserErrors"): others look for
+// user further down, are fixed letter by letter ("allowd", "All option have"): others look for
 // them.
 constexpr std::string_view labelInUse =
     "ArgvParser::defineOption(): The option label equals an already defined option.";
@@ -37,23 +35,6 @@ constexpr std::string_view noSuchArgument =
 constexpr std::string_view unknownErrorCode =
     "ArgvParser::documentParserErrors(): Unknown error code";
 
-// What stands before and after the option in the descriptions of faults.
-constexpr std::string_view unknownOption = "Unknown option: '";
-constexpr std::string_view missingValue = "Missing required value for option: '";
-constexpr std::string_view misplacedOption = "Misplaced option '";
-constexpr std::string_view malformedGroup = "Malformed short-options: '";
-constexpr std::string_view requiredMissing = "Required option missing: '";
-constexpr std::string_view closingQuote = "'";
-constexpr std::string_view beforeFirstArgument =
-    "' detected. All option have to be BEFORE the first argument";
-
-constexpr char optionsHeader[] = "Available options\n-----------------";
-constexpr char returnCodesHeader[] = "Return codes\n-----------------";
-constexpr char noDescription[] = "(no description)";
-constexpr std::string_view valueMarker = " <value>";
-constexpr std::string_view requiredMarker = " [required]";
-constexpr std::string_view labelSeparator = ", ";
-
 constexpr unsigned int helpWidth = 80;
 constexpr unsigned int descriptionIndent = 4;
 constexpr unsigned int returnCodeIndent = 4;
@@ -62,29 +43,45 @@ constexpr unsigned int returnCodeDescriptionIndent = 10;
 // What is trimmed, and where lines may break.
 constexpr std::string_view whitespace = " \a\b\f\n\r\t\v";
 
-// As far as a 32-bit position can go and still pass the end of the text, which ends the wrapping.
-constexpr std::size_t longestWrappedText = std::numeric_limits<std::uint32_t>::max() - 1U;
-
 void complain(std::string_view message) {
     std::cerr << message << std::endl;
-}
-
-std::string concatenated(std::string_view first, std::string_view second, std::string_view third) {
-    std::string text;
-    text.reserve(first.length() + second.length() + third.length());
-    return text.append(first).append(second).append(third);
 }
 
 bool isSingleDigit(const std::string& label) {
     return label.length() == 1 && isDigit(label.front());
 }
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(whitespace);
-    if (first == std::string_view::npos) {
-        return {};
+long toNumber(const std::string& text) {
+    return std::strtol(text.c_str(), nullptr, 10);
+}
+
+// Compares before it steps, so that a range may end at the largest number there is.
+void appendRange(long first, long last, std::vector<unsigned int>& out) {
+    const long step = last < first ? -1 : 1;
+    for (long number = first; number != last; number += step) {
+        out.push_back(static_cast<unsigned int>(number));
     }
-    return text.substr(first, text.find_last_not_of(whitespace) - first + 1);
+    out.push_back(static_cast<unsigned int>(last));
+}
+
+// Labels as a user types them, `marker` after each of them: "-p <value>, --port <value>".
+std::string joinLabels(const std::list<std::string>& labels, const char* marker) {
+    std::string line;
+    for (const std::string& label : labels) {
+        line += line.empty() ? "" : ", ";
+        line += label.length() > 1 ? "--" : "-";
+        line += label + marker;
+    }
+    return line;
+}
+
+// The command line up to the first null pointer.
+std::span<char*> elementsOf(int argc, char** argv) {
+    int count = 0;
+    while (argv != nullptr && count < argc && argv[count] != nullptr) {
+        ++count;
+    }
+    return {argv, static_cast<std::size_t>(count)};
 }
 
 }  // namespace
@@ -95,108 +92,54 @@ bool isDigit(const char& c) {
     return c >= '0' && c <= '9';
 }
 
-namespace {
-
-bool isOption(std::string_view element) {
-    return element.length() >= 2 && element[0] == '-' && element != "--" && !isDigit(element[1]);
-}
-
-bool isLongOption(std::string_view element) {
-    return element.length() >= 4 && element.starts_with("--");
-}
-
-// A name, and behind it the "=" and what stands joined to it. Both empty where there are no two
-// pieces.
-struct NameAndRest {
-    std::string_view name;
-    std::string_view rest;
-};
-
-NameAndRest cutAtEquals(std::string_view text) {
-    constexpr char equals = '=';
-    const std::size_t begin = text.find_first_not_of(equals);
-    const std::size_t end = text.find(equals, begin);
-    if (end == std::string_view::npos ||
-        text.find_first_not_of(equals, end) == std::string_view::npos) {
-        return {};
-    }
-    return {text.substr(begin, end - begin), text.substr(end)};
-}
-
-std::string withoutEquals(std::string_view text) {
-    std::string value(text);
-    std::erase(value, '=');
-    return value;
-}
-
-}  // namespace
-
 bool isValidOptionString(const std::string& s) {
-    return isOption(s);
+    return s.length() >= 2 && s[0] == '-' && s != "--" && !isDigit(s[1]);
 }
 
 bool isValidLongOptionString(const std::string& s) {
-    return isLongOption(s);
+    return s.length() >= 4 && s.starts_with("--");
 }
 
 bool splitOptionAndValue(const std::string& text, std::string& option, std::string& value) {
-    const auto [name, rest] = cutAtEquals(text);
-    if (name.empty()) {
+    std::vector<std::string> pieces;
+    pieces.reserve(2);
+    splitString(pieces, text, "=");
+    if (pieces.size() < 2) {
         option = text;
         return false;
     }
-    // Both are made before either is handed over: `text` may be one of the objects.
-    std::string first(name);
-    const std::string joined = withoutEquals(rest);
-    option = std::move(first);
-    value += joined;
+    option = pieces.front();
+    for (std::size_t i = 1; i < pieces.size(); ++i) {
+        value += pieces[i];
+    }
     return true;
 }
 
 // ----- Text helpers -----
 
 std::string trimmedString(const std::string& text) {
-    return std::string(trimmed(text));
+    const std::size_t first = text.find_first_not_of(whitespace);
+    if (first == std::string::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(whitespace) - first + 1);
 }
 
 template <typename Container>
 void splitString(Container& out, const std::string& text, const char* delimiters) {
     const std::string_view separators(delimiters != nullptr ? delimiters : "");
-    // Collected first: `text` may be an element of `out`, which growing would move.
-    Container pieces;
     std::size_t begin = text.find_first_not_of(separators);
     while (begin != std::string::npos) {
         const std::size_t end = text.find_first_of(separators, begin);
-        pieces.push_back(text.substr(begin, end - begin));
+        out.push_back(text.substr(begin, end - begin));
         begin = text.find_first_not_of(separators, end);
     }
-    out.insert(out.end(), std::make_move_iterator(pieces.begin()),
-               std::make_move_iterator(pieces.end()));
 }
 
 template void splitString(std::list<std::string>& out, const std::string& text,
                           const char* delimiters);
 template void splitString(std::vector<std::string>& out, const std::string& text,
                           const char* delimiters);
-
-namespace {
-
-long toNumber(const std::string& text) {
-    return std::strtol(text.c_str(), nullptr, 10);
-}
-
-// Compares before it steps, so that a range may end at the largest number there is.
-void appendRange(long first, long last, std::vector<unsigned int>& out) {
-    const long step = last < first ? -1 : 1;
-    long number = first;
-    out.push_back(static_cast<unsigned int>(number));
-    while (number != last) {
-        number += step;
-        out.push_back(static_cast<unsigned int>(number));
-    }
-}
-
-}  // namespace
 
 bool expandRangeStringToUInt(const std::string& text, std::vector<unsigned int>& out) {
     std::vector<std::string> pieces;
@@ -216,44 +159,29 @@ bool expandRangeStringToUInt(const std::string& text, std::vector<unsigned int>&
     return true;
 }
 
-namespace {
-
-struct WrappedLine {
-    std::string_view text;
-    std::uint32_t advance;  // from the beginning of this line to that of the next
-};
-
-// The first line of `rest`, which is what follows in the text, cut to the length of a line. The
-// advance counts from the trimmed text, not from the window it was taken of.
-WrappedLine firstLine(std::string_view rest, std::uint32_t line_length) {
-    const std::string_view piece = rest.substr(0, rest.find('\n'));
-    const std::string_view line = trimmed(piece);
-    if (piece.length() < line_length) {
-        return {line, static_cast<std::uint32_t>(line.length() + 1)};
-    }
-    const std::size_t gap = line.find_last_of(whitespace);
-    if (gap == std::string_view::npos) {
-        return {line, line_length};
-    }
-    return {line.substr(0, gap), static_cast<std::uint32_t>(gap + 1)};
-}
-
-}  // namespace
-
 std::string formatString(const std::string& text, unsigned int width, unsigned int indent) {
     if (indent >= width) {
         return text;
     }
-    const std::string_view readable = std::string_view(text).substr(0, longestWrappedText);
-    const std::uint32_t line_length = width - indent;
+    const std::size_t line_length = width - indent;
     std::string lines;
-    std::uint32_t position = 0;
-    while (position < readable.length()) {
-        const WrappedLine line = firstLine(readable.substr(position, line_length), line_length);
-        position += line.advance;
-        if (!line.text.empty()) {
-            lines += lines.empty() ? "" : "\n";
-            lines.append(indent, ' ').append(line.text);
+    std::size_t position = 0;
+    while (position < text.length()) {
+        std::string_view piece = std::string_view(text).substr(position, line_length);
+        piece = piece.substr(0, piece.find('\n'));
+        std::string line = trimmedString(std::string(piece));
+        const std::size_t gap = line.find_last_of(whitespace);
+        // Counted from the trimmed text, not from the piece that it was taken of.
+        if (piece.length() < line_length) {
+            position += line.length() + 1;
+        } else if (gap == std::string::npos) {
+            position += line_length;
+        } else {
+            line.erase(gap);
+            position += gap + 1;
+        }
+        if (!line.empty()) {
+            lines.append(lines.empty() ? "" : "\n").append(indent, ' ').append(line);
         }
     }
     return lines;
@@ -282,8 +210,7 @@ bool ArgvParser::defineOption(const std::string& name, const std::string& descri
 
 bool ArgvParser::defineOptionAlternative(const std::string& option,
                                          const std::string& alternative) {
-    const auto original = option2key.find(option);
-    if (original == option2key.end()) {
+    if (!isDefinedOption(option)) {
         complain(originalUnknown);
         return false;
     }
@@ -295,7 +222,7 @@ bool ArgvParser::defineOptionAlternative(const std::string& option,
         complain(alternativeInUse);
         return false;
     }
-    option2key[alternative] = original->second;
+    option2key[alternative] = option2key[option];
     return true;
 }
 
@@ -350,14 +277,16 @@ std::string ArgvParser::optionValue(const std::string& name) const {
     return value != option2value.end() ? value->second : std::string();
 }
 
-std::list<std::string> ArgvParser::getAllOptionAlternatives(unsigned int key) const {
-    std::list<std::string> labels;
-    for (const auto& [label, key_of_label] : option2key) {
-        if (key_of_label == key) {
-            labels.push_back(label);
-        }
+std::map<unsigned int, std::list<std::string>> ArgvParser::labelsOfAllKeys() const {
+    std::map<unsigned int, std::list<std::string>> labels;
+    for (const auto& [label, key] : option2key) {
+        labels[key].push_back(label);
     }
     return labels;
+}
+
+std::list<std::string> ArgvParser::getAllOptionAlternatives(unsigned int key) const {
+    return labelsOfAllKeys()[key];
 }
 
 unsigned int ArgvParser::arguments() const {
@@ -382,40 +311,12 @@ const std::string& ArgvParser::errorOption() const {
 
 // ----- Parsing -----
 
-namespace {
-
-// Copies, since the texts may be the parser's own, which parsing moves.
-ArgvParser::ArgumentContainer elementsOf(int argc, char** argv) {
-    ArgvParser::ArgumentContainer elements;
-    for (int i = 1; argv != nullptr && i < argc && argv[i] != nullptr; ++i) {
-        elements.emplace_back(argv[i]);
-    }
-    return elements;
-}
-
-std::string_view dashesOf(std::string_view label) {
-    return label.length() > 1 ? "--" : "-";
-}
-
-// Labels as a user types them, `marker` after each of them: "-p <value>, --port <value>".
-template <typename Labels>
-std::string joinLabels(const Labels& labels, std::string_view marker) {
-    std::string line;
-    for (const auto& label : labels) {
-        line += line.empty() ? std::string_view() : labelSeparator;
-        line += concatenated(dashesOf(label), label, marker);
-    }
-    return line;
-}
-
-}  // namespace
-
 ArgvParser::ParserResults ArgvParser::parse(int argc, char** argv) {
-    const ArgumentContainer elements = elementsOf(argc, argv);
+    const std::span<char*> elements = elementsOf(argc, argv);
     bool argument_seen = false;
-    for (std::size_t index = 0; index < elements.size(); ++index) {
-        const std::string& element = elements[index];
-        if (!isOption(element)) {
+    for (std::size_t index = 1; index < elements.size(); ++index) {
+        const std::string element = elements[index];
+        if (!isValidOptionString(element)) {
             argument_container.push_back(element);
             argument_seen = true;
             continue;
@@ -423,8 +324,9 @@ ArgvParser::ParserResults ArgvParser::parse(int argc, char** argv) {
         if (argument_seen) {
             return fail(ParserOptionAfterArgument, element);
         }
-        const ParserResults result = isLongOption(element) ? parseLongOption(elements, index)
-                                                           : parseShortForm(elements, index);
+        const ParserResults result = isValidLongOptionString(element)
+                                         ? parseLongOption(elements, index)
+                                         : parseShortForm(elements, index);
         if (result != NoParserError) {
             return result;
         }
@@ -432,31 +334,30 @@ ArgvParser::ParserResults ArgvParser::parse(int argc, char** argv) {
     return checkRequiredOptions();
 }
 
-ArgvParser::ParserResults ArgvParser::parseLongOption(const ArgumentContainer& elements,
+ArgvParser::ParserResults ArgvParser::parseLongOption(std::span<char*> elements,
                                                       std::size_t& index) {
-    const std::string_view text = std::string_view(elements[index]).substr(2);
-    const auto [name, rest] = cutAtEquals(text);
-    return takeOption(name.empty() ? text : name, withoutEquals(rest), elements, index);
+    std::string name;
+    std::string value;
+    splitOptionAndValue(elements[index] + 2, name, value);
+    return takeOption(name, std::move(value), elements, index);
 }
 
-ArgvParser::ParserResults ArgvParser::parseShortForm(const ArgumentContainer& elements,
+ArgvParser::ParserResults ArgvParser::parseShortForm(std::span<char*> elements,
                                                      std::size_t& index) {
-    const std::string_view text = std::string_view(elements[index]).substr(1);
-    const auto [name, rest] = cutAtEquals(text);
-    if (name.length() > 1) {
-        return fail(ParserMalformedMultipleShortOption, name);
-    }
+    std::string name;
+    std::string value;
+    const bool has_value = splitOptionAndValue(elements[index] + 1, name, value);
     if (name.length() == 1) {
-        return takeOption(name, withoutEquals(rest), elements, index);
+        return takeOption(name, std::move(value), elements, index);
     }
-    return text.length() == 1 ? takeOption(text, {}, elements, index) : parseGroup(text);
+    return has_value ? fail(ParserMalformedMultipleShortOption, name) : parseGroup(name);
 }
 
 // Members of a group get no value, not even those that require one.
-ArgvParser::ParserResults ArgvParser::parseGroup(std::string_view labels) {
-    for (std::size_t i = 0; i < labels.length(); ++i) {
+ArgvParser::ParserResults ArgvParser::parseGroup(const std::string& labels) {
+    for (const char label : labels) {
         unsigned int key = 0;
-        const ParserResults result = identify(labels.substr(i, 1), key);
+        const ParserResults result = identify(std::string(1, label), key);
         if (result != NoParserError) {
             return result;
         }
@@ -467,9 +368,8 @@ ArgvParser::ParserResults ArgvParser::parseGroup(std::string_view labels) {
 
 // Records one option. A value that is required and not joined to the name is the next element, on
 // which `index` then stands.
-ArgvParser::ParserResults ArgvParser::takeOption(std::string_view name, std::string value,
-                                                 const ArgumentContainer& elements,
-                                                 std::size_t& index) {
+ArgvParser::ParserResults ArgvParser::takeOption(const std::string& name, std::string value,
+                                                 std::span<char*> elements, std::size_t& index) {
     unsigned int key = 0;
     const ParserResults result = identify(name, key);
     if (result != NoParserError) {
@@ -477,7 +377,7 @@ ArgvParser::ParserResults ArgvParser::takeOption(std::string_view name, std::str
     }
     if ((option2attribute[key] & OptionRequiresValue) != 0 && value.empty()) {
         ++index;
-        if (index >= elements.size() || isOption(elements[index])) {
+        if (index >= elements.size() || isValidOptionString(elements[index])) {
             return fail(ParserMissingValue, name);
         }
         value = elements[index];
@@ -486,26 +386,26 @@ ArgvParser::ParserResults ArgvParser::takeOption(std::string_view name, std::str
     return NoParserError;
 }
 
-ArgvParser::ParserResults ArgvParser::identify(std::string_view name, unsigned int& key) {
-    const auto label = option2key.find(std::string(name));
-    if (label == option2key.end()) {
+ArgvParser::ParserResults ArgvParser::identify(const std::string& name, unsigned int& key) {
+    const int found = optionKey(name);
+    if (found == -1) {
         return fail(ParserUnknownOption, name);
     }
-    key = label->second;
+    key = static_cast<unsigned int>(found);
     return key == help_option ? ParserHelpRequested : NoParserError;
 }
 
 ArgvParser::ParserResults ArgvParser::checkRequiredOptions() {
     for (const auto& [key, attributes] : option2attribute) {
         if ((attributes & OptionRequired) != 0 && !option2value.contains(key)) {
-            error_option += joinLabels(getAllOptionAlternatives(key), {});
+            error_option += joinLabels(getAllOptionAlternatives(key), "");
             return ParserRequiredOptionMissing;
         }
     }
     return NoParserError;
 }
 
-ArgvParser::ParserResults ArgvParser::fail(ParserResults result, std::string_view option) {
+ArgvParser::ParserResults ArgvParser::fail(ParserResults result, const std::string& option) {
     error_option = option;
     return result;
 }
@@ -515,15 +415,16 @@ std::string ArgvParser::parseErrorDescription(ParserResults code) const {
         case NoParserError:
             return {};
         case ParserUnknownOption:
-            return concatenated(unknownOption, error_option, closingQuote);
+            return "Unknown option: '" + error_option + "'";
         case ParserMissingValue:
-            return concatenated(missingValue, error_option, closingQuote);
+            return "Missing required value for option: '" + error_option + "'";
         case ParserOptionAfterArgument:
-            return concatenated(misplacedOption, error_option, beforeFirstArgument);
+            return "Misplaced option '" + error_option +
+                   "' detected. All option have to be BEFORE the first argument";
         case ParserMalformedMultipleShortOption:
-            return concatenated(malformedGroup, error_option, closingQuote);
+            return "Malformed short-options: '" + error_option + "'";
         case ParserRequiredOptionMissing:
-            return concatenated(requiredMissing, error_option, closingQuote);
+            return "Required option missing: '" + error_option + "'";
         case ParserHelpRequested:
             return usageDescription(helpWidth);
     }
@@ -545,25 +446,17 @@ std::string ArgvParser::optionsText(unsigned int width) const {
     if (max_key == 1) {
         return {};
     }
-    // Inverted once, in the order of the labels; asking for the labels of each key would be
-    // quadratic.
-    std::map<unsigned int, std::vector<std::string_view>> key2labels;
-    for (const auto& [label, key] : option2key) {
-        key2labels[key].push_back(label);
-    }
-
-    std::string text = formatString(optionsHeader, width, 0) + "\n";
-    for (const auto& [key, attributes] : option2attribute) {
-        const bool takes_value = (attributes & OptionRequiresValue) != 0;
-        std::string labels = joinLabels(key2labels[key], takes_value ? valueMarker : "");
-        if ((attributes & OptionRequired) != 0) {
-            labels += requiredMarker;
-        }
+    std::string text = formatString("Available options\n-----------------", width, 0) + "\n";
+    for (const auto& [key, labels] : labelsOfAllKeys()) {
+        const int attributes = option2attribute.at(key);
+        std::string line =
+            joinLabels(labels, (attributes & OptionRequiresValue) != 0 ? " <value>" : "");
+        line += (attributes & OptionRequired) != 0 ? " [required]" : "";
         const auto description = option2descr.find(key);
-        text += formatString(labels, width, 0) + "\n";
-        text +=
-            formatString(description != option2descr.end() ? description->second : noDescription,
-                         width, descriptionIndent);
+        text += formatString(line, width, 0) + "\n";
+        text += formatString(
+            description != option2descr.end() ? description->second : "(no description)", width,
+            descriptionIndent);
         text += "\n\n";
     }
     return text;
@@ -573,7 +466,7 @@ std::string ArgvParser::returnCodesText(unsigned int width) const {
     if (errorcode2descr.empty()) {
         return {};
     }
-    std::string text = formatString(returnCodesHeader, width, 0) + "\n";
+    std::string text = formatString("Return codes\n-----------------", width, 0) + "\n";
     for (const auto& [code, description] : errorcode2descr) {
         const std::string left = formatString(std::to_string(code), width, returnCodeIndent);
         const std::string right = formatString(description, width, returnCodeDescriptionIndent);

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <list>
 #include <map>
+#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 // A command-line parser of its own: options with alternative labels, grouped short options, texts
@@ -86,8 +86,9 @@ public:
 
     // ----- Parsing -----
 
-    // Walks argv[1] to argv[argc - 1], or to the first null pointer if one comes before. Stops at
-    // the first fault or request for help; errorOption() then tells what the fault is about (see
+    // Walks argv[1] to argv[argc - 1], or to the first null pointer if one comes before. None of
+    // these texts may be the parser's own, such as one of allArguments(). Stops at the first fault
+    // or request for help; errorOption() then tells what the fault is about (see
     // parseErrorDescription), and what was found before it stays recorded.
     //
     //     --name=value  --name value   an option with its value
@@ -133,22 +134,21 @@ public:
     // number does.
     [[nodiscard]] std::string usageDescription(unsigned int width) const;
 
-    // For callers that work with keys: the key of a label, -1 when it is not defined.
-    [[nodiscard]] int optionKey(const std::string& name) const;
-
-    // For callers that work with keys: all labels of a key in ascending order, none for an unknown
-    // key. Goes through all labels; to visit every key, invert the map once instead.
-    [[nodiscard]] std::list<std::string> getAllOptionAlternatives(unsigned int key) const;
-
 private:
-    ParserResults parseLongOption(const ArgumentContainer& elements, std::size_t& index);
-    ParserResults parseShortForm(const ArgumentContainer& elements, std::size_t& index);
-    ParserResults parseGroup(std::string_view labels);
-    ParserResults takeOption(std::string_view name, std::string value,
-                             const ArgumentContainer& elements, std::size_t& index);
-    ParserResults identify(std::string_view name, unsigned int& key);
+    ParserResults parseLongOption(std::span<char*> elements, std::size_t& index);
+    ParserResults parseShortForm(std::span<char*> elements, std::size_t& index);
+    ParserResults parseGroup(const std::string& labels);
+    ParserResults takeOption(const std::string& name, std::string value, std::span<char*> elements,
+                             std::size_t& index);
+    ParserResults identify(const std::string& name, unsigned int& key);
     ParserResults checkRequiredOptions();
-    ParserResults fail(ParserResults result, std::string_view option);
+    ParserResults fail(ParserResults result, const std::string& option);
+
+    // The key of a label, -1 when it is not defined.
+    [[nodiscard]] int optionKey(const std::string& name) const;
+    // The labels of a key in ascending order; none for an unknown key.
+    [[nodiscard]] std::list<std::string> getAllOptionAlternatives(unsigned int key) const;
+    [[nodiscard]] std::map<unsigned int, std::list<std::string>> labelsOfAllKeys() const;
 
     [[nodiscard]] std::string introductionText(unsigned int width) const;
     [[nodiscard]] std::string optionsText(unsigned int width) const;
@@ -201,7 +201,7 @@ bool splitOptionAndValue(const std::string& text, std::string& option, std::stri
 [[nodiscard]] std::string trimmedString(const std::string& text);
 
 // Appends to `out` the pieces of `text` between any of the characters in `delimiters`; never an
-// empty piece. A null pointer stands for no delimiter at all.
+// empty piece. A null pointer stands for no delimiter at all. `text` is no element of `out`.
 //     ,,a,,b,  at ","  -> a  b
 template <typename Container>
 void splitString(Container& out, const std::string& text, const char* delimiters);
@@ -224,8 +224,7 @@ bool expandRangeStringToUInt(const std::string& text, std::vector<unsigned int>&
 // of them included, joined by "\n". Breaks at line feeds and at the last white space before the
 // limit; cuts longer words. Empty lines vanish. White space at the beginning of a line makes the
 // end of that line appear again on the next one ("  ab" gives "ab" and "b"); callers may rely on
-// it. Returns `text` as it is when `indent` is not less than `width`. The cost is linear in the
-// text for a given width; of a text, the first 4 GiB count.
+// it. Returns `text` as it is when `indent` is not less than `width`.
 [[nodiscard]] std::string formatString(const std::string& text, unsigned int width,
                                        unsigned int indent);
 

@@ -1,6 +1,7 @@
 #include "velmoraserver/app/common/velmoraservice.h"
 
 #include "velmora_build_id.h"
+#include "velmoraserver/app/common/velmora_defaults.h"
 #include "vlib/vlog/vlog.h"
 
 namespace qor {
@@ -30,8 +31,8 @@ VelmoraServiceController* VelmoraServiceController::create_instance(int port, in
 }
 
 VelmoraServiceController::VelmoraServiceController()
-    : VelmoraServiceController(defaultPort, defaultConnections, defaultThreads,
-                               defaultThreadQueueSize, defaultQueueTimeout) {}
+    : VelmoraServiceController(defaults::port, defaults::connections, defaults::threads,
+                               defaults::threadQueueSize, defaults::queueTimeout) {}
 
 VelmoraServiceController::VelmoraServiceController(int thePort, int theConnections, int theThreads,
                                                    int theThreadQueueSize, int theQueueTimeout)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "velmora_light_api_server.h"
-#include "velmoraserver/app/common/velmora_defaults.h"
 
 namespace qor {
 
@@ -9,13 +8,6 @@ namespace qor {
 // only caller of the engine. All operations belong to the main thread; there is no lock.
 class VelmoraServiceController {
 public:
-    // The settings' defaults; those of the INI file and of the command line are the same.
-    static constexpr int defaultPort = defaults::port;
-    static constexpr int defaultConnections = defaults::connections;
-    static constexpr int defaultThreads = defaults::threads;
-    static constexpr int defaultThreadQueueSize = defaults::threadQueueSize;
-    static constexpr int defaultQueueTimeout = defaults::queueTimeout;
-
     // The one controller; null before create_instance().
     [[nodiscard]] static VelmoraServiceController* instance();
 
@@ -24,6 +16,7 @@ public:
     static VelmoraServiceController* create_instance(int port, int conns, int threads,
                                                      int threadQueueSize, int queueTimeout);
 
+    // With the defaults of velmora_defaults.h.
     VelmoraServiceController();
 
     // Stores the values as they are: the engine judges them.

@@ -171,9 +171,13 @@ Rehearsal rehearse(const qor::Settings& settings) {
     const Clock::time_point begin = Clock::now();
     Child child({settings.port, settings.connections, settings.threads, settings.threadQueuesize,
                  settings.queueTimeout});
+    sockaddr_storage anywhere{};
+    anywhere.ss_family = AF_INET;
+    reinterpret_cast<sockaddr_in&>(anywhere).sin_port =
+        htons(static_cast<in_port_t>(settings.port));
     const auto isRefused = [&] { return child.texts().size() == 4 && child.texts()[3] == "null"; };
     const auto serves = [&] {
-        return child.texts().size() == 4 && hasSocket(child.id(), listenersOn(settings.port));
+        return child.texts().size() == 4 && hasSocket(child.id(), listenersOn(anywhere));
     };
     const bool isDecided = child.achieves([&] { return isRefused() || serves(); }, serveTime);
     const auto duration = std::chrono::duration_cast<milliseconds>(Clock::now() - begin);

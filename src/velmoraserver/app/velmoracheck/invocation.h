@@ -5,7 +5,7 @@
 #include <string>
 
 #include "velmoraserver/app/velmoracheck/log_check.h"
-#include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
+#include "velmoraserver/app/velmoraserviced/options.h"
 #include "velmoraserver/parseargs/argvparser.h"
 
 namespace velmoracheck {

@@ -18,8 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* daemonName = "velmoraserviced";
-
 std::string contentOf(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
@@ -32,6 +30,29 @@ std::string targetOf(const fs::path& link) {
 
 std::string directoryOf(pid_t pid) {
     return "/proc/" + std::to_string(pid) + "/";
+}
+
+// As /proc/net/tcp and tcp6 write it: words of 32 bits in the machine's order, and the port.
+std::string hexOf(const sockaddr_storage& endpoint) {
+    const auto& v4 = reinterpret_cast<const sockaddr_in&>(endpoint);
+    const auto& v6 = reinterpret_cast<const sockaddr_in6&>(endpoint);
+    if (endpoint.ss_family == AF_INET) {
+        return vutils::toStringFormat("%08X:%04X", v4.sin_addr.s_addr, ntohs(v4.sin_port));
+    }
+    const auto& words = v6.sin6_addr.s6_addr32;
+    return vutils::toStringFormat("%08X%08X%08X%08X:%04X", words[0], words[1], words[2], words[3],
+                                  ntohs(v6.sin6_port));
+}
+
+// Whether sockets of these addresses and ports are in each other's way.
+bool collide(const std::string& one, const std::string& other) {
+    const std::string mapped = "0000000000000000FFFF0000";  // IPv4 in IPv6
+    const auto isAny = [](const std::string& text) {
+        return text.find_first_not_of('0') == text.find(':');
+    };
+    return one.substr(one.find(':')) == other.substr(other.find(':')) &&
+           (one == other || isAny(one) || isAny(other) || one == mapped + other ||
+            other == mapped + one);
 }
 
 template <typename Visit>
@@ -83,9 +104,8 @@ std::optional<ProcessInfo> daemonOfUser(uid_t user) {
 
 }  // namespace
 
-Sockets listenersOn(int port) {
+Sockets listenersOn(const sockaddr_storage& endpoint) {
     constexpr const char* listening = "0A";
-    const std::string ending = vutils::toStringFormat(":%04X", port);
     Sockets found;
     for (const char* table : {"/proc/self/net/tcp", "/proc/self/net/tcp6"}) {
         std::ifstream file(table);
@@ -93,7 +113,7 @@ Sockets listenersOn(int port) {
             field[10];  // slot, local, remote, state, queues, timer, retries, user, -, inode
         std::getline(file, field[0]);  // the heading
         while (std::ranges::all_of(field, [&](auto& text) { return !(file >> text).fail(); })) {
-            if (field[3] == listening && field[1].ends_with(ending)) {
+            if (field[3] == listening && collide(field[1], hexOf(endpoint))) {
                 found[field[9]] = static_cast<uid_t>(std::stoul(field[7]));
             }
             std::getline(file, field[0]);  // the rest of the line
@@ -114,8 +134,8 @@ bool hasSocket(pid_t pid, const Sockets& sockets) {
     return false;
 }
 
-std::optional<ProcessInfo> processOn(int port) {
-    const Sockets sockets = listenersOn(port);
+std::optional<ProcessInfo> processOn(const sockaddr_storage& endpoint) {
+    const Sockets sockets = listenersOn(endpoint);
     std::vector<ProcessInfo> found;
     forEachProcess([&](pid_t pid) {
         if (pid != ::getpid() && hasSocket(pid, sockets)) {

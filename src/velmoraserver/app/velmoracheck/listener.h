@@ -1,6 +1,7 @@
 // Who listens on a TCP port of this machine, as /proc tells.
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/types.h>
 
 #include <map>
@@ -9,6 +10,8 @@
 #include <vector>
 
 namespace velmoracheck {
+
+inline constexpr const char* daemonName = "velmoraserviced";
 
 // A process, as far as this user may look at it.
 struct ProcessInfo {
@@ -19,14 +22,15 @@ struct ProcessInfo {
     std::vector<std::string> arguments;  // with the name that it was called by
 };
 
-// The process that listens on a port, of whatever address; nothing when that cannot be told, or it
-// is one of several. Where the open files of a user's processes cannot be looked at, it can when
+// The process that listens where another one could not for it; nothing when that cannot be told, or
+// it is one of several. Where the open files of a user's processes cannot be looked at, it can when
 // all of them are of one unit of the daemon.
-[[nodiscard]] std::optional<ProcessInfo> processOn(int port);
+[[nodiscard]] std::optional<ProcessInfo> processOn(const sockaddr_storage& endpoint);
 
-// The sockets that listen on a port: their inodes and users.
+// The sockets that listen where one of this address and port could not for them: their inodes and
+// users. With the address of all, those of every address.
 using Sockets = std::map<std::string, uid_t>;
-[[nodiscard]] Sockets listenersOn(int port);
+[[nodiscard]] Sockets listenersOn(const sockaddr_storage& endpoint);
 
 // Whether a process has one of these sockets open.
 [[nodiscard]] bool hasSocket(pid_t pid, const Sockets& sockets);

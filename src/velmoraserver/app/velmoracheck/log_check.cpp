@@ -5,6 +5,7 @@
 #include "velmoraserver/app/velmoracheck/log_rule.h"
 #include "velmoraserver/app/velmoracheck/own_line.h"
 #include "vlib/vlog/vlog_default_config.h"
+#include "vlib/vlog/vlog_format.h"
 
 namespace velmoracheck {
 

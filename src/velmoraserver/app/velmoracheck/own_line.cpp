@@ -1,31 +1,28 @@
 #include "velmoraserver/app/velmoracheck/own_line.h"
 
-#include "vlib/vos/vthread.h"
-#include "vlib/vos/vtime.h"
+#include "vlib/vlog/vlog.h"
 
 namespace velmoracheck {
 
 namespace {
 
-// As the daemon's logger puts it together, which the numbers of digits and letters depend on.
+class LineLength : public VLog::ILogSink {
+public:
+    void consume(VLog* /*log*/, const VLog::LogEntry& entry) override {
+        length = entry.buffer.size();
+    }
+    std::size_t length = 0;
+};
+
+// By the daemon's own logger: it depends on the numbers of digits and letters in the prefix.
 std::size_t lineLength(const VLogConfig::Entry& rule, const char* file, int line,
-                       const char* format, ...) {
-    const std::string timestamp = utils::get_formated_time();
-    std::string text;
-    std::va_list arguments;
-    va_start(arguments, format);
-    vlogformat::formatLine(text,
-                           {.tagfmt = rule.tagfmt,
-                            .timestamp = timestamp.c_str(),
-                            .tid = VThread::self(),
-                            .topic = rule.topic.c_str(),
-                            .id = 0,
-                            .level = vlogformat::levelName(rule.level),
-                            .file = file,
-                            .line = line},
-                           format, arguments);
-    va_end(arguments);
-    return text.size();
+                       const std::string& message) {
+    LineLength sink;
+    VLog log(1);
+    log.addTopic(rule.topic, rule.level, rule.tagfmt, {}, {});
+    log.addSink(&sink);
+    log.write(rule.topic, 0, rule.level, file, line, "%s", message.c_str());
+    return sink.length;
 }
 
 }  // namespace
@@ -45,7 +42,7 @@ std::optional<std::size_t> shortestLine(const VLogConfig::Entry& rule,
     }
     if (rule.topic == ownTopic && rule.level == VLogConfig::CRITICAL && iniFile) {
         return lineLength(rule, "velmoraserver/app/velmoraserviced/velmoraserviced", 106,
-                          "Error to open file %s", iniFile->c_str());
+                          "Error to open file " + *iniFile);
     }
     if (rule.topic == loggerTopic && rule.level == VLogConfig::INFO) {
         return lineLength(rule, "vlog", 100, "VLib log session started");

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "vlib/vlog/vlog_format.h"
+#include "vlib/vlog/vlog_config.h"
 
 namespace velmoracheck {
 

@@ -51,7 +51,8 @@ std::string describe(const std::optional<ProcessInfo>& process) {
         return "a process that cannot be told from here";
     }
     std::string words;
-    for (std::size_t i = 1; i < process->arguments.size(); ++i) {
+    // Of another daemon; what others were started with is nobody's business.
+    for (std::size_t i = 1; process->name == daemonName && i < process->arguments.size(); ++i) {
         words += " " + process->arguments[i];
     }
     return joined(printable(process->name), " (process ", process->pid,
@@ -60,7 +61,7 @@ std::string describe(const std::optional<ProcessInfo>& process) {
 
 int checkHolder(Report& report, const std::string& name, sockaddr_storage endpoint,
                 const std::optional<std::string>& iniFile) {
-    const std::optional<ProcessInfo> holder = processOn(report.settings->numbers.port);
+    const std::optional<ProcessInfo> holder = processOn(endpoint);
     if (!holder || !isReplaced(*holder, iniFile)) {
         report.findings.warning(report.settings->sources[Port].place, name, " is in use now by ",
                                 describe(holder), ": stop it, or choose another port");
@@ -113,7 +114,7 @@ int tryPort(sockaddr_storage& endpoint) {
 }
 
 bool isReplaced(const ProcessInfo& process, const std::optional<std::string>& iniFile) {
-    if ((process.program.empty() || process.program != programBeside("velmoraserviced")) &&
+    if ((process.program.empty() || process.program != programBeside(daemonName)) &&
         process.unit.empty()) {
         return false;
     }

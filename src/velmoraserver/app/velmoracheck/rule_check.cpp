@@ -4,6 +4,7 @@
 #include "velmoraserver/app/velmoracheck/log_rule.h"
 #include "velmoraserver/app/velmoracheck/own_line.h"
 #include "velmoraserver/parseargs/argvparser.h"
+#include "vlib/vlog/vlog_format.h"
 
 using CommandLineProcessing::splitString;
 using CommandLineProcessing::trimmedString;

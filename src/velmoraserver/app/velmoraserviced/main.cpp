@@ -1,12 +1,8 @@
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <future>
 #include <memory>
-#include <system_error>
-#include <thread>
-#include <utility>
 
+#include "velmoraserver/app/velmoraserviced/log_at_end.h"
 #include "velmoraserver/app/velmoraserviced/standard_streams.h"
 #include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
 #include "vlib/vlog/vlog.h"
@@ -39,22 +35,6 @@ int startFromCommandLine(ArgvParser& parser) {
                                      : startService(&parser);
 }
 
-// What failed stands in the log only, so the log is brought to its files before the process ends.
-// Not waited for without end, since a log file may be a FIFO that nobody reads.
-void bringLogToFiles() {
-    std::promise<void> drained;
-    const std::future<void> end = drained.get_future();
-    try {
-        std::thread([drained = std::move(drained)]() mutable {
-            VLog::getGlobalLog()->dumpToFile();
-            drained.set_value();
-        }).detach();
-        end.wait_for(std::chrono::seconds(1));
-    } catch (const std::system_error&) {
-        // Maybe the start failed for the same want of threads. The console has the lines.
-    }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -78,6 +58,6 @@ int main(int argc, char** argv) {
         Loop();
         Stop();  // for the day that Loop() returns
     }
-    bringLogToFiles();
+    qor::bringLogToFiles();
     return 0;  // also after a failed start
 }

@@ -1,9 +1,7 @@
-// The start-up functions that need no engine: where the settings are looked for, and the command
-// line.
+#include "velmoraserver/app/velmoraserviced/options.h"
+
 #include <cstdio>
 #include <memory>
-
-#include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
 
 using CommandLineProcessing::ArgvParser;
 

@@ -3,16 +3,8 @@
 
 #include <string>
 
+#include "velmoraserver/app/velmoraserviced/options.h"
 #include "velmoraserver/parseargs/argvparser.h"
-
-// Where the settings come from when the command line names no INI file.
-[[nodiscard]] std::string getIniFile();
-
-// The parser with the daemon's options declared. The caller owns it.
-[[nodiscard]] CommandLineProcessing::ArgvParser* initArgParser();
-
-// Prints the help text on standard output.
-void printUsage(CommandLineProcessing::ArgvParser* parser);
 
 // Starts the service with the settings of an INI file; an empty path is that of getIniFile(). A
 // file with a syntax error counts as far as it was understood, and what it does not set has its

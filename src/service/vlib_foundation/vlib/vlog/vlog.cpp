@@ -5,16 +5,15 @@
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
 #include "vlib/vlog/vlog_default_config.h"
 #include "vlib/vlog/vlog_format.h"
-#include "vlib/vlog/vlog_spare_entry.h"
-#include "vlib/vos/vconsole.h"
 #include "vlib/vos/vdiagnostic.h"
-#include "vlib/vos/vfile_access.h"
 #include "vlib/vos/vtime.h"
 
 namespace {
@@ -51,32 +50,6 @@ size_t ruleBit(std::string_view topic, uint32_t level) {
 bool isDefaultName(const std::string& name) {
     return std::ranges::equal(name, std::string_view("default"),
                               [](unsigned char a, char b) { return std::tolower(a) == b; });
-}
-
-// Copies an open file of so many bytes. Empties the copy when not all of them got there: half a
-// copy is of no use, and on a full disk it takes the room that the next line needs.
-bool backUp(VFile& file, size_t size, const std::string& backupName) {
-    // In pieces, since memory for the whole costs as much as the copy.
-    constexpr size_t pieceSize = 65536;
-    // A FIFO has no size, and reading it would take what belongs to others.
-    constexpr auto noSize = static_cast<size_t>(-1);
-    std::vector<unsigned char> piece;
-    if (size == noSize || !file.read(piece, std::min(size, pieceSize))) {
-        return false;
-    }
-    VFile backup;
-    if (!backup.open(backupName.c_str(), "wb")) {
-        return false;
-    }
-    bool copied = backup.write(piece);
-    for (size_t left = size - piece.size(); copied && left > 0; left -= piece.size()) {
-        copied = file.read(piece, std::min(left, pieceSize)) && backup.write(piece);
-    }
-    if (backup.close() && copied) {
-        return true;
-    }
-    backup.open(backupName.c_str(), "wb");
-    return false;
 }
 
 }  // namespace
@@ -210,48 +183,42 @@ void VLog::write(std::string topic, uint16_t id, uint32_t level, const char* fil
     if (rule == nullptr) {
         return;
     }
-    std::unique_ptr<LogEntry> entry = vlogspare::take();
-    entry->rules = *rule;
-    entry->id = id;
-    entry->timestamp.assign(utils::formated_time_size, '\0');
-    utils::write_formated_time(entry->timestamp.data());
-    entry->tid = VThread::self();
-    entry->file = file != nullptr ? file : "";
-    entry->line = static_cast<uint32_t>(line);
-
+    LogEntry entry{.rules = *rule,
+                   .id = id,
+                   .timestamp = utils::get_formated_time(),
+                   .tid = VThread::self(),
+                   .file = file != nullptr ? file : "",
+                   .line = static_cast<uint32_t>(line),
+                   .buffer = {}};
     std::va_list args;
     va_start(args, fmt);
-    vlogformat::formatLine(entry->buffer,
-                           {.tagfmt = entry->rules.tagfmt,
-                            .timestamp = entry->timestamp.c_str(),
-                            .tid = entry->tid,
-                            .topic = topic.c_str(),
-                            .id = id,
-                            .level = vlogformat::levelName(level),
-                            .file = entry->file.c_str(),
-                            .line = line},
-                           fmt != nullptr ? fmt : "", args);
+    entry.buffer = vlogformat::formatLine({.tagfmt = rule->tagfmt,
+                                           .timestamp = entry.timestamp.c_str(),
+                                           .tid = entry.tid,
+                                           .topic = topic.c_str(),
+                                           .id = id,
+                                           .level = vlogformat::levelName(level),
+                                           .file = entry.file.c_str(),
+                                           .line = line},
+                                          fmt != nullptr ? fmt : "", args);
     va_end(args);
-    vlogspare::keep(deliver(std::move(entry)));
+    deliver(std::move(entry));
 }
 
-std::unique_ptr<VLog::LogEntry> VLog::deliver(std::unique_ptr<LogEntry> entry) {
+void VLog::deliver(LogEntry&& entry) {
     const VMutexGuard guard(mutex);
-    const LogEntry& delivered = *entry;
-    if (std::ranges::find(delivered.rules.files, vlogConsole) != delivered.rules.files.end()) {
-        vos::printAndFlush(stdout, delivered.buffer.c_str());
+    if (std::ranges::find(entry.rules.files, vlogConsole) != entry.rules.files.end()) {
+        std::fputs(entry.buffer.c_str(), stdout);
+        std::fflush(stdout);
     }
-    if (messages.size() < maxQueued) {
+    const bool isQueued = messages.size() < maxQueued;
+    if (isQueued) {
         messages.push_back(std::move(entry));
-        if (!used.empty()) {
-            entry = std::move(used.back());
-            used.pop_back();
-        }
     }
+    const LogEntry& delivered = isQueued ? messages.back() : entry;
     for (ILogSink* sink : sinks) {
         sink->consume(this, delivered);
     }
-    return entry;
 }
 
 void VLog::addSink(ILogSink* sink) {
@@ -300,29 +267,19 @@ void VLog::cleanup() {
 
 void VLog::dumpToFile() {
     const VMutexGuard drain(drainMutex);
+    std::vector<LogEntry> taken;
+    taken.reserve(maxQueued);  // what the queue is then, so that no caller waits for it to grow
     {
         const VMutexGuard guard(mutex);
-        taken.clear();  // what a drain that threw has left is lost, and not written twice
         taken.swap(messages);
     }
-    if (taken.empty()) {
-        return;
-    }
-    for (const auto& entry : taken) {
-        for (size_t i = 0; i < entry->rules.files.size(); ++i) {
-            if (entry->rules.files[i] != vlogConsole) {
-                appendLine(entry->rules.files[i], entry->rules.sizes[i], entry->buffer);
+    for (const LogEntry& entry : taken) {
+        for (size_t i = 0; i < entry.rules.files.size(); ++i) {
+            if (entry.rules.files[i] != vlogConsole) {
+                appendLine(entry.rules.files[i], entry.rules.sizes[i], entry.buffer);
             }
         }
     }
-    std::erase_if(taken, [](const auto& entry) { return !vlogspare::isWorthKeeping(*entry); });
-    {
-        const VMutexGuard guard(mutex);
-        if (taken.size() > used.size()) {
-            used.swap(taken);
-        }
-    }
-    taken.clear();
 }
 
 void VLog::appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line) {
@@ -337,12 +294,17 @@ void VLog::appendLine(const std::string& filename, uint64_t maxFileSize, const s
 }
 
 void VLog::rotateFile(std::string filename, size_t maxFileSize) {
+    std::error_code error;
+    // What is no regular file has no size. To open a FIFO would mean to wait for who writes to it.
+    const std::uintmax_t size = std::filesystem::file_size(filename, error);
     VFile file;
-    file.open(filename.c_str(), "rb");  // not looked at: a file that is not there has size 0
-    const size_t size = vos::sizeOf(file);
-    if (size > maxFileSize && backUp(file, size, filename + backupSuffix)) {
-        file.close();
-        file.open(filename.c_str(), "wb");
+    if (error || size <= maxFileSize || !file.open(filename.c_str(), "rb")) {
+        return;
     }
+    file.close();
+    // The result is not looked at: the limit holds, whatever becomes of the backup.
+    std::filesystem::copy_file(filename, filename + backupSuffix,
+                               std::filesystem::copy_options::overwrite_existing, error);
+    file.open(filename.c_str(), "wb");
     file.close();
 }

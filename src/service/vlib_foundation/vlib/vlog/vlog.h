@@ -114,28 +114,24 @@ public:
     // opened is passed over for that line.
     void dumpToFile() VOS_EXCLUDES(mutex, drainMutex);
 
-    // When the file is larger than maxFileSize bytes, makes filename + ".bkp" a copy of it and
-    // empties it. A file whose copy cannot be made completely is left as it is.
+    // When the file is larger than maxFileSize bytes, makes filename + ".bkp" a copy of it, with
+    // its permissions, and empties it. Empties it also when the copy cannot be made or not
+    // completely. Leaves alone what is no regular file, or cannot be opened for reading.
     void rotateFile(std::string filename, size_t maxFileSize);
 
 private:
     [[nodiscard]] bool mayHaveRule(const std::string& topic, uint32_t level) const;
     void noteRules();
     void appendLine(const std::string& filename, uint64_t maxFileSize, const std::string& line);
-    // Returns an entry that is not needed any more, or null.
-    std::unique_ptr<LogEntry> deliver(std::unique_ptr<LogEntry> entry) VOS_EXCLUDES(mutex);
+    void deliver(LogEntry&& entry) VOS_EXCLUDES(mutex);
 
-    std::vector<std::unique_ptr<LogEntry>> messages VOS_GUARDED_BY(mutex);
+    std::vector<LogEntry> messages VOS_GUARDED_BY(mutex);  // what the writer thread has to write
     std::unique_ptr<VThread> thread;
     VMutex mutex;       // guards messages, sinks and the console
     VFile stderrFile;   // reserved
     VLogConfig config;  // on purpose not guarded: changed at start-up only
     std::vector<ILogSink*> sinks VOS_GUARDED_BY(mutex);
     VMutex drainMutex;  // one drain at a time, so that the order of the lines is kept
-    // What a drain works on. Changes places with the queue, so that neither has to grow again.
-    std::vector<std::unique_ptr<LogEntry>> taken VOS_GUARDED_BY(drainMutex);
-    // Entries of lines that are written, whose memory serves the next lines.
-    std::vector<std::unique_ptr<LogEntry>> used VOS_GUARDED_BY(mutex);
     // 1024 bits, one of them for each rule. Most messages without a rule are known by it.
     std::array<std::atomic<uint64_t>, 16> ruleBits{};
 

@@ -143,10 +143,7 @@ VLogConfig::Entry& VLogConfig::getEntry(std::string topic, uint32_t level) {
     if (found != configTree.end()) {
         return found->second;
     }
-    // One a thread, so that threads that only read do not share it; emptied, as a caller may have
-    // filled it.
-    thread_local Entry blank;
-    blank = Entry{};
+    blank = Entry{};  // a caller may have filled it
     return blank;
 }
 

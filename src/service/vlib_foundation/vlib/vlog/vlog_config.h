@@ -73,11 +73,11 @@ public:
     // Whether the rule exists and has the destination.
     [[nodiscard]] bool hasFile(std::string topic, uint32_t level, std::string file) const;
 
-    // The rule; where there is none, a blank one that is not in the table and lives until the next
-    // call of the same thread.
+    // The rule; where there is none, a blank one that is not in the table, until the next call.
     [[nodiscard]] Entry& getEntry(std::string topic, uint32_t level);
 
-    // Whether a destination could be opened for appending. Leaves no new file behind.
+    // Whether a destination could be opened for appending, as far as the permissions say. Opens
+    // nothing and makes nothing.
     [[nodiscard]] bool isWritableFile(std::string& file) const;
 
     // The rule for exactly this topic and level, or null. It stays the table's.
@@ -88,6 +88,9 @@ public:
     static void pairSizes(Entry& entry);
 
     std::map<Key, Entry, KeyLess> configTree;
+
+private:
+    Entry blank;  // what getEntry() returns for a missing rule
 };
 
 // The destination that stands for standard output.

@@ -16,8 +16,7 @@ constexpr size_t minThreadIdLength = 8;
 constexpr size_t minTopicLength = 8;
 constexpr size_t minIdLength = 4;
 
-constexpr char lineEnd[] = "\r\n";
-constexpr size_t lineEndLength = sizeof lineEnd - 1;
+constexpr std::string_view lineEnd = "\r\n";
 
 // Fills the place of a prefix. By hand, since the C library takes longer for this than for all the
 // rest of a line. What does not fit is left out.
@@ -130,22 +129,19 @@ std::string threadIdText(os_thread_t tid) {
     return std::string(padding, '0') + digits;
 }
 
-void formatLine(std::string& line, const Prefix& prefix, const char* fmt, std::va_list args) {
-    // On the stack first, so that the line has from the start the length that it needs.
-    char buffer[bufferSize + lineEndLength];
+std::string formatLine(const Prefix& prefix, const char* fmt, std::va_list args) {
+    char buffer[bufferSize + lineEnd.size()];
     const size_t prefixLength = writePrefix(buffer, prefix);
     const int messageLength =
         std::vsnprintf(buffer + prefixLength, bufferSize - prefixLength, fmt, args);
     const size_t length = prefixLength + static_cast<size_t>(std::max(messageLength, 0));
     if (length < bufferSize) {
-        std::copy_n(lineEnd, lineEndLength, buffer + length);
-        line.assign(buffer, length + lineEndLength);
-        return;
+        std::ranges::copy(lineEnd, buffer + length);
+        return {buffer, length + lineEnd.size()};
     }
-    line.reserve(length + lineEndLength);
-    line.assign(buffer, bufferSize - 1);
+    std::string line(buffer, bufferSize - 1);
     line.resize(length, '\0');
-    line += lineEnd;
+    return line.append(lineEnd);
 }
 
 }  // namespace vlogformat

@@ -36,8 +36,8 @@ struct Prefix {
 // A thread id in decimal, padded with zeros to at least 8 digits.
 [[nodiscard]] std::string threadIdText(os_thread_t tid);
 
-// Replaces the text by a finished line: prefix, message, "\r\n". A prefix is cut to 511 characters.
+// A finished line: prefix, message, "\r\n". A prefix is cut to 511 characters.
 // A message that does not fit keeps its first part, and zero bytes take the place of the rest.
-void formatLine(std::string& line, const Prefix& prefix, const char* fmt, std::va_list args);
+[[nodiscard]] std::string formatLine(const Prefix& prefix, const char* fmt, std::va_list args);
 
 }  // namespace vlogformat

@@ -33,7 +33,8 @@ public:
 
     // Reads the whole file, from its start. v has the size of the file afterwards, also when fewer
     // bytes could be read. False, with v as it was, when the size cannot be had or cannot be
-    // allocated (a FIFO, a directory).
+    // allocated: that of a FIFO, and of a directory where its file system gives it a huge one.
+    // Where it gives a directory none, that is read as an empty file.
     bool read(std::vector<unsigned char>& v);
 
     // The same, returning what there is whatever the result.

@@ -1,18 +1,11 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
-
-#include "vlib/vos/vfile.h"
 
 namespace vos {
 
-// The size of a file that was just opened for reading, without moving in it where the system knows
-// the size anyway. What VFile::getSize returns otherwise, and 0 when no stream is open.
-[[nodiscard]] size_t sizeOf(VFile& file);
-
-// Whether path could be opened for appending now. Leaves no new file behind, changes none, and
-// never waits (a FIFO without a reader counts as not writable).
+// Whether path could be opened for appending, as far as the kinds of the files and the permissions
+// say. Opens nothing and makes nothing.
 [[nodiscard]] bool canAppendTo(const std::string& path);
 
 // Where a file would come into being that is made under the name path: behind links whose target is

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "vlib/vos/vmutex.h"
@@ -70,9 +69,8 @@ public:
     // Stops and joins the thread, then deletes an owned runnable.
     ~VThread();
 
-    // Creates the thread. Works once: in any state but STOPPED a warning is printed and nothing
-    // changes. After setState(STOPPED) it works again: it waits until the earlier body has ended,
-    // and on that body itself it warns.
+    // Creates the thread. In any state but STOPPED a warning is printed and nothing changes; the
+    // same after setState(STOPPED), as long as an earlier thread is not joined.
     void start();
 
     // Asks the body to leave, and waits until the thread has ended.
@@ -104,25 +102,24 @@ public:
     [[nodiscard]] static os_thread_t self();
 
 private:
+    // What there is to join.
+    enum Joining { NOTHING, UNJOINED, BEING_JOINED };
+
     void runCycles();
-    bool goesOn() VOS_EXCLUDES(statusMutex);
-    bool hasThread() VOS_EXCLUDES(statusMutex);
+    bool isUnjoined() VOS_EXCLUDES(statusMutex);
+    bool join() VOS_EXCLUDES(statusMutex);
     void changeState(VThreadState from, VThreadState to) VOS_EXCLUDES(statusMutex);
     void createThread() VOS_REQUIRES(statusMutex);
-    void joinAbandoned() VOS_EXCLUDES(statusMutex);
-    std::optional<os_thread_t> takeHandle() VOS_REQUIRES(statusMutex);
-    bool isOwnBody() const VOS_REQUIRES(statusMutex);
 
     std::string name;
     VIRunnable* runnable;
-    VSemaphore joinLock;                                 // part of the class; no operation uses it
-    os_thread_t osthread VOS_GUARDED_BY(statusMutex){};  // the newest body's
+    VSemaphore joinLock;  // part of the class; no operation uses it
+    os_thread_t osthread VOS_GUARDED_BY(statusMutex){};
     VMutex statusMutex;
     VThreadState state VOS_GUARDED_BY(statusMutex) = STOPPED;
     uint32_t period_ms;
     uint32_t stack_size;
     [[maybe_unused]] uint32_t priority;  // stored only
     bool releaseRunnable;
-    // Whether nobody has joined osthread yet.
-    bool joinable VOS_GUARDED_BY(statusMutex) = false;
+    Joining joining VOS_GUARDED_BY(statusMutex) = NOTHING;
 };

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -40,10 +39,6 @@ struct VTimestamp {
 // The local time of day as "2026:11:15 13:21:26.004512". The string's length is always 32: the text
 // ends with a NUL and NULs follow, so use it through c_str().
 [[nodiscard]] std::string get_formated_time();
-
-// The same text and its NUL, for a caller who has a place of formated_time_size characters.
-inline constexpr std::size_t formated_time_size = 32;
-void write_formated_time(char* place);
 
 // Whole seconds since 1970-01-01 00:00:00 UTC.
 [[nodiscard]] uint64_t get_epoch_time();

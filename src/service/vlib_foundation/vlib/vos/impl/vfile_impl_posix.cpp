@@ -1,5 +1,4 @@
 #include <stdio.h>
-#include <sys/stat.h>
 
 #include <new>
 
@@ -17,13 +16,6 @@ bool resize(std::vector<unsigned char>& v, size_t n) {
         return false;
     }
     return true;
-}
-
-// A directory opens for reading, but what seeking to its end gives depends on the file system: a
-// huge offset, its blocks, or nothing, which would make it look like an empty file.
-bool isDirectory(FILE* file) {
-    struct stat status {};
-    return ::fstat(::fileno(file), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 }  // namespace
@@ -82,7 +74,7 @@ bool VFile::readBytes(std::vector<unsigned char>& v, size_t n) {
 }
 
 bool VFile::read(std::vector<unsigned char>& v) {
-    return file != nullptr && !isDirectory(file) && readBytes(v, getSize());
+    return file != nullptr && readBytes(v, getSize());
 }
 
 std::vector<unsigned char> VFile::read() {

@@ -1,7 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <optional>
+#include <string>
 #include <utility>
 
 #include "vlib/vos/vdiagnostic.h"
@@ -43,9 +43,10 @@ VThread::VThread(VIRunnable* work, std::string threadName, uint32_t stackSize, u
 
 VThread::~VThread() {
     // Without a thread there is nothing to wait for, though setState() may have made it STARTING.
-    if (hasThread()) {
+    if (isUnjoined()) {
         cancel();
-        joinAbandoned();
+        join();  // what cancel() has left to join: a body whose state setState() made STOPPED or
+                 // DONE
     }
     if (releaseRunnable) {
         delete runnable;
@@ -53,15 +54,12 @@ VThread::~VThread() {
 }
 
 void VThread::start() {
-    if (getState() == STOPPED) {
-        joinAbandoned();
-    }
     const VMutexGuard guard(statusMutex);
-    // A thread that is still to be joined is the caller itself.
-    if (state != STOPPED || joinable) {
-        vdiagnostic::print("WARN", sourceName, "start", notStoppedLine,
-                           "thread [%s] - (state == STOPPED) && (state != DONE) - state: %d",
-                           name.c_str(), static_cast<int>(state));
+    if (state != STOPPED || joining != NOTHING) {
+        vdiagnostic::print(
+            "WARN", sourceName, "start", notStoppedLine,
+            "thread [" + name +
+                "] - (state == STOPPED) && (state != DONE) - state: " + std::to_string(state));
         return;
     }
     createThread();
@@ -80,11 +78,12 @@ void VThread::createThread() {
         return nullptr;
     };
     const int error = ::pthread_create(&osthread, &attributes, threadStaticMain, this);
-    joinable = error == 0;
-    if (!joinable) {
+    if (error == 0) {
+        joining = UNJOINED;
+    } else {
         state = DONE;
         vdiagnostic::print("ERR", sourceName, "start", createFailedLine,
-                           "could not create thread - error: %d", error);
+                           "could not create thread - error: " + std::to_string(error));
     }
     ::pthread_attr_destroy(&attributes);
 }
@@ -103,7 +102,7 @@ void VThread::runCycles() {
         if (period > 0) {
             sleepRestOfPeriod(period, utils::get_time_ms() - begin);
         }
-    } while (goesOn());
+    } while (getState() == RUNNING);
     runnable->cleanup();
 }
 
@@ -124,57 +123,36 @@ void VThread::stopNonBlocking() {
 }
 
 bool VThread::waitJoin() {
-    std::optional<os_thread_t> handle;
     {
         const VMutexGuard guard(statusMutex);
         if (state == STOPPED || state == DONE) {
             return false;
         }
         state = DONE;
-        handle = takeHandle();
     }
-    return handle && ::pthread_join(*handle, nullptr) == 0;
+    return join();
 }
 
-// Waits for a body whose state was set to STOPPED or DONE by setState(): nobody else joins it, and
-// it uses this object until it ends.
-void VThread::joinAbandoned() {
-    std::optional<os_thread_t> handle;
+// Waits for the thread's end. Only one caller does, and never the thread itself.
+bool VThread::join() {
+    os_thread_t handle{};
     {
         const VMutexGuard guard(statusMutex);
-        if (state == STOPPED || state == DONE) {
-            handle = takeHandle();
+        if (joining != UNJOINED || ::pthread_equal(osthread, self()) != 0) {
+            return false;
         }
+        joining = BEING_JOINED;
+        handle = osthread;
     }
-    if (handle) {
-        ::pthread_join(*handle, nullptr);
-    }
-}
-
-// The handle for the one caller that joins it; none when there is nothing to join, or when the
-// thread asks for itself.
-std::optional<os_thread_t> VThread::takeHandle() {
-    if (!joinable || isOwnBody()) {
-        return std::nullopt;
-    }
-    joinable = false;
-    return osthread;
-}
-
-// Whether the caller is the newest body. An older one may still be in its last run, where
-// setState() made the state STOPPED and somebody called start() while it was being joined.
-bool VThread::isOwnBody() const {
-    return ::pthread_equal(osthread, self()) != 0;
-}
-
-bool VThread::goesOn() {
+    const bool joined = ::pthread_join(handle, nullptr) == 0;
     const VMutexGuard guard(statusMutex);
-    return state == RUNNING && isOwnBody();
+    joining = NOTHING;
+    return joined;
 }
 
-bool VThread::hasThread() {
+bool VThread::isUnjoined() {
     const VMutexGuard guard(statusMutex);
-    return joinable;
+    return joining == UNJOINED;
 }
 
 bool VThread::getRunning() {

@@ -56,15 +56,12 @@ void writeUsualTime(char* place, const tm& time, suseconds_t microseconds) {
     writePair(place, fraction % 100, '\0');
 }
 
-// A year that has not four digits: the C library knows how to write it.
-void writeOddTime(char* place, size_t size, const tm& time, suseconds_t microseconds) {
-    constexpr size_t scratchSize = 26;
-    char scratch[scratchSize] = {};
+// A year that has not four digits: the C library knows how to write it. Of a year of ten characters
+// the last digit of the microseconds is cut.
+void writeOddTime(std::string& text, const tm& time, suseconds_t microseconds) {
+    char scratch[26] = {};
     ::strftime(scratch, sizeof scratch, "%Y:%m:%d %H:%M:%S", &time);
-    // A year of ten characters leaves room for five digits of the microseconds.
-    if (std::snprintf(place, size, "%s.%06d", scratch, static_cast<int>(microseconds)) < 0) {
-        place[0] = '\0';
-    }
+    std::snprintf(text.data(), text.size(), "%s.%06d", scratch, static_cast<int>(microseconds));
 }
 
 }  // namespace
@@ -111,23 +108,17 @@ uint64_t get_time_us() {
 }
 
 std::string get_formated_time() {
-    std::string text(formated_time_size, '\0');
-    write_formated_time(text.data());
-    return text;
-}
-
-// The zone is asked for each time, and nothing kept from one time to the next: that tzset() has
-// changed it within the second cannot be seen from outside.
-void write_formated_time(char* place) {
+    std::string text(32, '\0');
     const timeval now = wallClockNow();
     tm local{};
     ::localtime_r(&now.tv_sec, &local);
     // Compared like this since the epoch cannot be added to every year.
     if (local.tm_year < 1000 - epoch || local.tm_year > 9999 - epoch) {
-        writeOddTime(place, formated_time_size, local, now.tv_usec);
+        writeOddTime(text, local, now.tv_usec);
     } else {
-        writeUsualTime(place, local, now.tv_usec);
+        writeUsualTime(text.data(), local, now.tv_usec);
     }
+    return text;
 }
 
 uint64_t get_epoch_time() {
