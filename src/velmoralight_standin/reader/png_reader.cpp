@@ -102,6 +102,7 @@ public:
 
     // Reads up to the pixels, of which each has 8 bits a channel from here on.
     bool start() {
+        // NOLINTNEXTLINE(cert-err52-cpp): the library is C, and this is how it reports an error
         if (setjmp(png_jmpbuf(png_)) != 0) {
             return false;
         }
@@ -118,6 +119,7 @@ public:
 
     // Decodes all rows into `pixels`, each by way of `row`.
     bool readPixels(GreyPixels& pixels, std::vector<uint8_t>& row) {
+        // NOLINTNEXTLINE(cert-err52-cpp): the library is C, and this is how it reports an error
         if (setjmp(png_jmpbuf(png_)) != 0) {
             return false;
         }
@@ -198,7 +200,7 @@ OrRefusal<ImageInfo> inspectPng(Bytes file) {
     }
     info.orientation = walkChunks(file).orientation;
     // The library has two rows of the widest kind of pixel, and we have one.
-    constexpr uint64_t kRowBytesPerPixel = 3 * 8;
+    constexpr uint64_t kRowBytesPerPixel = uint64_t{3} * 8;
     info.decodingMemory = uint64_t{info.width} * info.height + kRowBytesPerPixel * info.width;
     return info;
 }
