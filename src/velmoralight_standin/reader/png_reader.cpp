@@ -102,6 +102,7 @@ public:
 
     // Reads up to the pixels, of which each has 8 bits a channel from here on.
     bool start() {
+        // NOLINTNEXTLINE(cert-err52-cpp): the library is C, and this is how it reports an error
         if (setjmp(png_jmpbuf(png_)) != 0) {
             return false;
         }
@@ -118,6 +119,7 @@ public:
 
     // Decodes all rows into `pixels`, each by way of `row`.
     bool readPixels(GreyPixels& pixels, std::vector<uint8_t>& row) {
+        // NOLINTNEXTLINE(cert-err52-cpp): the library is C, and this is how it reports an error
         if (setjmp(png_jmpbuf(png_)) != 0) {
             return false;
         }
@@ -126,8 +128,9 @@ public:
             return true;
         }
         for (unsigned pass = 0; pass < PNG_INTERLACE_ADAM7_PASSES; ++pass) {
-            readPass({PNG_PASS_START_COL(pass), PNG_PASS_START_ROW(pass), PNG_PASS_COL_OFFSET(pass),
-                      PNG_PASS_ROW_OFFSET(pass)},
+            readPass({PNG_PASS_START_COL(pass), PNG_PASS_START_ROW(pass),
+                      static_cast<uint32_t>(PNG_PASS_COL_OFFSET(pass)),
+                      static_cast<uint32_t>(PNG_PASS_ROW_OFFSET(pass))},
                      pixels, row);
         }
         return true;
@@ -197,7 +200,7 @@ OrRefusal<ImageInfo> inspectPng(Bytes file) {
     }
     info.orientation = walkChunks(file).orientation;
     // The library has two rows of the widest kind of pixel, and we have one.
-    constexpr uint64_t kRowBytesPerPixel = 3 * 8;
+    constexpr uint64_t kRowBytesPerPixel = uint64_t{3} * 8;
     info.decodingMemory = uint64_t{info.width} * info.height + kRowBytesPerPixel * info.width;
     return info;
 }
