@@ -55,7 +55,7 @@ def check_list(checkout, pages):
 
 
 def faults_of(checkout, name, text, how):
-    if set(how) - {"never", "gate", "as", "serves", "status"}:
+    if set(how) - {"never", "gate", "as", "serves", "status", "instead"}:
         yield f"{name}: '{text}': unknown: {how}"
     if "gate" in how and how.get("as", text) not in (checkout / how["gate"]).read_text(encoding="utf-8"):
         yield f"{name}: '{text}' is not in {how['gate']}"
@@ -175,7 +175,7 @@ def follow(steps, of_page, terminal):
         if "serves" in how:
             terminal.serve(step.text, how["serves"])
             continue
-        said, status = terminal.type(step.text)
+        said, status = terminal.type(how.get("instead", step.text))
         if status != how.get("status", 0):
             fail(f"'{step.text}' ends with {status}:\n{said}")
         check_output(step.text, step.output, said)
