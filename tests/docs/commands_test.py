@@ -41,7 +41,7 @@ def check_list(checkout, pages):
     faults += [f"{name} has commands that no test runs" for name in there.keys() - set(pages)]
     faults += [f"{name} has no commands" for name in set(pages) - there.keys()]
     for name, of_page in of_pages.items():
-        commands = {step.text for step in steps_of(there[name]) if isinstance(step, Command)} if name in there else set()
+        commands = {step.one_line for step in steps_of(there[name]) if isinstance(step, Command)} if name in there else set()
         for text, how in of_page.get("commands", {}).items():
             if text not in commands:
                 faults.append(f"{name} has no command '{text}' any more")
@@ -55,7 +55,7 @@ def check_list(checkout, pages):
 
 
 def faults_of(checkout, name, text, how):
-    if set(how) - {"never", "gate", "as", "serves", "status"}:
+    if set(how) - {"never", "gate", "as", "serves", "status", "instead"}:
         yield f"{name}: '{text}': unknown: {how}"
     if "gate" in how and how.get("as", text) not in (checkout / how["gate"]).read_text(encoding="utf-8"):
         yield f"{name}: '{text}' is not in {how['gate']}"
@@ -167,7 +167,7 @@ def follow(steps, of_page, terminal):
         if isinstance(step, File):
             terminal.write(step)
             continue
-        how = of_page.get("commands", {}).get(step.text, {})
+        how = of_page.get("commands", {}).get(step.one_line, {})
         if "never" in how or "gate" in how or is_installation(step.text):
             continue
         ran += 1
@@ -175,7 +175,7 @@ def follow(steps, of_page, terminal):
         if "serves" in how:
             terminal.serve(step.text, how["serves"])
             continue
-        said, status = terminal.type(step.text)
+        said, status = terminal.type(how.get("instead", step.text))
         if status != how.get("status", 0):
             fail(f"'{step.text}' ends with {status}:\n{said}")
         check_output(step.text, step.output, said)

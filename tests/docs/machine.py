@@ -45,17 +45,19 @@ class Machine:
         run("mount", "-t", "tmpfs", "none", self.place)
         self.root = self.place / "root"
         self.lay_over("/", self.root)
-        if os.stat(checkout).st_dev != os.stat("/").st_dev:
-            self.lay_over(checkout, self.root / checkout.relative_to("/"))
         for name in ("dev", "sys"):
             run("mount", "--rbind", f"/{name}", self.root / name)
         run("mount", "-t", "proc", "none", self.root / "proc")
         for name in ("tmp", "run"):
             run("mount", "-t", "tmpfs", "none", self.root / name)
+        here = self.root / checkout.relative_to("/")
+        # On a disk of its own, or in /tmp, which is covered.
+        if not (here / "CMakeLists.txt").exists():
+            self.lay_over(checkout, here)
         if packages is not None:
             remove_others(self.root, packages)
             (checkout / "build/run").mkdir(parents=True, exist_ok=True)
-            build = self.root / checkout.relative_to("/") / "build"
+            build = here / "build"
             run("mount", "-t", "tmpfs", "none", build)
             (build / "run").mkdir()
             run("mount", "--bind", checkout / "build/run", build / "run")
@@ -64,7 +66,7 @@ class Machine:
         upper = self.place / f"upper{len(list(self.place.iterdir()))}"
         work = upper.with_name(upper.name + "-work")
         for folder in (upper, work, target):
-            folder.mkdir(exist_ok=True)
+            folder.mkdir(parents=True, exist_ok=True)
         run("mount", "-t", "overlay", "none", f"-olowerdir={below},upperdir={upper},workdir={work}", target)
 
     def terminal(self, output=subprocess.PIPE):

@@ -17,6 +17,10 @@ class Command:
     text: str
     output: list = dataclasses.field(default_factory=list)  # the lines that the page shows
 
+    @property
+    def one_line(self):
+        return re.sub(r"\s*\\?\n\s*", " ", self.text)
+
 
 @dataclasses.dataclass
 class File:
@@ -49,8 +53,8 @@ def markdown(text):
 
 
 def looks_like_a_file(block):
-    """A unit, a script, or a part of a configuration with sections."""
-    return re.match(r"\[|#!|\s|.*\{\n", block) is not None
+    """A unit, a script, a Containerfile, or a part of a configuration with sections."""
+    return re.match(r"\[|#!|\s|[A-Z]+ |.*\{\n", block) is not None
 
 
 def shell(block):
