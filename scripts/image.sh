@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the container image "velmoraserviced" from the files that git tracks, with buildah, tries it, and has podman
-# run what it can of packaging/kubernetes. It lies in build/image/velmoraserviced.tar afterwards, for "podman load" or
+# run the container of packaging/kubernetes. It lies in build/image/velmoraserviced.tar afterwards, for "podman load" or
 # "docker load". The base image is made with debootstrap where it is not in the local storage, so no image registry is
 # asked. Needs root and a package mirror, which is that of this machine's apt.
 #
@@ -34,6 +34,7 @@ command -v kubectl >/dev/null || "$root/scripts/deps.sh" kubectl
 
 base=docker.io/library/debian:bookworm-slim
 version=$(version_of_project)
+revision=$(revision)
 place="$root/build/image"
 log="$place/log"
 archive="$place/velmoraserviced.tar"
@@ -81,19 +82,20 @@ mkdir "$place/context"
 copy_tracked_files "$place/context"
 # The format with a health check; every layer kept would be a copy of the whole tree.
 logged 'building the image' buildah bud --isolation chroot --format docker --layers=false --pull-never \
-  --build-arg "VELMORA_BUILD_ID=$(revision)" --file "$place/context/packaging/Containerfile" \
+  --build-arg "VELMORA_BUILD_ID=$revision" --file "$place/context/packaging/Containerfile" \
   --tag velmoraserviced --tag "velmoraserviced:$version" "$place/context"
 
 say 'running it as a runtime would'
 container=$(buildah from --pull-never velmoraserviced)
 buildah inspect --type image velmoraserviced >"$place/inspected"
-"$root/tests/packaging/image.sh" "$(buildah mount "$container")" "$(revision)" <"$place/inspected"
+"$root/tests/packaging/image.sh" "$(buildah mount "$container")" "$revision" <"$place/inspected"
 buildah rm "$container" >/dev/null
 
-say 'running the pod of packaging/kubernetes'
+say 'running the container of packaging/kubernetes'
 kubectl kustomize "$root/packaging/kubernetes" >"$place/manifests.yaml"
 "$root/tests/packaging/check-manifests.py" <"$place/manifests.yaml"
-"$root/tests/packaging/pod.sh" "$place/manifests.yaml" "$version" podman "${storage[@]}"
+"$root/tests/packaging/pod.sh" "$place/manifests.yaml" "$version" "${storage[@]}"
 
-logged 'saving it' buildah push "velmoraserviced:$version" "docker-archive:$archive:velmoraserviced:$version"
+logged 'saving it' buildah push "localhost/velmoraserviced:$version" \
+  "docker-archive:$archive:localhost/velmoraserviced:$version"
 say "image: all of it is as it should be; podman load -i build/image/velmoraserviced.tar"

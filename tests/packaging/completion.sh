@@ -57,3 +57,8 @@ for program in velmoraserviced velmoracheck; do
     compinit -u -d '$scratch/dump'; print \$_comps[$program]")
   [[ $taken == "_$program" ]] || fail "zsh completes $program with '$taken'"
 done
+
+# In a group of short options none takes a value, and zsh would offer all of them there.
+if grep -E '^_arguments .*-s' "$prefix/share/zsh/site-functions/_velmoraserviced"; then
+  fail 'zsh groups short options'
+fi
