@@ -118,7 +118,7 @@ class ThreeHosts(unittest.TestCase):
         until(lambda: self.active.answered() >= before + count, what=f"{count} answers")
 
     def cut_off_and_back(self, host, names):
-        """Seconds until its copies are out, and until they are in again."""
+        """Seconds until its copies are out, and until they are in again. Requests that were at them wait meanwhile."""
         begun = time.monotonic()
         host.cut_off()
         self.active.await_down(*names)
@@ -139,8 +139,9 @@ class ThreeHosts(unittest.TestCase):
             self.more_answers(50)
             out, back = self.cut_off_and_back(self.hosts["10.0.0.12"], [f"b{number}" for number in range(1, 5)])
             answers = load.stop()
-            print(f"host cut off, {name_of(size)}: out after {out:.1f} s, in again {back:.1f} s after its return, "
-                  f"{answers.total} requests, {answers.lost} lost, slowest {answers.slowest:.1f} s", file=sys.stderr)
+            print(f"host cut off, {name_of(size)}: out after {out:.1f} s, "
+                  f"in again {back:.1f} s after its return, {answers.total} requests, {answers.lost} lost, "
+                  f"slowest {answers.slowest:.1f} s", file=sys.stderr)
             self.assertEqual(answers.lost, 0, answers.report)
             self.assertLess(answers.slowest, CUT_OFF)
 
