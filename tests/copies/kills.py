@@ -108,6 +108,8 @@ def main():
                       found.answered, found.second_tries, f"{found.slowest:.1f}", found.taken_out,
                       found.open_connections, found.lost, sep=" | ", flush=True)
                 lost += found.lost
+                if found.lost:
+                    print(found.report, file=sys.stderr)
     sys.exit(1 if lost else 0)
 
 
