@@ -409,6 +409,25 @@ TEST_F(HeldThread, IsJoinedByOneOnlyThoughMadeRunningAgain) {
     EXPECT_EQ(joins, 1);
 }
 
+TEST(VThreadDestructor, WaitsForABodyThatSomebodyElseJoins) {
+    HeldRunnable runnable;
+    std::jthread joiner;
+    std::jthread releaser;
+    {
+        PlainThread thread(&runnable);
+        thread.start();
+        ASSERT_TRUE(runnable.waitUntilInside());
+        joiner = std::jthread([&] { thread.waitJoin(); });
+        ASSERT_TRUE(waitUntil([&] { return thread.getState() == DONE; }));
+        VThread::sleep(20);  // until the joiner waits
+        releaser = std::jthread([&] {
+            VThread::sleep(50);  // the destructor comes meanwhile
+            runnable.release();
+        });
+    }
+    EXPECT_EQ(runnable.cleanups(), 1);
+}
+
 TEST(VThreadMadeStopped, IsNotStartedByItsOwnBody) {
     FunctionRunnable runnable([](VThread* thread) {
         thread->setState(STOPPED);

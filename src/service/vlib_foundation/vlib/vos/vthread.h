@@ -106,7 +106,7 @@ private:
     enum Joining { NOTHING, UNJOINED, BEING_JOINED };
 
     void runCycles();
-    bool isUnjoined() VOS_EXCLUDES(statusMutex);
+    Joining getJoining() VOS_EXCLUDES(statusMutex);
     bool join() VOS_EXCLUDES(statusMutex);
     void changeState(VThreadState from, VThreadState to) VOS_EXCLUDES(statusMutex);
     void createThread() VOS_REQUIRES(statusMutex);

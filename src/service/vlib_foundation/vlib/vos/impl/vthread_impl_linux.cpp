@@ -43,10 +43,13 @@ VThread::VThread(VIRunnable* work, std::string threadName, uint32_t stackSize, u
 
 VThread::~VThread() {
     // Without a thread there is nothing to wait for, though setState() may have made it STARTING.
-    if (isUnjoined()) {
+    if (getJoining() == UNJOINED) {
         cancel();
         join();  // what cancel() has left to join: a body whose state setState() made STOPPED or
                  // DONE
+    }
+    while (getJoining() == BEING_JOINED) {
+        sleep(1);  // until somebody else's waitJoin() has come to its end
     }
     if (releaseRunnable) {
         delete runnable;
@@ -150,9 +153,9 @@ bool VThread::join() {
     return joined;
 }
 
-bool VThread::isUnjoined() {
+VThread::Joining VThread::getJoining() {
     const VMutexGuard guard(statusMutex);
-    return joining == UNJOINED;
+    return joining;
 }
 
 bool VThread::getRunning() {
