@@ -365,7 +365,7 @@ std::string withWebpExif(const std::string& webp, const std::string& block) {
     // The flags (an EXIF block) and the size of the picture less one, 24 bits each, of which the
     // picture's own header has 14.
     const auto* size = reinterpret_cast<const uint8_t*>(webp.data() + kPicture + 1);
-    const uint32_t bits = size[0] | size[1] << 8U | size[2] << 16U;
+    const uint32_t bits = uint32_t{size[0]} | uint32_t{size[1]} << 8U | uint32_t{size[2]} << 16U;
     const uint32_t height = (bits >> 14U | static_cast<uint32_t>(size[3]) << 10U) & 0x3fffU;
     const std::string extended = littleEndian(8) + littleEndian(bits & 0x3fffU).substr(0, 3) +
                                  littleEndian(height).substr(0, 3);

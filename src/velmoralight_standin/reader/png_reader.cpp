@@ -126,8 +126,9 @@ public:
             return true;
         }
         for (unsigned pass = 0; pass < PNG_INTERLACE_ADAM7_PASSES; ++pass) {
-            readPass({PNG_PASS_START_COL(pass), PNG_PASS_START_ROW(pass), PNG_PASS_COL_OFFSET(pass),
-                      PNG_PASS_ROW_OFFSET(pass)},
+            readPass({PNG_PASS_START_COL(pass), PNG_PASS_START_ROW(pass),
+                      static_cast<uint32_t>(PNG_PASS_COL_OFFSET(pass)),
+                      static_cast<uint32_t>(PNG_PASS_ROW_OFFSET(pass))},
                      pixels, row);
         }
         return true;
