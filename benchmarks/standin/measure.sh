@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Measures the stand-in engine at work: requests a second and their latency at 1, 2 and 4 workers beside the
-# bare recognition in a loop, and whether 10,000 requests on one connection make the daemon grow.
+# Measures the stand-in engine at work: requests a second and their latency at 1, 2 and 4 readers beside the
+# bare recognition in a loop, whether 10,000 requests on one connection make the daemon grow, and the latency of
+# small pictures alone with one reader and beside a client with large ones with two, with what daemon and readers
+# have in memory.
 # Prints lines of JSON on standard output.
 #
 # usage: benchmarks/standin/measure.sh [--once] BUILD_TREE [SECONDS]
@@ -12,9 +14,9 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
 
-workers_in_turn=(1 2 4 1 2 4 1 2 4) kept_requests=10000
+workers_in_turn=(1 2 4 1 2 4 1 2 4) kept_requests=10000 pairs=3
 if [[ ${1-} == --once ]]; then
-  workers_in_turn=(1) kept_requests=100
+  workers_in_turn=(1) kept_requests=100 pairs=1
   set -- "$2" 1
 fi
 
@@ -65,3 +67,13 @@ done
 
 start 1
 python3 "$here/keep_alive.py" "$port" "$daemon" "$IMAGE" "$kept_requests"
+stop
+
+for ((pair = 0; pair < pairs; ++pair)); do
+  start 1
+  python3 "$here/beside_large.py" "$port" "$daemon" "$IMAGE" "$seconds"
+  stop
+  start 2
+  python3 "$here/beside_large.py" "$port" "$daemon" "$IMAGE" "$seconds" large
+  stop
+done

@@ -27,6 +27,8 @@ host thin "$tree/benchmarks/thin/bin/thin_host" "$tree/benchmarks/thin/lib/libve
 host full "$tree/benchmarks/full/bin/full_host" "$tree/benchmarks/full/lib/libvelmoraLight.so"
 host daemon-thin "$tree/bin/velmoraserviced" "$tree/benchmarks/thin/lib/libvelmoraLight.so"
 host daemon-standin "$tree/bin/velmoraserviced" "$tree/lib/libvelmoraLight.so"
+mkdir "$work/daemon-standin/lib/velmora"
+strip -o "$work/daemon-standin/lib/velmora/velmoralight-reader" "$tree/lib/velmora/velmoralight-reader"
 
 # One on which nobody listens; each program takes it again. Below those that the kernel hands out.
 port=

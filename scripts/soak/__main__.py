@@ -15,7 +15,7 @@ from pictures import hostile_pictures
 from troubles import Troubles, settings
 
 GROWTH = 1.05
-# A reader that was just replaced is small, and one with a large picture is not.
+# Of what the readers have when none of them has a large picture: one that was just replaced is smaller yet.
 GROWTH_OF_READERS = 1.25
 
 
@@ -35,11 +35,11 @@ class Soak:
         honest = honest_kinds((root / "config" / "sample.png").read_bytes())
         self.honest = [self.client(self.steady, i, honest, 0.005) for i in range(4)]
         self.hostile = [self.client(self.steady, 4, hostile_kinds(hostile_pictures()), 1)]
-        self.others = [self.client(self.restarted, i, allowing_503(honest), 0.005) for i in (5, 6)]
+        self.others = [self.client(self.restarted, i, allowing_503(honest), 0.005, True) for i in (5, 6)]
         self.samples = []  # (seconds since the start, Sample)
 
-    def client(self, daemon, number, kinds, pause):
-        return Client(daemon, self.seed + number, kinds, pause, self.failures)
+    def client(self, daemon, number, kinds, pause, shares_places=False):
+        return Client(daemon, self.seed + number, kinds, pause, shares_places, self.failures)
 
     def clients(self):
         return self.honest + self.hostile + self.others
@@ -58,7 +58,8 @@ class Soak:
             time.sleep(0.5)
 
     def resident(self, what, begin, end):
-        return statistics.median(getattr(s, what) for passed, s in self.samples if begin <= passed <= end)
+        sizes = [getattr(s, what) for passed, s in self.samples if begin <= passed <= end]
+        return min(sizes) if what == "readers_resident" else statistics.median(sizes)
 
     def judge(self, idle):
         if self.steady.ended():
@@ -79,7 +80,7 @@ class Soak:
                 self.failures.add(f"{what}: {warm:.0f} KiB after the warm-up, {end:.0f} at the end")
 
     def table_of_requests(self):
-        print(f"\n{'requests':34}{'sent':>10}{'answered':>10}{'cut off by a kill':>19}")
+        print(f"\n{'requests':34}{'sent':>10}{'answered':>10}{'cut off':>19}")
         for what, clients in (
             ("to the one that stays, honest", self.honest),
             ("to the one that stays, hostile", self.hostile),

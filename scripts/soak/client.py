@@ -9,14 +9,15 @@ from daemon import PATIENCE
 
 
 class Client(threading.Thread):
-    """Sends requests until it is told to stop; `kinds` is what: method, target, body, statuses it may be answered with."""
+    """Sends requests until it is told to stop; `kinds` is what: method, target, body, statuses it may be answered with.
+    The daemon has enough places for all of its clients, unless they share them."""
 
     REQUESTS_A_CONNECTION = 20
 
-    def __init__(self, daemon, seed, kinds, pause, failures):
+    def __init__(self, daemon, seed, kinds, pause, shares_places, failures):
         super().__init__(daemon=True)
         self.target, self.random, self.failures = daemon, random.Random(seed), failures
-        self.kinds, self.pause = kinds, pause
+        self.kinds, self.pause, self.shares_places = kinds, pause, shares_places
         self.sent = self.answered = self.cut_off = 0
         self.statuses = {}
         self.enough = threading.Event()
@@ -30,14 +31,17 @@ class Client(threading.Thread):
     def use_a_connection(self, generation):
         connection = http.client.HTTPConnection("127.0.0.1", self.target.port, timeout=PATIENCE)
         with contextlib.closing(connection):
+            number = 0
             try:
                 connection.connect()
-                for _ in range(self.REQUESTS_A_CONNECTION):
+                for number in range(self.REQUESTS_A_CONNECTION):
                     goes_on = self.exchange(connection)
                     if self.enough.wait(self.pause) or not goes_on:
                         return
             except (OSError, http.client.HTTPException) as error:
-                if self.target.generation == generation:
+                # Who pauses for too long may have to give its place to somebody else.
+                lost_place = self.shares_places and number > 0
+                if self.target.generation == generation and not lost_place:
                     self.failures.add(f"{self.target.name}: no answer: {error!r}")
                 elif self.sent > self.answered + self.cut_off:
                     self.cut_off += 1

@@ -122,8 +122,9 @@ void Connection::givePlace() {
     }
 }
 
-bool Connection::leave() {
-    if (!hasPlace_ || peek() > 0) {
+bool Connection::leave(bool isIdle) {
+    const int seen = peek();
+    if (!hasPlace_ || seen > 0 || (seen < 0 && !isIdle)) {
         return false;
     }
     givePlace();
@@ -149,7 +150,7 @@ asio::awaitable<void> Connection::serve() {
         } else {
             next = Next::Leave;
         }
-        safeTime = std::chrono::milliseconds(0);
+        safeTime = context_.limits.idleGrace;
     }
 }
 
@@ -178,6 +179,14 @@ asio::awaitable<void> Connection::readMore(error_code& error) {
     buffer_.commit(count);
 }
 
+// Whoever has just been answered may be about to ask again; then the place is not to be had.
+asio::awaitable<bool> Connection::awaitPlace() {
+    asio::steady_timer grace(socket_.get_executor(), context_.limits.idleGrace);
+    error_code ignored;
+    co_await grace.async_wait(into(ignored));
+    co_return takePlace();
+}
+
 asio::awaitable<void> Connection::turnAway(Manner manner) {
     ++context_.counters.connectionsRefused;
     Response response = unavailable("all connections are taken", context_.limits.retryAfter);
@@ -196,8 +205,11 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
     auto routed = routeOf(request);
     Manner manner{request.version(), request.method() == http::verb::head, Next::Leave};
     if (!isForVisitors(routed) && !takePlace()) {
-        co_await turnAway(manner);
-        co_return Next::Leave;
+        const bool hasPlace = co_await awaitPlace();
+        if (!hasPlace) {
+            co_await turnAway(manner);
+            co_return Next::Leave;
+        }
     }
     if (hasPlace_ && request.keep_alive() && !leavesAfterAnswer(request)) {
         manner.next = Next::Stay;

@@ -50,7 +50,7 @@ private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
     enum class Phase { Reading, Working, Answering };
 
-    bool leave() override;
+    bool leave(bool isIdle) override;
     bool takePlace();
     void givePlace();
     [[nodiscard]] int peek();
@@ -59,6 +59,7 @@ private:
     asio::awaitable<bool> awaitFirstByte(std::chrono::milliseconds safeTime);
     asio::awaitable<void> readMore(error_code& error);
     asio::awaitable<Next> serveRequest();
+    asio::awaitable<bool> awaitPlace();
     asio::awaitable<bool> readHead(Parser& parser);
     asio::awaitable<Next> decline(Response response, Manner manner, bool wasRead);
     asio::awaitable<Next> serveRoute(Route wanted, Parser& parser, Manner manner);

@@ -98,6 +98,10 @@ struct Limits {
     // just let in keeps its place for as long before it counts as idle.
     std::chrono::milliseconds visitTime{2'000};
 
+    // Silence between two requests before a connection counts as idle, and how long a newcomer
+    // waits for one that is to give it its place. Above: the newcomer is refused.
+    std::chrono::milliseconds idleGrace{50};
+
     // Pause after a failed accept (no descriptor or no memory left), unless a connection ends
     // sooner.
     std::chrono::milliseconds acceptPause{200};

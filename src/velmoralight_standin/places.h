@@ -12,15 +12,16 @@ namespace standin {
 // Who may have to leave when somebody else needs the place.
 class Guest {
 public:
-    // Leaves at once, if nothing has come from the client. False when something has.
-    virtual bool leave() = 0;
+    // Leaves at once, when the client has hung up, or when it is silent and `isIdle`. False when
+    // the guest stays.
+    virtual bool leave(bool isIdle) = 0;
 
 protected:
     ~Guest() = default;
 };
 
 // As many as there may be connections, counted in the server's counters. When all are taken, a
-// newcomer gets the one of the guest that has been idle longest.
+// newcomer gets the one of the guest that has been idle longest, or whose client has hung up.
 class Places {
 public:
     using Clock = std::chrono::steady_clock;
@@ -55,7 +56,7 @@ private:
         const auto now = Clock::now();
         for (auto each = idle.begin(); each != idle.end();) {
             const Idler candidate = *each++;  // who leaves removes itself
-            if (candidate.since <= now && candidate.guest->leave()) {
+            if (candidate.guest->leave(candidate.since <= now)) {
                 return true;
             }
         }

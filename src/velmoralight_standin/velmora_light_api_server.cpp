@@ -41,10 +41,11 @@ std::string environment(const char* name, const char* fallback) {
     return value == nullptr || *value == '\0' ? fallback : value;
 }
 
-// The folder of the file that this library was loaded from.
+// The folder of the file that this library was loaded from: the one that has this function, which
+// unlike the public ones cannot be another's.
 std::filesystem::path ownFolder() {
     Dl_info info{};
-    if (::dladdr(reinterpret_cast<const void*>(&velmoraLightServer_create), &info) == 0) {
+    if (::dladdr(reinterpret_cast<const void*>(&ownFolder), &info) == 0) {
         throw std::runtime_error("the engine's own file is not known");
     }
     return std::filesystem::canonical(info.dli_fname).parent_path();

@@ -108,10 +108,6 @@ nlohmann::ordered_json jsonOf(const Symbol& symbol) {
     return json;
 }
 
-double milliseconds(std::chrono::steady_clock::duration time) {
-    return std::chrono::duration<double, std::milli>(time).count();
-}
-
 }  // namespace
 
 Recognition recognize(std::string_view query, Bytes file, const Limits& limits,
@@ -143,17 +139,6 @@ std::string answerText(const Recognition& recognition) {
     std::string text = jsonText(answer);
     text.pop_back();  // the line feed
     return text;
-}
-
-Response answerTo(const Recognition& recognition, std::chrono::steady_clock::duration waited,
-                  std::chrono::steady_clock::duration worked) {
-    Response response;
-    response.status = httpStatusOf(recognition.code);
-    response.body = answerText(recognition);
-    response.body.pop_back();
-    response.body += ",\"waitedMs\":" + nlohmann::json(milliseconds(waited)).dump() +
-                     ",\"workedMs\":" + nlohmann::json(milliseconds(worked)).dump() + "}\n";
-    return response;
 }
 
 }  // namespace standin

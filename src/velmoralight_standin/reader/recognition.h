@@ -1,7 +1,6 @@
 // One recognition from the bytes of a request to its answer. Knows no sockets and no processes.
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -11,7 +10,6 @@
 #include "velmoralight_standin/limits.h"
 #include "velmoralight_standin/reader/image.h"
 #include "velmoralight_standin/reader/symbol_reader.h"
-#include "velmoralight_standin/response.h"
 
 namespace standin {
 
@@ -33,10 +31,5 @@ using MemoryNotice = std::function<void(uint64_t bytes)>;
 
 // The answer to the client as a JSON object in one line, without its times, which the server adds.
 [[nodiscard]] std::string answerText(const Recognition& recognition);
-
-// The answer to the client, which also says how long its request waited and was worked on.
-[[nodiscard]] Response answerTo(const Recognition& recognition,
-                                std::chrono::steady_clock::duration waited,
-                                std::chrono::steady_clock::duration worked);
 
 }  // namespace standin
