@@ -7,7 +7,7 @@
 namespace {
 
 bool resize(std::vector<unsigned char>& v, size_t n) {
-    if (n > v.max_size()) {
+    if (n >= v.max_size()) {  // what a directory may give as its size
         return false;
     }
     try {
