@@ -59,6 +59,6 @@ for program in velmoraserviced velmoracheck; do
 done
 
 # In a group of short options none takes a value, and zsh would offer all of them there.
-if grep -E '^_arguments .*-s' "$prefix/share/zsh/site-functions/_velmoraserviced"; then
+if grep -E '^_arguments .*-s' "$prefix"/share/zsh/site-functions/_*; then
   fail 'zsh groups short options'
 fi
