@@ -20,5 +20,5 @@ named docs/containers.md 's/.*velmoraserviced:([0-9]+\.[0-9]+\.[0-9]+).*/\1/p'
 named docs/kubernetes.md 's/.*velmoraserviced:([0-9]+\.[0-9]+\.[0-9]+).*/\1/p'
 named docs/operating.md 's/.*velmoraserver_([0-9.]+)_.*/\1/p'
 # Until a release its changes stand under another heading.
-newest=$(sed -n '/^## /{s/^## \[\{0,1\}\([^] ]*\).*/\1/p;q}' CHANGELOG.md)
+newest=$(sed -n '/^## /{s/^## \[\{0,1\}\([^], ]*\).*/\1/p;q}' CHANGELOG.md)
 [[ $newest == "$version" || $newest == Unreleased ]] || fail "CHANGELOG.md begins with $newest"

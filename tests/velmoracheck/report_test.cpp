@@ -139,7 +139,7 @@ TEST_F(Report, TellsANewcomerBothPlacesAndWhatToWrite) {
     writeFile(directory.path("vlog.cfg"), log);
     const CheckOutcome outcome = check({"--quiet", "--ini", "velmora.ini", "--logcfg", "vlog.cfg"});
     EXPECT_EQ(outcome.output,
-              "velmora.ini:18: error: unknown key 'thread': did you mean 'threads'?\n"
+              "velmora.ini:25: error: unknown key 'thread': did you mean 'threads'?\n"
               "vlog.cfg:1: warning: no rule for VELMORASRV CRITICAL: why a start fails is logged "
               "nowhere; write 'VELMORASRV ; CRITICAL ; SIMPLE_TS ; [STDOUT] ; 0'\n"
               "vlog.cfg:15: error: unknown level 'CRITCAL': did you mean 'CRITICAL'?\n");
