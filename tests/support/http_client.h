@@ -102,7 +102,10 @@ public:
 private:
     void readMore() {
         char block[16384];
-        const ssize_t count = ::recv(descriptor, block, sizeof block, 0);
+        ssize_t count = 0;
+        do {
+            count = ::recv(descriptor, block, sizeof block, 0);
+        } while (count < 0 && errno == EINTR);  // a child of the process may have ended
         if (count <= 0) {
             throw std::runtime_error(count == 0 ? "the server hung up" : std::strerror(errno));
         }
