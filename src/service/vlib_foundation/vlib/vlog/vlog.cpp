@@ -212,13 +212,13 @@ void VLog::deliver(LogEntry&& entry) {
         std::fputs(entry.buffer.c_str(), stdout);
         std::fflush(stdout);
     }
-    const bool isQueued = messages.size() < maxQueued;
-    if (isQueued) {
+    const LogEntry* delivered = &entry;
+    if (messages.size() < maxQueued) {
         messages.push_back(std::move(entry));
+        delivered = &messages.back();
     }
-    const LogEntry& delivered = isQueued ? messages.back() : entry;
     for (ILogSink* sink : sinks) {
-        sink->consume(this, delivered);
+        sink->consume(this, *delivered);
     }
 }
 
