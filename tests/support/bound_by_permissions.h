@@ -6,7 +6,8 @@
 
 #include <stdexcept>
 
-// While it lives, the calling thread is bound by the permissions of files, also when root runs it.
+// While it lives, the calling thread is bound by the permissions and owners of files, also when
+// root runs it.
 class BoundByPermissions {
 public:
     BoundByPermissions() {
@@ -14,7 +15,8 @@ public:
             throw std::runtime_error("cannot read the capabilities of the test");
         }
         __user_cap_data_struct bound[_LINUX_CAPABILITY_U32S_3] = {before[0], before[1]};
-        bound[0].effective &= ~(1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH);
+        bound[0].effective &=
+            ~(1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH | 1U << CAP_FOWNER);
         if (::syscall(SYS_capset, &header, &bound[0]) != 0) {
             throw std::runtime_error("cannot give up capabilities for the test");
         }

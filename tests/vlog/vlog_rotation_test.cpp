@@ -247,6 +247,23 @@ TEST_F(VLogRotation, GivesTheBackupThePermissionsOfTheFile) {
     EXPECT_EQ(fs::status(backup).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
+TEST_F(VLogRotation, FillsABackupThatIsSomebodyElses) {
+    writeFile(file, "new content");
+    writeFile(backup, "an earlier and much longer backup");
+    fs::permissions(backup, fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::add);
+    constexpr uid_t somebodyElse = 1;
+    if (::chown(backup.c_str(), somebodyElse, static_cast<gid_t>(-1)) != 0) {
+        GTEST_SKIP() << "only root gives a file away";
+    }
+    {
+        const BoundByPermissions user;
+        log.rotateFile(file, 1);
+    }
+    EXPECT_EQ(readFile(file), "");
+    EXPECT_EQ(readFile(backup), "new content");
+}
+
 TEST_F(VLogRotation, EmptiesTheSameFileThatItCopies) {
     writeFile(file, "content");
     fs::create_hard_link(file, directory.path("link"));

@@ -229,6 +229,12 @@ TEST_F(HeldThread, IsLeftAloneByAStopNonBlockingWhileStopping) {
     EXPECT_EQ(thread.getState(), STOPPING);
 }
 
+TEST(VThreadName, EndsAtANulAndTheWarningGoesOn) {
+    VThread thread(nullptr, std::string("worker\0hidden", 13), 65536, VTHREAD_PRIO_AUTO, 0, false);
+    thread.setState(DONE);
+    EXPECT_EQ(printedByStart(thread), startWarning(4));
+}
+
 TEST(VThreadNeverStarted, IsUnchangedByAStop) {
     CountingRunnable runnable;
     PlainThread thread(&runnable);

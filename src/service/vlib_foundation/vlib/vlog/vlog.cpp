@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string_view>
 #include <system_error>
 #include <tuple>
@@ -211,13 +212,13 @@ void VLog::deliver(LogEntry&& entry) {
         std::fputs(entry.buffer.c_str(), stdout);
         std::fflush(stdout);
     }
-    const bool isQueued = messages.size() < maxQueued;
-    if (isQueued) {
+    const LogEntry* delivered = &entry;
+    if (messages.size() < maxQueued) {
         messages.push_back(std::move(entry));
+        delivered = &messages.back();
     }
-    const LogEntry& delivered = isQueued ? messages.back() : entry;
     for (ILogSink* sink : sinks) {
-        sink->consume(this, delivered);
+        sink->consume(this, *delivered);
     }
 }
 
@@ -302,9 +303,15 @@ void VLog::rotateFile(std::string filename, size_t maxFileSize) {
         return;
     }
     file.close();
-    // The result is not looked at: the limit holds, whatever becomes of the backup.
-    std::filesystem::copy_file(filename, filename + backupSuffix,
-                               std::filesystem::copy_options::overwrite_existing, error);
+    const std::string backup = filename + backupSuffix;
+    // Whatever becomes of the backup, the limit holds.
+    std::filesystem::copy_file(filename, backup, std::filesystem::copy_options::overwrite_existing,
+                               error);
+    if (error == std::errc::operation_not_permitted) {
+        // It may be written, but being somebody else's does not take the permissions of the file.
+        std::ofstream(backup, std::ios::binary)
+            << std::ifstream(filename, std::ios::binary).rdbuf();
+    }
     file.open(filename.c_str(), "wb");
     file.close();
 }

@@ -115,8 +115,9 @@ public:
     void dumpToFile() VOS_EXCLUDES(mutex, drainMutex);
 
     // When the file is larger than maxFileSize bytes, makes filename + ".bkp" a copy of it, with
-    // its permissions, and empties it. Empties it also when the copy cannot be made or not
-    // completely. Leaves alone what is no regular file, or cannot be opened for reading.
+    // its permissions where they may be set, and empties it. Empties it also when the copy cannot
+    // be made or not completely. Leaves alone what is no regular file, or cannot be opened for
+    // reading.
     void rotateFile(std::string filename, size_t maxFileSize);
 
 private:

@@ -59,9 +59,10 @@ VThread::~VThread() {
 void VThread::start() {
     const VMutexGuard guard(statusMutex);
     if (state != STOPPED || joining != NOTHING) {
+        const char* const text = name.c_str();  // a NUL ends the name, and not the line
         vdiagnostic::print(
             "WARN", sourceName, "start", notStoppedLine,
-            "thread [" + name +
+            std::string("thread [") + text +
                 "] - (state == STOPPED) && (state != DONE) - state: " + std::to_string(state));
         return;
     }
