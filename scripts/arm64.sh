@@ -39,9 +39,10 @@ targets=("${folders[@]/#/tests/}")
 build arm64 --target "${targets[@]/%//all}"
 
 # What the emulator does otherwise than a kernel: it is the program that runs (so its file is busy, and not the
-# tested one), has a descriptor of its own, uses this machine's numbers for system calls, and loses the other threads
-# of a process that forks. A small disk is another script's to mount.
+# tested one), has a descriptor and a thread of its own, uses this machine's numbers for system calls, and loses the
+# other threads of a process that forks. A small disk is another script's to mount.
 otherwise=(CanAppendTo.IsFalseForAProgramThatIsRunning IsWritableFile.ARunningProgramIsNotWhoeverAsks
+  DaemonFault.OfAThreadThatCannotBeStartedLosesNoLineOfAFailedStart
   DaemonFault.OfThreeClosedStandardStreamsLosesNoLineOfTheFile DaemonTest.LooksUpOnceASecondWhileItServes
   'VLogFullDisk.*' 'VLogProcess.*')
 filter=$(IFS=: && printf '%s' "-${otherwise[*]}")

@@ -94,6 +94,22 @@ TEST_F(DaemonFault, OfALogFileThatIsAFifoWithAReaderLosesNoLineOfAFailedStart) {
     EXPECT_EQ(fifo.take(written.size()), written);
 }
 
+// A thread's stack is larger than all that the daemon may have then, but for the stack that the
+// log's writer asks for.
+TEST_F(DaemonFault, OfAThreadThatCannotBeStartedLosesNoLineOfAFailedStart) {
+    if (failedAllocationIsFatal) {
+        GTEST_SKIP() << "sanitizers need more memory than the limit";
+    }
+    prefix = {"/bin/sh", "-c", "ulimit -s 2000000 && ulimit -v 500000 && exec \"$@\"", "sh"};
+    environment["ENGINE_DOUBLE_FAIL"] = "1";
+
+    const Outcome outcome = run(arguments);
+
+    EXPECT_EQ(outcome.ending, "exit 0");
+    EXPECT_EQ(outcome.output, lines);
+    EXPECT_EQ(log(), lines);
+}
+
 // ---- standard output -------------------------------------------------------------------------
 
 // Else the first file that is opened would take its place, and receive the console's lines.

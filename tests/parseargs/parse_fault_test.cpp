@@ -153,6 +153,13 @@ TEST_F(RequiredOption, IsNamedByItsOneLabel) {
     EXPECT_EQ(other.errorOption(), "--ini");
 }
 
+TEST_F(RequiredOption, IsNamedByTwoDashesAndALabelOfTwoCharacters) {
+    ArgvParser other;
+    other.defineOption("ab", "", ArgvParser::OptionRequired);
+    EXPECT_EQ(parseCommandLine(other, {}), ArgvParser::ParserRequiredOptionMissing);
+    EXPECT_EQ(other.errorOption(), "--ab");
+}
+
 TEST_F(RequiredOption, IsMissedAfterArgumentsToo) {
     EXPECT_EQ(parseCommandLine(parser, {"file"}), ArgvParser::ParserRequiredOptionMissing);
     EXPECT_EQ(parser.argument(0), "file");

@@ -460,6 +460,13 @@ TEST(UsageTextParts, LabelsAreInAscendingOrderEachWithItsMarker) {
               "--listen <value>, -p <value>, --port <value> [required]\n    Port\n\n");
 }
 
+TEST(UsageTextParts, LabelOfTwoCharactersHasTwoDashes) {
+    ArgvParser parser;
+    parser.defineOption("ab", "Both", ArgvParser::NoOptionAttribute);
+    EXPECT_EQ(parser.usageDescription(80),
+              "Available options\n-----------------\n--ab\n    Both\n\n");
+}
+
 TEST(UsageTextParts, OptionsAreInTheOrderOfTheirDeclaration) {
     ArgvParser parser;
     parser.defineOption("zeta", "Last letter", ArgvParser::OptionRequired);

@@ -9,14 +9,23 @@
 
 namespace qor {
 
+namespace {
+
+// Two periods of the logger's own thread.
+constexpr std::chrono::seconds patience(1);
+
+}  // namespace
+
 void bringLogToFiles() {
     try {
         std::thread([] {
-            std::this_thread::sleep_for(std::chrono::seconds(1));
+            std::this_thread::sleep_for(patience);
             std::_Exit(EXIT_SUCCESS);
         }).detach();
     } catch (const std::system_error&) {
-        return;  // without a thread that ends the wait there is none
+        // Nothing would end a wait for a file, so the logger's own thread gets the time.
+        std::this_thread::sleep_for(patience);
+        return;
     }
     VLog::getGlobalLog()->dumpToFile();
 }
