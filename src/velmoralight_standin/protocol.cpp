@@ -37,14 +37,15 @@ bool isHost(std::string_view text) {
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~%!$&'()*+,;=";
     const bool isAddress = text.starts_with('[');
     const std::size_t end = isAddress ? text.find(']') : std::min(text.find(':'), text.size());
-    if (end == text.npos) {
+    if (end == std::string_view::npos) {
         return false;
     }
     const std::string_view name = isAddress ? text.substr(1, end - 1) : text.substr(0, end);
     const std::string_view port = text.substr(isAddress ? end + 1 : end);
-    return !name.empty() && name.find_first_not_of(isAddress ? kInAddress : kInName) == name.npos &&
+    return !name.empty() &&
+           name.find_first_not_of(isAddress ? kInAddress : kInName) == std::string_view::npos &&
            (port.empty() ||
-            (port.front() == ':' && port.find_first_not_of(kDigits, 1) == port.npos));
+            (port.front() == ':' && port.find_first_not_of(kDigits, 1) == std::string_view::npos));
 }
 
 bool hasGoodHost(const http::request_header<>& header) {
@@ -113,7 +114,8 @@ Response answerToSlowness() {
 
 std::optional<Response> objectionToLines(std::string_view text) {
     const std::string_view header = text.substr(0, text.find("\r\n\r\n"));
-    if (header.find("\n ") == header.npos && header.find("\n\t") == header.npos) {
+    if (header.find("\n ") == std::string_view::npos &&
+        header.find("\n\t") == std::string_view::npos) {
         return std::nullopt;
     }
     return protocolError(400, "a line of the header is folded");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <utility>
 
 #include "velmora_light_api_server.h"
 #include "velmoralight_standin/asio.h"
@@ -17,9 +18,9 @@ namespace standin {
 // Belongs to the server's thread.
 struct ServerContext {
     ServerContext(asio::io_context& io, const VelmoraLightServerConfig& theConfig,
-                  const Surroundings& theSurroundings, const Limits& theLimits)
+                  Surroundings theSurroundings, const Limits& theLimits)
         : config(theConfig),
-          surroundings(theSurroundings),
+          surroundings(std::move(theSurroundings)),
           limits(theLimits),
           places(config.conns, counters),
           pool(io, config, limits, surroundings.reader, counters),

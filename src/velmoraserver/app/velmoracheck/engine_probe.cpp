@@ -136,6 +136,7 @@ private:
         std::ranges::transform(numbers, std::back_inserter(words),
                                [](int number) { return std::to_string(number); });
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words) {
             arguments.push_back(word.data());
         }

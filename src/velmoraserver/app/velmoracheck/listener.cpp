@@ -59,8 +59,9 @@ template <typename Visit>
 void forEachProcess(Visit visit) {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
-        if (const pid_t pid = std::atoi(entry.path().filename().c_str()); pid > 0) {
-            visit(pid);
+        const auto pid = std::strtol(entry.path().filename().c_str(), nullptr, 10);
+        if (pid > 0) {
+            visit(static_cast<pid_t>(pid));
         }
     }
 }
@@ -124,14 +125,12 @@ Sockets listenersOn(const sockaddr_storage& endpoint) {
 
 bool hasSocket(pid_t pid, const Sockets& sockets) {
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(directoryOf(pid) + "fd", error)) {
-        const std::string target = targetOf(entry.path());  // "socket:[1234]"
-        if (target.starts_with("socket:[") &&
-            sockets.contains(target.substr(8, target.size() - 9))) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(
+        fs::directory_iterator(directoryOf(pid) + "fd", error), [&](const auto& entry) {
+            const std::string target = targetOf(entry.path());  // "socket:[1234]"
+            return target.starts_with("socket:[") &&
+                   sockets.contains(target.substr(8, target.size() - 9));
+        });
 }
 
 std::optional<ProcessInfo> processOn(const sockaddr_storage& endpoint) {

@@ -88,7 +88,8 @@ std::optional<sockaddr_storage> endpointOf(const std::string& address, int port)
         if (scope != std::string::npos && IN6_IS_ADDR_LINKLOCAL(&v6.sin6_addr)) {
             const char* name = address.c_str() + scope + 1;
             const unsigned index = ::if_nametoindex(name);
-            v6.sin6_scope_id = index != 0 ? index : static_cast<unsigned>(std::atoi(name));
+            v6.sin6_scope_id =
+                index != 0 ? index : static_cast<unsigned>(std::strtoul(name, nullptr, 10));
         }
     } else {
         return std::nullopt;
