@@ -50,6 +50,12 @@ struct ReaderPool::Reader {
     // Is ready, or will be as far as is known.
     [[nodiscard]] bool isAlive() const { return ready || failures <= kPatience; }
     [[nodiscard]] bool isFree() const { return isAlive() && job == nullptr; }
+    // Once for a picture that it has all of: a reader that holds memory and asks for more could
+    // wait for another one that does the same, and each time that it asked its time would begin
+    // anew.
+    [[nodiscard]] bool mayAskForMemory() const {
+        return job != nullptr && job->handedOver && !hasAsked;
+    }
 
     // Why the socket fails. It is reset when something is left in it that the reader has not taken:
     // a picture that it has not seen all of is innocent.
@@ -66,6 +72,7 @@ struct ReaderPool::Reader {
     Deadline deadline;
     asio::steady_timer timer;  // of its pause, and of its wait for memory
     Claim memory;              // lent for the job
+    bool hasAsked = false;     // for memory for the job
     std::optional<ReaderProcess> process;
     std::shared_ptr<PictureJob> job;
     bool ready = false;  // has said so, and was not found dead since
@@ -231,7 +238,8 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
         reader.failures = 0;
         dispatch();
         end = nullptr;
-    } else if (answer.word == ReaderWord::NeedsMemory && reader.job != nullptr) {
+    } else if (answer.word == ReaderWord::NeedsMemory && reader.mayAskForMemory()) {
+        reader.hasAsked = true;
         end = co_await lendMemory(reader, answer.size);
     } else if (answer.word == ReaderWord::Result && reader.job != nullptr) {
         end = co_await takeResult(reader, answer);
@@ -296,6 +304,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
 void ReaderPool::finish(Reader& reader, State how, std::string text) {
     reader.deadline.lift();
     reader.memory.release();
+    reader.hasAsked = false;
     wakeNextTurn();
     if (reader.job != nullptr) {
         reader.job->worked = Clock::now() - reader.job->since;

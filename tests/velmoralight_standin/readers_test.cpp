@@ -111,6 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "reading the picture took too long"},
         BadReader{"WantsTooMuch", "memory 100000 0", "memory",
                   "reading the picture would take too much memory"},
+        BadReader{"AsksForMemoryTwice", "twice 10", "protocol", "the reader gave no proper answer"},
         BadReader{"SaysNoWord", "garbage", "protocol", "the reader gave no proper answer"},
         BadReader{"IsReadyTwice", "ready", "protocol", "the reader gave no proper answer"},
         BadReader{"HasTooLongAResult", "long", "protocol", "the reader gave no proper answer"},
