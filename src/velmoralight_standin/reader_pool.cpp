@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <optional>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
@@ -182,12 +182,13 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
 void ReaderPool::open(Reader& reader) {
     reader.process.emplace(program_, reader.socket);
     ++reader.failures;
+    reader.deadline.within(limits_.readerStart);
 }
 
 void ReaderPool::reopen(Reader& reader) noexcept {
     try {
         open(reader);
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         closeQuietly(reader.socket);
         ++reader.failures;
     }
@@ -236,6 +237,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
     if (answer.word == ReaderWord::Ready && !reader.ready) {
         reader.ready = true;
         reader.failures = 0;
+        reader.deadline.lift();
         dispatch();
         end = nullptr;
     } else if (answer.word == ReaderWord::NeedsMemory && reader.mayAskForMemory()) {

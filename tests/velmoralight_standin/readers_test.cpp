@@ -263,6 +263,18 @@ TEST(Reader, ThatCannotStartIsTriedAgainNowAndThen) {
     EXPECT_LE(server.counters()["readersReplaced"]["died"], 12);
 }
 
+TEST(Reader, ThatIsNeverReadyIsReplaced) {
+    Limits limits;
+    limits.readerStart = 200ms;
+    limits.readerPause = 10ms;
+    // It reads what is not sent before it says a word.
+    const LimitedServer server(withReaders(1), limits, "/bin/cat");
+    EXPECT_TRUE(
+        waitUntil([&] { return httpExchange(server.port, "GET", "/healthz").status == 503; }));
+    EXPECT_GE(server.counters()["readersReplaced"]["timeout"], 3);
+    EXPECT_EQ(server.recognize("good").status, 503);
+}
+
 TEST(Reader, CountsAsAliveWhileItWorks) {
     const ScriptedServer server(1);
     HttpClient client(server.port);
