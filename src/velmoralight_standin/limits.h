@@ -47,6 +47,9 @@ struct Limits {
     // A reader's result, bytes. Above: the reader is ended and replaced, 422, return code 999.
     std::size_t maxAnswerBytes = std::size_t{1024} * 1024;
 
+    // From the start of a reader to its word that it is ready. Above: it is ended and replaced.
+    std::chrono::milliseconds readerStart{30'000};
+
     // Pause before a reader is started again that ended before it was ready, times the number of
     // such ends in a row up to 50. Others are replaced at once.
     std::chrono::milliseconds readerPause{100};

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <optional>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
@@ -50,6 +50,12 @@ struct ReaderPool::Reader {
     // Is ready, or will be as far as is known.
     [[nodiscard]] bool isAlive() const { return ready || failures <= kPatience; }
     [[nodiscard]] bool isFree() const { return isAlive() && job == nullptr; }
+    // Once for a picture that it has all of: a reader that holds memory and asks for more could
+    // wait for another one that does the same, and each time that it asked its time would begin
+    // anew.
+    [[nodiscard]] bool mayAskForMemory() const {
+        return job != nullptr && job->handedOver && !hasAsked;
+    }
 
     // Why the socket fails. It is reset when something is left in it that the reader has not taken:
     // a picture that it has not seen all of is innocent.
@@ -66,6 +72,7 @@ struct ReaderPool::Reader {
     Deadline deadline;
     asio::steady_timer timer;  // of its pause, and of its wait for memory
     Claim memory;              // lent for the job
+    bool hasAsked = false;     // for memory for the job
     std::optional<ReaderProcess> process;
     std::shared_ptr<PictureJob> job;
     bool ready = false;  // has said so, and was not found dead since
@@ -175,12 +182,13 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
 void ReaderPool::open(Reader& reader) {
     reader.process.emplace(program_, reader.socket);
     ++reader.failures;
+    reader.deadline.within(limits_.readerStart);
 }
 
 void ReaderPool::reopen(Reader& reader) noexcept {
     try {
         open(reader);
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         closeQuietly(reader.socket);
         ++reader.failures;
     }
@@ -229,9 +237,11 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
     if (answer.word == ReaderWord::Ready && !reader.ready) {
         reader.ready = true;
         reader.failures = 0;
+        reader.deadline.lift();
         dispatch();
         end = nullptr;
-    } else if (answer.word == ReaderWord::NeedsMemory && reader.job != nullptr) {
+    } else if (answer.word == ReaderWord::NeedsMemory && reader.mayAskForMemory()) {
+        reader.hasAsked = true;
         end = co_await lendMemory(reader, answer.size);
     } else if (answer.word == ReaderWord::Result && reader.job != nullptr) {
         end = co_await takeResult(reader, answer);
@@ -296,6 +306,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
 void ReaderPool::finish(Reader& reader, State how, std::string text) {
     reader.deadline.lift();
     reader.memory.release();
+    reader.hasAsked = false;
     wakeNextTurn();
     if (reader.job != nullptr) {
         reader.job->worked = Clock::now() - reader.job->since;

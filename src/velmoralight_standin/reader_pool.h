@@ -28,7 +28,7 @@ public:
     ReaderPool& operator=(const ReaderPool&) = delete;
     ~ReaderPool();
 
-    // Starts the readers, which become ready later. Throws std::system_error when one cannot be
+    // Starts the readers, which become ready later. Throws std::exception when one cannot be
     // started. A pool that was never started refuses every job.
     void start();
 

@@ -210,6 +210,52 @@ TEST(MaxBodiesBytes, CountsBodiesInChunksAsTheyGrow) {
               415);
 }
 
+// A picture of 600,000 bytes that tells the scripted reader what to do.
+std::string largeBody(const std::string& command) {
+    return command + std::string(600'000 - command.size(), ' ');
+}
+
+TEST(MaxBodiesBytes, AreGivenBackHoweverARequestEnds) {
+    Limits limits;
+    limits.maxBodiesBytes = 1'000'000;
+    limits.bodyTimeout = 300ms;
+    limits.pictureTime = 300ms;
+    VelmoraLightServerConfig config = sensibleConfig();
+    config.threads = 1;
+    config.threadQueueSize = 0;
+    const LimitedServer server(config, limits, VELMORA_SCRIPTED_READER);
+    const auto expectRoom = [&](const char* after) {
+        EXPECT_TRUE(waitUntil([&] { return server.recognize(largeBody("good")).status == 200; }))
+            << after;
+    };
+    const std::string head = "POST /v1/recognize HTTP/1.1\r\nHost: x\r\n";
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(server.recognize(largeBody("die")).status, 422);
+        expectRoom("a reader that died");
+        EXPECT_EQ(server.recognize(largeBody("hang")).status, 422);
+        expectRoom("a picture that took too long");
+        HttpClient(server.port).send(head + "Content-Length: 600000\r\n\r\nhalf");
+        expectRoom("a client that left");
+        HttpClient(server.port).send(httpRequest("POST", "/v1/recognize", largeBody("sleep 100")));
+        expectRoom("a client that left during the work");
+        HttpClient slow(server.port);
+        slow.send(head + "Content-Length: 600000\r\n\r\nhalf");
+        EXPECT_EQ(slow.receive().status, 408);
+        expectRoom("a body that took too long");
+        HttpClient bad(server.port);
+        bad.send(head + "Transfer-Encoding: chunked\r\n\r\n7A120\r\n" + std::string(500'000, 'x') +
+                 "no end of a chunk");
+        EXPECT_EQ(bad.receive().status, 400);
+        expectRoom("a malformed body");
+        HttpClient busy(server.port);
+        busy.send(httpRequest("POST", "/v1/recognize", "sleep 200"));
+        EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+        EXPECT_EQ(server.recognize(largeBody("good")).status, 503);
+        EXPECT_EQ(busy.receive().status, 200);
+        expectRoom("a full queue");
+    }
+}
+
 TEST(Accept, RestsWhileThereAreNoDescriptors) {
     const LimitedServer server{Limits()};
     HttpClient client(server.port);

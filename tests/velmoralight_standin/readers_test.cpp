@@ -18,6 +18,7 @@
 #include "child_processes.h"
 #include "limited_server.h"
 #include "support/row_name.h"
+#include "test_images.h"
 
 namespace {
 
@@ -111,6 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "reading the picture took too long"},
         BadReader{"WantsTooMuch", "memory 100000 0", "memory",
                   "reading the picture would take too much memory"},
+        BadReader{"AsksForMemoryTwice", "twice 10", "protocol", "the reader gave no proper answer"},
         BadReader{"SaysNoWord", "garbage", "protocol", "the reader gave no proper answer"},
         BadReader{"IsReadyTwice", "ready", "protocol", "the reader gave no proper answer"},
         BadReader{"HasTooLongAResult", "long", "protocol", "the reader gave no proper answer"},
@@ -136,6 +138,51 @@ TEST(Reader, IsReplacedWhenItDiesIdle) {
     EXPECT_EQ(server.recognize("good").status, 200);
     EXPECT_NE(readersOnceThereAre(1).at(0), before);
     EXPECT_EQ(server.replaced("died"), 1);
+}
+
+TEST(Reader, IsCountedByWhatWasWrongWithIt) {
+    Limits limits;
+    limits.pictureTime = 300ms;
+    const ScriptedServer server(1, limits);
+    EXPECT_EQ(server.recognize("sleep 30").status, 200);
+    for (const char* const picture : {"die", "die", "hang", "memory 100000 0", "garbage"}) {
+        EXPECT_EQ(server.recognize(picture).status, 422);
+    }
+    const json counters = server.counters();
+    EXPECT_EQ(counters["readersReplaced"],
+              json({{"died", 2}, {"timeout", 1}, {"memory", 1}, {"protocol", 1}}));
+    EXPECT_EQ(counters["readersAlive"], 1);
+    EXPECT_EQ(counters["workersBusy"], 0);
+    EXPECT_EQ(counters["worked"]["+Inf"], 6);
+    EXPECT_LE(counters["worked"]["0.025"], 4);
+    EXPECT_LE(counters["worked"]["0.25"], 5);
+    EXPECT_GE(counters["workedSeconds"].get<double>(), 0.33);
+    const std::string metrics = httpExchange(server.port, "GET", "/metrics").body;
+    EXPECT_THAT(metrics,
+                testing::AllOf(testing::HasSubstr("readers_replaced_total{reason=\"died\"} 2\n"),
+                               testing::HasSubstr("readers_replaced_total{reason=\"timeout\"} 1\n"),
+                               testing::HasSubstr("readers_alive 1\n"),
+                               testing::HasSubstr("worked_seconds_bucket{le=\"+Inf\"} 6\n"),
+                               testing::HasSubstr("worked_seconds_count 6\n")));
+}
+
+TEST(Reader, IsEndedWhileTheOthersServeWhenAPictureTakesTooLong) {
+    Limits limits;
+    limits.pictureTime = 3s;
+    const LimitedServer server(withReaders(2), limits, VELMORA_READER_FILE);
+    const std::string good = qrPng("beside it");
+    HttpClient client(server.port);
+    client.send(httpRequest("POST", "/v1/recognize", finderPatterns(700)));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(server.recognize(good).status, 200);
+    }
+    EXPECT_EQ(server.counters()["workersBusy"], 1);
+    EXPECT_EQ(httpExchange(server.port, "GET", "/healthz").status, 200);
+    expectFailure(client.receive(), "reading the picture took too long");
+    EXPECT_EQ(server.counters()["readersReplaced"]["timeout"], 1);
+    EXPECT_EQ(server.counters()["workersBusy"], 0);
+    EXPECT_EQ(server.recognize(good).status, 200);
 }
 
 TEST(Reader, IsFreedByTheTimeLimitWhenTheClientHasLeft) {
@@ -262,6 +309,18 @@ TEST(Reader, ThatCannotStartIsTriedAgainNowAndThen) {
     EXPECT_LE(server.counters()["readersReplaced"]["died"], 12);
 }
 
+TEST(Reader, ThatIsNeverReadyIsReplaced) {
+    Limits limits;
+    limits.readerStart = 200ms;
+    limits.readerPause = 10ms;
+    // It reads what is not sent before it says a word.
+    const LimitedServer server(withReaders(1), limits, "/bin/cat");
+    EXPECT_TRUE(
+        waitUntil([&] { return httpExchange(server.port, "GET", "/healthz").status == 503; }));
+    EXPECT_GE(server.counters()["readersReplaced"]["timeout"], 3);
+    EXPECT_EQ(server.recognize("good").status, 503);
+}
+
 TEST(Reader, CountsAsAliveWhileItWorks) {
     const ScriptedServer server(1);
     HttpClient client(server.port);
@@ -327,6 +386,25 @@ TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
     const ScriptedServer server(1, limits);
     for (int i = 0; i < 3; ++i) {
         expectFailure(server.recognize("memory 300 9999"), "reading the picture took too long");
+    }
+    EXPECT_EQ(server.recognize("memory 400 0").status, 200);
+}
+
+TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {
+    const ScriptedServer server(2);
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 2; ++i) {
+        clients.emplace_back([&] {
+            expectFailure(server.recognize("memory 400 9999"), "the reader died of the picture");
+        });
+    }
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 2; }));
+    std::this_thread::sleep_for(100ms);  // in which both have asked, and one waits
+    for (const pid_t reader : readersOnceThereAre(2)) {
+        ::kill(reader, SIGKILL);
+    }
+    for (std::thread& client : clients) {
+        client.join();
     }
     EXPECT_EQ(server.recognize("memory 400 0").status, 200);
 }

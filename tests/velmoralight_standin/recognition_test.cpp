@@ -43,6 +43,17 @@ protected:
         EXPECT_FALSE(answer["message"].get<std::string>().empty());
     }
 
+    // How many pictures a reader did not survive.
+    [[nodiscard]] int64_t replacedReaders() const {
+        const HttpReply reply = httpExchange(engine.port(), "GET", "/v1/status");
+        int64_t all = 0;
+        for (const auto& [reason, count] :
+             json::parse(reply.body)["counters"]["readersReplaced"].items()) {
+            all += count.get<int64_t>();
+        }
+        return all;
+    }
+
     void expectBadImage(const std::string& image) {
         expectRefusal(image, 422, 2, "VELMORA_LIGHT_ERROR_INVALID_IMAGE");
     }
@@ -53,6 +64,12 @@ protected:
 
     Engine engine;
 };
+
+constexpr const char* kEan = "EAN-13 4006381333931";
+
+GreyImage ean() {
+    return decode(zintPng(13, "400638133393", 1));
+}
 
 // Two QR codes side by side, the second one from x = 400 on.
 std::string twoCodes() {
@@ -190,6 +207,39 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Recognize, FindsSeveralSymbolsInOneImage) {
     EXPECT_THAT(symbolsIn(twoCodes()),
                 testing::UnorderedElementsAre("QRCode left", "QRCode right"));
+}
+
+TEST_F(Recognize, ReadsABarCodeInAPictureOfMoreThan500PixelsASide) {
+    const GreyImage photograph = rotated(enlarged(ean(), 3), 5);
+    EXPECT_THAT(symbolsIn(encodeJpeg(placed(plain(2000, 1500, 230), photograph, 300, 300))),
+                testing::ElementsAre(kEan));
+    EXPECT_EQ(replacedReaders(), 0);
+}
+
+TEST_F(Recognize, ReadsTwoEqualBarCodes) {
+    const GreyImage image = placed(placed(plain(660, 180), ean(), 20, 30), ean(), 380, 30);
+    EXPECT_THAT(symbolsIn(encodePng(image)), testing::ElementsAre(kEan, kEan));
+    EXPECT_EQ(replacedReaders(), 0);
+}
+
+TEST_F(Recognize, DoesNotUnpackChunksThatNoPixelComesFrom) {
+    const std::string text =
+        pngChunk("zTXt", "key" + std::string(2, '\0') + packedZeros(16 * 1024 * 1024));
+    std::string chunks;
+    for (int i = 0; i < 900; ++i) {
+        chunks += text;
+    }
+    const json answer = answerTo(withPngChunks(qrPng("beside them"), chunks), 200);
+    EXPECT_EQ(answer["symbols"][0]["text"], "beside them");
+    EXPECT_LT(answer["workedMs"].get<double>(), 3000);
+}
+
+TEST_F(Recognize, RefusesAJpegOfHundredsOfScans) {
+    const GreyImage image = plain(2000, 2000);
+    const json answer = answerTo(withFirstScanRepeated(encodeProgressiveJpeg(image), 499), 422);
+    EXPECT_EQ(answer["code"], 2);
+    EXPECT_EQ(answer["message"], "not a valid JPEG image: it has more than 64 scans");
+    EXPECT_EQ(replacedReaders(), 0);
 }
 
 TEST_F(Recognize, RefusesAnEmptyBody) {

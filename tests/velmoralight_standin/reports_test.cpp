@@ -92,6 +92,31 @@ TEST(Status, CountsWhatHappened) {
     EXPECT_GT(counters["workedSeconds"].get<double>(), 0.0);
 }
 
+TEST(Status, TellsOfTheReaders) {
+    const Engine engine;
+    const json counters = statusOf(engine)["counters"];
+    EXPECT_EQ(counters["readersAlive"], 2);
+    EXPECT_EQ(counters["workersBusy"], 0);
+    EXPECT_EQ(counters["readersReplaced"],
+              json({{"died", 0}, {"timeout", 0}, {"memory", 0}, {"protocol", 0}}));
+    EXPECT_EQ(counters["requestsWaiting"], 0);
+}
+
+TEST(Status, CountsEachRecognitionByItsTimes) {
+    const Engine engine;
+    EXPECT_EQ(engine.recognize(qrPng("counted")).status, 200);
+    EXPECT_EQ(engine.recognize("no image").status, 415);
+    const json counters = statusOf(engine)["counters"];
+    for (const char* const name : {"waited", "worked"}) {
+        const json& histogram = counters[name];
+        EXPECT_EQ(histogram.size(), 13U);
+        EXPECT_EQ(histogram["5.0"], 2) << name;
+        EXPECT_EQ(histogram["+Inf"], 2) << name;
+        EXPECT_LE(histogram["0.001"], histogram["0.0025"]) << name;
+    }
+    EXPECT_LT(counters["workedSeconds"].get<double>(), 2 * 5.0);
+}
+
 TEST(Health, IsWellWhileTheServerRuns) {
     const Engine engine;
     const HttpReply reply = httpExchange(engine.port(), "GET", "/healthz");
@@ -137,4 +162,21 @@ TEST(Metrics, CountAnswersAndRecognitions) {
                         "\nvelmora_light_recognitions_total{code=\"VELMORA_LIGHT_SUCCESS\"} 1\n"),
                     testing::HasSubstr("\nvelmora_light_symbols_total 1\n"),
                     testing::HasSubstr("\nvelmora_light_connections 1\n")));
+}
+
+TEST(Metrics, TellOfReadersAndTimes) {
+    const Engine engine;
+    static_cast<void>(engine.recognize(qrPng("metrics")));
+    const std::string metrics = metricsOf(engine);
+    for (const std::string line :
+         {"workers 2", "workers_busy 0", "readers_alive 2", "requests_waiting 0",
+          "readers_replaced_total{reason=\"died\"} 0",
+          "readers_replaced_total{reason=\"memory\"} 0",
+          "readers_replaced_total{reason=\"protocol\"} 0",
+          "readers_replaced_total{reason=\"timeout\"} 0", "waited_seconds_bucket{le=\"5.0\"} 1",
+          "waited_seconds_bucket{le=\"+Inf\"} 1", "waited_seconds_count 1",
+          "worked_seconds_bucket{le=\"5.0\"} 1", "worked_seconds_bucket{le=\"+Inf\"} 1",
+          "worked_seconds_count 1"}) {
+        EXPECT_THAT(metrics, testing::HasSubstr("\nvelmora_light_" + line + "\n"));
+    }
 }

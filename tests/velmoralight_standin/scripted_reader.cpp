@@ -5,6 +5,7 @@
 //   hang            never answers
 //   sleep MS        answers after so many milliseconds
 //   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some
+//   twice MIB       asks for memory, and for some more once it has it
 //   garbage         says what is no word of the protocol
 //   ready           says a second time that it is ready
 //   long            announces more than a result may have
@@ -72,6 +73,12 @@ void obey(const std::string& picture) {
         say({ReaderWord::NeedsMemory, 0, 0, first});
         receive(1);
         sleepFor(second);
+        answer(well);
+    } else if (command == "twice") {
+        say({ReaderWord::NeedsMemory, 0, 0, first});
+        receive(1);
+        say({ReaderWord::NeedsMemory, 0, 0, 2 * first});
+        receive(1);
         answer(well);
     } else if (command == "garbage") {
         say({static_cast<ReaderWord>(77), 0, 0, 0});

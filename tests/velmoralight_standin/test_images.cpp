@@ -402,6 +402,16 @@ std::string packedZeros(size_t count) {
     return packed;
 }
 
+std::string withFirstScanRepeated(const std::string& jpeg, int times) {
+    const size_t scan = jpeg.find("\xff\xda");
+    const size_t next = jpeg.find("\xff\xc4", scan);
+    std::string file = jpeg.substr(0, scan);
+    for (int i = 0; i < times; ++i) {
+        file += jpeg.substr(scan, next - scan);
+    }
+    return file + jpeg.substr(next);
+}
+
 std::string finderPatterns(int side) {
     GreyImage mark = plain(9, 9);
     for (const auto& [from, to, grey] : {std::tuple{0, 7, 0}, {1, 6, 255}, {2, 5, 0}}) {

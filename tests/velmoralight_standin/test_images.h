@@ -64,6 +64,9 @@ std::string exifBlock(int orientation);
 // A lossless WebP file in the extended form, with the block after its picture.
 std::string withWebpExif(const std::string& webp, const std::string& block);
 
+// A progressive JPEG file that has its first scan so many times.
+std::string withFirstScanRepeated(const std::string& jpeg, int times);
+
 // A PNG header that promises width x height pixels, and no more than that.
 std::string pngHeader(uint32_t width, uint32_t height);
 
