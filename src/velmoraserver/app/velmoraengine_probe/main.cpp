@@ -26,6 +26,10 @@ void say(int descriptor, const std::string& text) {
     }
 }
 
+int numberOf(const char* text) {
+    return static_cast<int>(std::strtol(text, nullptr, 10));
+}
+
 std::string engineFile() {
     Dl_info info{};
     const void* function = ::dlsym(RTLD_DEFAULT, "velmoraLight_getVersion");
@@ -45,11 +49,11 @@ void describe(int descriptor) {
 }
 
 void serve(int descriptor, char** numbers) {
-    VelmoraLightServerConfig config{.port = std::atoi(numbers[0]),
-                                    .conns = std::atoi(numbers[1]),
-                                    .threads = std::atoi(numbers[2]),
-                                    .threadQueueSize = std::atoi(numbers[3]),
-                                    .queueTimeout = std::atoi(numbers[4])};
+    VelmoraLightServerConfig config{.port = numberOf(numbers[0]),
+                                    .conns = numberOf(numbers[1]),
+                                    .threads = numberOf(numbers[2]),
+                                    .threadQueueSize = numberOf(numbers[3]),
+                                    .queueTimeout = numberOf(numbers[4])};
     VelmoraLightServer* server = velmoraLightServer_create(&config);
     say(descriptor, server != nullptr ? "created" : "null");
     while (server != nullptr) {
@@ -63,7 +67,7 @@ int main(int argc, char** argv) {
     if (argc != 2 && argc != 7) {
         return 2;
     }
-    const int descriptor = std::atoi(argv[1]);
+    const int descriptor = numberOf(argv[1]);
     describe(descriptor);
     if (argc == 7) {
         serve(descriptor, argv + 2);
