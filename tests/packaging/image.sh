@@ -24,8 +24,11 @@ mapfile -t environment < <(said 'image["Env"]')
 mapfile -t command < <(said 'image["Entrypoint"] + image["Cmd"]')
 [[ $(said 'image["Healthcheck"]["Test"][0]') == CMD ]] || fail 'it has no health check'
 mapfile -t health_check < <(said 'image["Healthcheck"]["Test"][1:]')
+[[ ${health_check[-1]} == 51000 ]] || fail "its health check asks port ${health_check[-1]}"
 
+# Here another port, since the network is this machine's; who mounts a file with one names it to the check, too.
 port=$(free_port)
+health_check[-1]=$port
 mkdir "$scratch/configuration"
 printf '[default]\nport = %s\nconnections = 8\n' "$port" >"$scratch/configuration/velmora.ini"
 cp "$rootfs/etc/velmoraserver/vlog.cfg" "$scratch/configuration/"
