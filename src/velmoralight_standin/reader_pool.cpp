@@ -58,12 +58,13 @@ struct ReaderPool::Reader {
     }
 
     // Why the socket fails. It is reset when something is left in it that the reader has not taken:
-    // a picture that it has not seen all of is innocent.
+    // a picture that it has not seen all of is innocent, unless only the word to go on was left.
     [[nodiscard]] const End* ending(const error_code& error) const {
         if (deadline.expired()) {
             return &End::kTimeout;
         }
-        return error == asio::error::connection_reset ? &End::kDiedBefore : &End::kDied;
+        return error == asio::error::connection_reset && !hasAsked ? &End::kDiedBefore
+                                                                   : &End::kDied;
     }
 
     static constexpr int kPatience = 3;

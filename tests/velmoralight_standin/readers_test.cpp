@@ -398,9 +398,12 @@ TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {
             expectFailure(server.recognize("memory 400 9999"), "the reader died of the picture");
         });
     }
-    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 2; }));
-    std::this_thread::sleep_for(100ms);  // in which both have asked, and one waits
-    for (const pid_t reader : readersOnceThereAre(2)) {
+    const std::vector<pid_t> readers = readersOnceThereAre(2);
+    for (const pid_t reader : readers) {
+        EXPECT_TRUE(waitUntil(
+            [&] { return contentOf("/proc/" + std::to_string(reader) + "/comm") == "asked\n"; }));
+    }
+    for (const pid_t reader : readers) {
         ::kill(reader, SIGKILL);
     }
     for (std::thread& client : clients) {

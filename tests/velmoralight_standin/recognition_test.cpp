@@ -45,10 +45,9 @@ protected:
 
     // How many pictures a reader did not survive.
     [[nodiscard]] int64_t replacedReaders() const {
-        const HttpReply reply = httpExchange(engine.port(), "GET", "/v1/status");
+        const json status = json::parse(httpExchange(engine.port(), "GET", "/v1/status").body);
         int64_t all = 0;
-        for (const auto& [reason, count] :
-             json::parse(reply.body)["counters"]["readersReplaced"].items()) {
+        for (const auto& [reason, count] : status["counters"]["readersReplaced"].items()) {
             all += count.get<int64_t>();
         }
         return all;

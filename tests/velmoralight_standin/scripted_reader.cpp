@@ -4,7 +4,8 @@
 //   die             ends
 //   hang            never answers
 //   sleep MS        answers after so many milliseconds
-//   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some
+//   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some; is
+//                   called "asked" from then on
 //   twice MIB       asks for memory, and for some more once it has it
 //   garbage         says what is no word of the protocol
 //   ready           says a second time that it is ready
@@ -14,6 +15,7 @@
 //
 // A picture of more than 4 MB is answered before it was taken.
 
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -71,6 +73,7 @@ void obey(const std::string& picture) {
         answer(well);
     } else if (command == "memory") {
         say({ReaderWord::NeedsMemory, 0, 0, first});
+        ::prctl(PR_SET_NAME, "asked");
         receive(1);
         sleepFor(second);
         answer(well);

@@ -43,13 +43,17 @@ protected:
         log.write("A", 1, INFO, "call.cpp", 12, "%s", text.c_str());
         log.dumpToFile();
     }
-    // Lets the writer run and a sink be called once. The undefined-behaviour sanitizer looks at an
-    // object of a type that it has not met through a pipe, which takes descriptors.
+    // Lets the writer run, a sink be called and a backup fail once. The undefined-behaviour
+    // sanitizer looks at an object of a type that it has not met through a pipe, which takes
+    // descriptors.
     void meetEveryType() {
         const CapturingSink sink(log);
         log.addTopic("WARMUP", INFO, VLogConfig::SIMPLE, {other}, {0});
         log.write("WARMUP", 1, INFO, "call.cpp", 12, "hello");
         ASSERT_TRUE(waitUntil([this] { return !readFile(other).empty(); }));
+        fs::create_directory(other + ".bkp");
+        log.rotateFile(other, 1);
+        ASSERT_EQ(readFile(other), "");
     }
 
     TemporaryDirectory directory;
