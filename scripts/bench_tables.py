@@ -230,14 +230,14 @@ def start(results):
 
 
 def standin(results):
-    loops, loads, kept = collections.defaultdict(list), collections.defaultdict(list), None
+    by_name = collections.defaultdict(list)
     for line in lines_of(results / "standin.jsonl"):
-        if line["name"] == "keep-alive":
-            kept = line
-        elif "rate" in line:
-            loops[line["workers"]].append(line["rate"])
-        else:
-            loads[line["workers"]].append(line["result"])
+        by_name[line["name"]].append(line)
+    loops, loads = collections.defaultdict(list), collections.defaultdict(list)
+    for line in by_name["loop"]:
+        loops[line["workers"]].append(line["rate"])
+    for line in by_name["load"]:
+        loads[line["workers"]].append(line["result"])
     rows = []
     for workers, results_of_loads in sorted(loads.items()):
         load = max(results_of_loads, key=lambda result: result["requests"] / result["seconds"])
@@ -249,11 +249,24 @@ def standin(results):
         rows.append((str(workers), f"{loop:.0f}", f"{rate:.0f}", f"{cost * 100:.0f} %",
                      *(f"{load[key] / 1e3:.2f} ms" for key in ("p50_us", "p99_us", "p999_us")), str(load["errors"]), judged))
     text = table(("workers", "loop, 1/s", "requests, 1/s", "cost", "p50", "p99", "p99.9", "errors", "goal"), rows)
-    if kept:
+    for kept in by_name["keep-alive"]:
         text += (f"\n\n{kept['requests']:,} requests on one connection: {kept['before_kb']} kB resident before, "
                  f"{kept['after_kb']} kB after (not above 1.02 times as much: "
                  f"{verdict(kept['after_kb'] / kept['before_kb'], 1.02)}).")
+    if by_name["alone"] and by_name["beside"]:
+        text += "\n\n" + beside_large(by_name["alone"], by_name["beside"])
     return text
+
+
+def beside_large(alone, beside):
+    """Small pictures with one reader, and with two beside a client with large ones; and what is in memory then."""
+    best, best_beside = (min(line["p99"] for line in lines) for lines in (alone, beside))
+    last = beside[-1]
+    sizes = [last["daemon"], max(last["readers"], key=lambda reader: reader["private"])]
+    daemon, reader = (f"{size['resident']} kB ({size['private']} private)" for size in sizes)
+    return (f"p99 of small pictures with one reader: {best:.2f} ms; with two, beside a client with 12 megapixels each: "
+            f"{best_beside:.2f} ms (3 times: {verdict(best_beside / best, 3)}). Resident then: daemon {daemon}, "
+            f"reader {reader}.")
 
 
 def machine(_results):
