@@ -1,6 +1,6 @@
 #include "velmoralight_standin/reader/wanted.h"
 
-#include "velmoralight_standin/request_target.h"
+#include "velmoralight_standin/reader/query.h"
 
 namespace standin {
 
