@@ -131,6 +131,11 @@ void waitForListener(Listeners& listeners, uint16_t port, Clock::time_point star
 }
 
 double startOnce(Listeners& listeners, uint16_t port, char** command) {
+    // Killed while it started a process of its own, the one before leaves its socket to that for a
+    // moment.
+    while (listeners.has(port)) {
+        std::this_thread::sleep_for(1ms);
+    }
     const Clock::time_point start = Clock::now();
     const Child child(command);
     waitForListener(listeners, port, start);
