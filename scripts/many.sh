@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds what is missing and runs copies of the daemon behind HAProxy in the foreground until Ctrl-C. A copy that ends
-# is started again. Their INI and log files are written to build/many. Installs what is missing first (Debian 12). HAProxy is at port 51000 if that is
-# free, else at the first free one from 21001 on, as the copies are.
+# is started again. Their INI and log files are written to build/many. Installs what is missing first (Debian 12).
+# HAProxy is at port 51000 if that is free, else at the first free one from 21001 on, as the copies are.
 #
 # usage: scripts/many.sh [--preset PRESET] [COPIES]
 #
