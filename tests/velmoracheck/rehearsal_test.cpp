@@ -105,6 +105,10 @@ struct Refusal {
     const char* range;
 };
 
+std::ostream& operator<<(std::ostream& out, const Refusal& refusal) {
+    return out << refusal.key;
+}
+
 class RefusedByTheStandIn : public RehearsalOfTheStandIn,
                             public testing::WithParamInterface<Refusal> {};
 
