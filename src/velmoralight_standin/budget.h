@@ -22,12 +22,16 @@ public:
     Claim& operator=(Claim&&) = delete;
     ~Claim() { release(); }
 
+    [[nodiscard]] bool couldGrowTo(std::size_t amount) const {
+        return amount <= amount_ || amount - amount_ <= budget_->left;
+    }
+
     // Makes the part at least this large. False, and nothing changes, when too little is left.
     [[nodiscard]] bool growTo(std::size_t amount) {
-        const std::size_t more = amount > amount_ ? amount - amount_ : 0;
-        if (more > budget_->left) {
+        if (!couldGrowTo(amount)) {
             return false;
         }
+        const std::size_t more = amount > amount_ ? amount - amount_ : 0;
         budget_->left -= more;
         amount_ += more;
         return true;

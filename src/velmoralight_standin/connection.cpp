@@ -95,9 +95,6 @@ Connection::~Connection() {
 }
 
 asio::awaitable<void> Connection::run() {
-    if (context_.places.hasFree()) {
-        takePlace();
-    }
     co_await serve();
     deadline_.lift();
     closeQuietly(socket_);
@@ -141,34 +138,48 @@ int Connection::peek() {
 }
 
 asio::awaitable<void> Connection::serve() {
-    std::chrono::milliseconds safeTime = context_.limits.visitTime;
     Next next = Next::Stay;
     while (next == Next::Stay && !context_.stopping) {
-        const bool begun = co_await awaitFirstByte(safeTime);
+        bool begun = buffer_.size() > 0;
+        if (!begun && !hasPlace_) {
+            begun = co_await awaitFirstWord();
+        }
+        if (!begun && hasPlace_) {
+            begun = co_await awaitNextWord();
+        }
+        next = Next::Leave;
         if (begun) {
             next = co_await serveRequest();
-        } else {
-            next = Next::Leave;
         }
-        safeTime = context_.limits.idleGrace;
     }
 }
 
-// Waits for a request; while it does, and once it has been idle for `safeTime`, the place is given
-// to whoever needs it.
-asio::awaitable<bool> Connection::awaitFirstByte(std::chrono::milliseconds safeTime) {
-    if (buffer_.size() > 0) {
-        co_return true;
+// Whoever has just come needs no place before it says something, or has been silent for so long
+// that it seems to wait for its user.
+asio::awaitable<bool> Connection::awaitFirstWord() {
+    deadline_.within(context_.limits.visitTime);
+    error_code error;
+    co_await readMore(error);
+    if (error && !deadline_.expired()) {
+        co_return false;
     }
-    deadline_.within(hasPlace_ ? context_.limits.idleTimeout : context_.limits.visitTime);
+    if (context_.places.hasFree()) {
+        takePlace();
+    } else if (error) {
+        co_await turnAway(Manner());
+    }
+    co_return !error;
+}
+
+// Meanwhile the place is given to whoever needs it.
+asio::awaitable<bool> Connection::awaitNextWord() {
+    deadline_.within(context_.limits.idleTimeout);
     Places::IdleGuests& idle = context_.places.idle;
-    const auto self = idle.insert(idle.end(), {this, Places::Clock::now() + safeTime});
+    const auto since = Places::Clock::now() + context_.limits.idleGrace;
+    const auto self = idle.insert(idle.end(), {this, since});
     error_code error;
     co_await readMore(error);
     idle.erase(self);
-    if (error && !hasPlace_ && deadline_.expired()) {
-        co_await turnAway(Manner());
-    }
     co_return !error;
 }
 
@@ -222,7 +233,7 @@ asio::awaitable<Connection::Next> Connection::serveRequest() {
     co_return next;
 }
 
-// Answers a request that was read, or refuses one whose body is still to come.
+// Answers a request, and reads its body away if that is still to come.
 asio::awaitable<Connection::Next> Connection::decline(Response response, Manner manner,
                                                       bool wasRead) {
     if (!wasRead) {
@@ -235,23 +246,22 @@ asio::awaitable<Connection::Next> Connection::decline(Response response, Manner 
 
 asio::awaitable<Connection::Next> Connection::serveRoute(Route wanted, Parser& parser,
                                                          Manner manner) {
+    if (wanted != Route::Recognize) {
+        if (wanted == Route::Page) {
+            // A browser would keep the connection for as long as the page is looked at.
+            manner.next = Next::Leave;
+        }
+        const Next next = co_await decline(report(wanted), manner, parser.is_done());
+        co_return next;
+    }
     Claim memory(context_.bodies);
     const bool hasBody = co_await readBody(parser, memory);
     if (!hasBody) {
         co_return Next::Leave;
     }
-    if (wanted == Route::Page) {
-        // A browser would keep the connection for as long as the page is looked at.
-        manner.next = Next::Leave;
-    }
-    std::optional<Response> response;
-    if (wanted == Route::Recognize) {
-        const std::string_view query = targetOf(parser.get()).query;
-        response = co_await recognize(std::make_shared<PictureJob>(
-            socket_, std::string(query), std::move(parser.get().body()), std::move(memory)));
-    } else {
-        response = report(wanted);
-    }
+    const std::string_view query = targetOf(parser.get()).query;
+    std::optional<Response> response = co_await recognize(std::make_shared<PictureJob>(
+        socket_, std::string(query), std::move(parser.get().body()), std::move(memory)));
     if (!response) {
         co_return Next::Leave;
     }
@@ -301,12 +311,15 @@ asio::awaitable<bool> Connection::readHead(Parser& parser) {
     co_return !objection;
 }
 
-// Reads the body of a request, if it has one, into memory that is claimed for it. False when it did
-// not arrive or there is no room for it; then the client was told.
+// Reads the body of a request, if it has one, into memory that is claimed as it fills: what is only
+// announced keeps nobody out. False when it did not arrive or there is no room for it; then the
+// client was told.
 asio::awaitable<bool> Connection::readBody(Parser& parser, Claim& memory) {
     deadline_.within(context_.limits.bodyTimeout);
     error_code error;
-    bool fits = memory.growTo(parser.content_length().value_or(0));
+    const std::string& body = parser.get().body();
+    const auto length = parser.content_length();
+    bool fits = memory.couldGrowTo(length.value_or(0));
     if (fits && !parser.is_done() && expectsContinue(parser.get())) {
         static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
         co_await asio::async_write(socket_, asio::buffer(kContinue), into(error));
@@ -314,7 +327,7 @@ asio::awaitable<bool> Connection::readBody(Parser& parser, Claim& memory) {
     parser.eager(true);
     while (!error && fits && !parser.is_done()) {
         co_await http::async_read_some(socket_, buffer_, parser, into(error));
-        fits = memory.growTo(parser.get().body().capacity());
+        fits = memory.growTo(length ? body.size() : body.capacity());
     }
     if (!fits || error) {
         std::string().swap(parser.get().body());
@@ -346,34 +359,30 @@ asio::awaitable<void> Connection::awaitEnd(std::shared_ptr<PictureJob> job) {
         timeout > 0 ? job->since + std::chrono::milliseconds(timeout) : Clock::time_point::max();
     error_code error;  // a cancelled wait is what is waited for
     watchForHangup(job);
-    while (job->state == PictureJob::State::Waiting && Clock::now() < expiry) {
-        job->wake.expires_at(expiry);
-        co_await job->wake.async_wait(into(error));
+    while (job->isUnderWay()) {
+        const bool isWaiting = job->state == PictureJob::State::Waiting;
+        if (isWaiting && Clock::now() >= expiry) {
+            ++context_.counters.queueTimeouts;
+            context_.pool.withdraw(job);
+            job->end(PictureJob::State::Refused,
+                     "the request waited longer than " + std::to_string(timeout) + " ms");
+        } else {
+            job->wake.expires_at(isWaiting ? expiry : Clock::time_point::max());
+            co_await job->wake.async_wait(into(error));
+        }
     }
-    if (job->state == PictureJob::State::Waiting) {
-        context_.pool.withdraw(job);
-        ++context_.counters.queueTimeouts;
-        job->end(PictureJob::State::Refused,
-                 "the request waited longer than " + std::to_string(timeout) + " ms");
-    }
-    while (job->state == PictureJob::State::Working) {
-        job->wake.expires_at(Clock::time_point::max());
-        co_await job->wake.async_wait(into(error));
-    }
+    // Of the watch: it would look at the next request.
+    socket_.cancel(error);
 }
 
-// A client that leaves takes its waiting request with it. One that sends its next request early is
-// not watched any further.
+// A client that leaves takes its request with it. One that sends its next request early is not
+// watched any further.
 void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
-    if (job->state != PictureJob::State::Waiting) {
-        return;
-    }
-    // While the job waits, so does this connection.
+    // While the job is under way, so is this connection.
     const auto leave = [this, watched = std::weak_ptr(job)](const error_code& error) {
         const auto left = watched.lock();
-        if (!error && left && left->state == PictureJob::State::Waiting && peek() == 0) {
-            context_.pool.withdraw(left);
-            left->end(PictureJob::State::Left, "");
+        if (!error && left && left->isUnderWay() && peek() == 0) {
+            context_.pool.abandon(left);
         }
     };
     socket_.async_wait(Socket::wait_read, leave);

@@ -56,7 +56,8 @@ private:
     [[nodiscard]] int peek();
 
     asio::awaitable<void> serve();
-    asio::awaitable<bool> awaitFirstByte(std::chrono::milliseconds safeTime);
+    asio::awaitable<bool> awaitFirstWord();
+    asio::awaitable<bool> awaitNextWord();
     asio::awaitable<void> readMore(error_code& error);
     asio::awaitable<Next> serveRequest();
     asio::awaitable<bool> awaitPlace();

@@ -133,9 +133,8 @@ asio::awaitable<void> HttpServer::Implementation::awaitChange(
 }
 
 bool HttpServer::Implementation::mayAccept() const {
-    const uint64_t visitors = connections_.size() - context_.counters.connectionsOpen;
-    return context_.places.hasFree() ||
-           visitors < static_cast<uint64_t>(context_.limits.maxVisitors);
+    return connections_.size() <
+           static_cast<std::size_t>(context_.config.conns + context_.limits.maxVisitors);
 }
 
 void HttpServer::Implementation::begin(Socket socket) {

@@ -29,12 +29,16 @@ struct PictureJob {
           file(std::move(theFile)),
           memory(std::move(theMemory)) {}
 
+    [[nodiscard]] bool isUnderWay() const {
+        return state == State::Waiting || state == State::Working;
+    }
+
     // Wakes the connection.
     void end(State how, std::string what) {
-        state = how;
         text = std::move(what);
-        wake.cancel();
+        enter(how);
     }
+    void putBack() { enter(State::Waiting); }
 
     asio::steady_timer wake;
     State state = State::Waiting;
@@ -43,12 +47,19 @@ struct PictureJob {
     Claim memory;                // for the file
     bool handedOver = false;     // all of it was sent to the reader
     bool wasGivenTwice = false;  // because the first reader died without having taken it
+    bool isAbandoned = false;    // its client has left while it was worked on
     int32_t code = 0;
     uint32_t symbols = 0;
     std::string text;
     Clock::time_point since = Clock::now();  // when the present wait or work began
     Clock::duration waited{0};
     Clock::duration worked{0};
+
+private:
+    void enter(State next) {
+        state = next;
+        wake.cancel();
+    }
 };
 
 }  // namespace standin

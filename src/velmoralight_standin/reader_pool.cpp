@@ -124,6 +124,19 @@ void ReaderPool::withdraw(const std::shared_ptr<PictureJob>& job) {
     count();
 }
 
+void ReaderPool::abandon(const std::shared_ptr<PictureJob>& job) {
+    if (job->state == State::Waiting) {
+        withdraw(job);
+        job->end(State::Left, "");
+    }
+    job->isAbandoned = true;
+    for (Reader* const reader : turns_) {
+        if (reader->job == job) {
+            reader->timer.cancel();
+        }
+    }
+}
+
 void ReaderPool::stop() {
     stopped_ = true;
     refuseWaiting("the server is being stopped");
@@ -205,6 +218,7 @@ void ReaderPool::close(Reader& reader, const End& end) {
     }
     if (&end == &End::kDiedBefore && reader.job != nullptr && !stopped_ &&
         !std::exchange(reader.job->wasGivenTwice, true)) {
+        reader.job->putBack();
         waiting_.push_front(std::exchange(reader.job, nullptr));
     }
     finish(reader, State::Failed, end.message);
@@ -259,19 +273,20 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::lendMemory(Reader& reader, s
     const auto since = Clock::now();
     turns_.push_back(&reader);
     error_code error;
-    while (turns_.front() != &reader || !reader.memory.growTo(amount)) {
+    while (!reader.job->isAbandoned &&
+           (turns_.front() != &reader || !reader.memory.growTo(amount))) {
         reader.timer.expires_at(asio::steady_timer::time_point::max());
         co_await reader.timer.async_wait(into(error));
     }
-    turns_.pop_front();
+    std::erase(turns_, &reader);
     wakeNextTurn();
     const auto waited = Clock::now() - since;
     reader.job->waited += waited;
     reader.job->since += waited;
     reader.deadline.within(limits_.pictureTime);
-    static constexpr char kGo = 1;
+    const char mayGoOn = reader.job->isAbandoned ? 0 : 1;
     error.clear();
-    co_await asio::async_write(reader.socket, asio::buffer(&kGo, sizeof kGo), into(error));
+    co_await asio::async_write(reader.socket, asio::buffer(&mayGoOn, sizeof mayGoOn), into(error));
     co_return error ? reader.ending(error) : nullptr;
 }
 

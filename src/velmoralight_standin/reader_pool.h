@@ -38,6 +38,9 @@ public:
     // Gives a job that is waiting back: nobody will work on it.
     void withdraw(const std::shared_ptr<PictureJob>& job);
 
+    // Nobody waits for the job any more: it is withdrawn, or not lent any memory.
+    void abandon(const std::shared_ptr<PictureJob>& job);
+
     // Refuses what waits, lets what is worked on end, and ends the readers.
     void stop();
 

@@ -18,8 +18,9 @@ struct ReaderRequest {
 };
 
 enum class ReaderWord : uint32_t {
-    // `size` MiB are wanted to decode and read the picture. The server answers with one byte, of
-    // any value, once there is room for them; the reader waits for it.
+    // `size` MiB are wanted to decode and read the picture. The server answers with one byte, which
+    // the reader waits for: 1 once there is room for them, 0 when the result is not wanted any
+    // more.
     NeedsMemory = 1,
     // The picture is done: `code` is its VelmoraLightReturnCode, and `size` bytes follow, a JSON
     // object with all of the answer but its times.

@@ -54,6 +54,6 @@ is_sound "$scratch/velmoraserviced.service" 'with the drop-in'
 
 # Lines that must be there: what the daemon's exit status does not tell.
 for line in Restart=always RestartPreventExitStatus=255 LogsDirectory=velmoraserver User=velmora \
-  "Environment=VL_LOGCFG=$1/vlog.cfg" StandardOutput=journal MemoryMax=768M LimitNOFILE=4096; do
+  "Environment=VL_LOGCFG=$1/vlog.cfg" StandardOutput=journal MemoryMax=768M LimitNOFILE=2048 OOMPolicy=continue; do
   grep -qxF "$line" "$unit" || fail "'$line' is missing"
 done

@@ -170,13 +170,23 @@ TEST(MaxVisitors, LetsFurtherOnesWaitInTheBacklog) {
     }
 }
 
-TEST(VisitTime, EndsTheSafetyOfASilentNewcomer) {
+TEST(VisitTime, GivesASilentNewcomerAPlaceThatIsFree) {
     Limits limits;
     limits.visitTime = 100ms;
-    const LimitedServer server(limits, 1);
-    const HttpClient silent(server.port);
-    EXPECT_TRUE(
-        waitUntil([&] { return httpExchange(server.port, "GET", "/v1/status").status == 200; }));
+    const LimitedServer server(limits, 2);
+    HttpClient silent(server.port);
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["connectionsOpen"] == 2; }));
+    silent.send(httpRequest("GET", "/v1/status"));
+    EXPECT_EQ(silent.receive().status, 200);
+}
+
+TEST(VisitTime, IsNotSpentOnABodyThatNobodyReads) {
+    const LimitedServer server(Limits(), 1);
+    HttpClient busy(server.port);
+    busy.send("GET /v1/status HTTP/1.1\r\n");
+    HttpClient visitor(server.port);
+    visitor.send("GET /healthz HTTP/1.1\r\nHost: x\r\nContent-Length: 100000\r\n\r\n");
+    EXPECT_EQ(visitor.receive().status, 200);
 }
 
 TEST(MaxBodiesBytes, RefusesWhatIsMoreThanThatTogether) {
@@ -184,7 +194,8 @@ TEST(MaxBodiesBytes, RefusesWhatIsMoreThanThatTogether) {
     limits.maxBodiesBytes = 1'000'000;
     const LimitedServer server(limits, 4);
     HttpClient first(server.port);
-    first.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 900000\r\n\r\nhalf");
+    first.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 900000\r\n\r\n" +
+               std::string(850'000, 'x'));
     EXPECT_TRUE(waitUntil([&] {
         const HttpReply reply =
             httpExchange(server.port, "POST", "/v1/recognize", std::string(200'000, 'x'));
@@ -192,8 +203,22 @@ TEST(MaxBodiesBytes, RefusesWhatIsMoreThanThatTogether) {
     }));
     EXPECT_EQ(httpExchange(server.port, "POST", "/v1/recognize", std::string(90'000, 'x')).status,
               415);
-    first.send(std::string(900'000 - 4, 'x'));
+    first.send(std::string(50'000, 'x'));
     EXPECT_EQ(first.receive().status, 415);
+    EXPECT_EQ(httpExchange(server.port, "POST", "/v1/recognize", std::string(900'000, 'x')).status,
+              415);
+}
+
+TEST(MaxBodiesBytes, AreNotTakenByBodiesThatAreOnlyAnnounced) {
+    Limits limits;
+    limits.maxBodiesBytes = 1'000'000;
+    const LimitedServer server(limits, 4);
+    HttpClient one(server.port);
+    HttpClient other(server.port);
+    for (HttpClient* client : {&one, &other}) {
+        client->send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 900000\r\n\r\nx");
+    }
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["connectionsOpen"] == 3; }));
     EXPECT_EQ(httpExchange(server.port, "POST", "/v1/recognize", std::string(900'000, 'x')).status,
               415);
 }

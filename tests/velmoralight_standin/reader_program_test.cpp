@@ -187,6 +187,7 @@ INSTANTIATE_TEST_SUITE_P(
         LargePicture{"Noisy", [] { return encodePng(noise(4000, 3000)); }},
         LargePicture{"LossyWebp", [] { return encodeWebp(noise(2000, 1500)); }},
         LargePicture{"LosslessWebp", [] { return encodeLosslessWebp(noise(4000, 3000)); }},
+        LargePicture{"WebpOfManyTables", [] { return webpOfManyTables(188, 184); }},
         LargePicture{"TransparentWebp", [] { return encodeTransparentWebp(noise(2000, 1500)); }}),
     rowName);
 

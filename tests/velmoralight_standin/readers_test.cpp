@@ -18,6 +18,7 @@
 #include "child_processes.h"
 #include "limited_server.h"
 #include "support/row_name.h"
+#include "support/stopwatch.h"
 #include "test_images.h"
 
 namespace {
@@ -388,6 +389,22 @@ TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
         expectFailure(server.recognize("memory 300 9999"), "reading the picture took too long");
     }
     EXPECT_EQ(server.recognize("memory 400 0").status, 200);
+}
+
+TEST(LargePictures, GiveTheirTurnBackWhenTheClientLeaves) {
+    const ScriptedServer server(2);
+    HttpClient patient(server.port);
+    patient.send(httpRequest("POST", "/v1/recognize", "memory 400 4000"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    const Stopwatch watch;
+    {
+        HttpClient leaving(server.port);
+        leaving.send(httpRequest("POST", "/v1/recognize", "memory 400 0"));
+        EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 2; }));
+    }
+    EXPECT_EQ(server.recognize("good").status, 200);
+    EXPECT_LT(watch.elapsed(), 3s);  // while the other one still has all the memory
+    EXPECT_EQ(patient.receive().status, 200);
 }
 
 TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {

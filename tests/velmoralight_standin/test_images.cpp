@@ -351,14 +351,85 @@ std::string withOrientation(const std::string& jpeg, int orientation) {
            jpeg.substr(2);
 }
 
+namespace {
+
+// Writes the lowest bits of numbers, the lowest first.
+class BitWriter {
+public:
+    void put(uint32_t number, unsigned bits) {
+        for (unsigned i = 0; i < bits; ++i, ++count) {
+            if (count % 8 == 0) {
+                bytes.push_back('\0');
+            }
+            bytes.back() = static_cast<char>(bytes.back() | (number >> i & 1U) << count % 8);
+        }
+    }
+    std::string bytes;
+
+private:
+    unsigned count = 0;
+};
+
+// A code table for one symbol, 0.
+void putLeastTable(BitWriter& bits) {
+    bits.put(0b0001, 4);
+}
+
+// A code table for 256 symbols of eight bits each.
+void putFlatTable(BitWriter& bits) {
+    bits.put(0, 1);
+    bits.put(8, 4);  // 12 lengths of lengths, of which the last one, for the length 8, is used
+    bits.put(0, 33);
+    bits.put(1, 3);
+    bits.put(1, 1);  // for 256 symbols, in 8 bits
+    bits.put(3, 3);
+    bits.put(254, 8);
+}
+
+void putFlatSymbol(BitWriter& bits, unsigned symbol) {
+    for (unsigned i = 8; i-- > 0;) {
+        bits.put(symbol >> i, 1);
+    }
+}
+
+std::string littleEndian(size_t number) {
+    BitWriter bits;
+    bits.put(static_cast<uint32_t>(number), 32);
+    return bits.bytes;
+}
+
+}  // namespace
+
+std::string webpOfManyTables(unsigned columns, unsigned rows) {
+    BitWriter bits;
+    bits.put(0x2f, 8);
+    bits.put(columns * 4 - 1, 14);
+    bits.put(rows * 4 - 1, 14);
+    bits.put(0, 4);  // no alpha channel, version 0
+    bits.put(0, 2);  // no transformation, no colour cache
+    bits.put(1, 1);  // tables by tile,
+    bits.put(0, 3);  // of 4 x 4 pixels; which are whose is a picture of its own:
+    bits.put(0, 1);  // no colour cache
+    putFlatTable(bits);
+    putFlatTable(bits);
+    for (int i = 0; i < 3; ++i) {
+        putLeastTable(bits);
+    }
+    for (unsigned tile = 0; tile < columns * rows; ++tile) {
+        putFlatSymbol(bits, tile & 255U);
+        putFlatSymbol(bits, tile >> 8U);
+    }
+    for (unsigned table = 0; table < 5 * columns * rows; ++table) {
+        putLeastTable(bits);
+    }
+    bits.bytes.resize(bits.bytes.size() + bits.bytes.size() % 2);
+    const std::string chunk = "VP8L" + littleEndian(bits.bytes.size()) + bits.bytes;
+    return "RIFF" + littleEndian(chunk.size() + 4) + "WEBP" + chunk;
+}
+
 std::string withWebpExif(const std::string& webp, const std::string& block) {
     constexpr size_t kFileHead = 12;
     constexpr size_t kPicture = kFileHead + 8;  // after the head of its chunk
-    const auto littleEndian = [](size_t number) {
-        std::string text = bigEndian(number, 4);
-        std::reverse(text.begin(), text.end());
-        return text;
-    };
     const auto chunk = [&](const std::string& name, const std::string& data) {
         return name + littleEndian(data.size()) + data + std::string(data.size() % 2, '\0');
     };

@@ -36,6 +36,10 @@ std::string encodeWebp(const GreyImage& image, float quality = 80);
 std::string encodeLosslessWebp(const GreyImage& image);
 std::string encodeTransparentWebp(const GreyImage& image);  // light is transparent
 
+// A lossless WebP in which every 4 x 4 pixels have code tables of their own; its sides in such
+// tiles.
+std::string webpOfManyTables(unsigned columns, unsigned rows);
+
 struct Colour {
     uint8_t red = 0;
     uint8_t green = 0;

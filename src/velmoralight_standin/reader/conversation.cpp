@@ -55,13 +55,16 @@ bool sendResult(int socket, const Recognition& recognition) {
 
 constexpr uint64_t kMebibyte = uint64_t{1024} * 1024;
 
-// Asks for room, and waits until there is some.
+// Asks for room, and waits until there is some, or nobody wants to know any more.
 void askForMemory(int socket, uint64_t bytes) {
     const auto size = static_cast<uint32_t>((bytes + kMebibyte - 1) / kMebibyte);
     const ReaderAnswer wish{ReaderWord::NeedsMemory, 0, 0, size};
     uint8_t granted = 0;
     if (!send(socket, &wish, sizeof(wish)) || !receive(socket, &granted, sizeof(granted))) {
         throw std::runtime_error("the server is gone");
+    }
+    if (granted == 0) {
+        throw std::runtime_error("the client is gone");
     }
 }
 

@@ -21,8 +21,10 @@ struct ImageInfo {
     uint32_t height = 0;  // pixels, as they are stored
     // How the picture is meant to be held, 1 to 8 as EXIF has it; 0 when the file does not say.
     int orientation = 0;
-    // What decoding it takes at most, its pixels included; bytes.
+    // What decoding it takes, its pixels included; bytes.
     uint64_t decodingMemory = 0;
+    // What it may take beside that if the file is made for it; bytes.
+    uint64_t decodingTables = 0;
 };
 
 // One byte a pixel, 0 is black, rows from top to bottom without padding.

@@ -33,10 +33,14 @@ Refusal tooMuchMemory() {
             "the image needs more memory than one image may have"};
 }
 
-// What decoding and reading take at most, bytes. They come one after the other.
-uint64_t memoryFor(const ImageInfo& image) {
+// What decoding and reading take at most, bytes. They come one after the other. Tables that a file
+// seldom has are no reason to refuse it: at worst it has all of `most`, and not enough.
+uint64_t memoryFor(const ImageInfo& image, uint64_t most) {
     const uint64_t pixels = uint64_t{image.width} * image.height;
-    return std::max(image.decodingMemory, kSearchQuarterBytesPerPixel * pixels / 4);
+    const uint64_t search = kSearchQuarterBytesPerPixel * pixels / 4;
+    const uint64_t decoding =
+        std::max(image.decodingMemory, std::min(image.decodingMemory + image.decodingTables, most));
+    return std::max(decoding, search);
 }
 
 // The region to look at, or why not.
@@ -64,8 +68,9 @@ Recognition recognizeOrThrow(std::string_view query, Bytes file, const Limits& l
     if (const Refusal* refusal = std::get_if<Refusal>(&roi)) {
         return refuse(result, *refusal);
     }
-    const uint64_t memory = memoryFor(image);
-    if (memory > limits.pictureMemory * kMebibyte) {
+    const uint64_t most = limits.pictureMemory * kMebibyte;
+    const uint64_t memory = memoryFor(image, most);
+    if (memory > most) {
         return refuse(result, tooMuchMemory());
     }
     if (notice) {

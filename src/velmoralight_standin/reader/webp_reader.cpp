@@ -48,14 +48,30 @@ int orientationIn(Bytes file) {
     return 0;
 }
 
-// The decoder keeps a lossless picture as colours before it turns into brightness; a lossy one with
-// an alpha channel has that in the lossless form.
-uint64_t memoryFor(const WebPBitstreamFeatures& features) {
+// A lossy picture with an alpha channel has that in the lossless form.
+bool hasLossless(const WebPBitstreamFeatures& features) {
     constexpr int kLossy = 1;
+    return features.format != kLossy || features.has_alpha != 0;
+}
+
+// The decoder keeps what is lossless as colours before it turns into brightness.
+uint64_t pixelMemory(const WebPBitstreamFeatures& features) {
     const uint64_t pixels = uint64_t(features.width) * uint64_t(features.height);
-    const bool keepsColours = features.format != kLossy || features.has_alpha != 0;
-    const uint64_t perPixel = 2 + (keepsColours ? 4 : 0) + (features.has_alpha != 0 ? 2 : 0);
+    const uint64_t perPixel =
+        2 + (hasLossless(features) ? 4 : 0) + (features.has_alpha != 0 ? 2 : 0);
     return perPixel * pixels;
+}
+
+// Each 4 x 4 pixels of a lossless picture may have code tables of their own, which take 20 bits of
+// the file at least.
+uint64_t tableMemory(const WebPBitstreamFeatures& features, std::size_t fileSize) {
+    constexpr uint64_t kTables = 12'800;
+    constexpr uint64_t kMostTables = 65'536;
+    const uint64_t tiles =
+        (uint64_t(features.width) + 3) / 4 * ((uint64_t(features.height) + 3) / 4);
+    return hasLossless(features)
+               ? kTables * std::min({kMostTables, tiles, uint64_t{fileSize} * 8 / 20})
+               : 0;
 }
 
 // Brightness is stored as 16 (black) to 235 (white).
@@ -124,9 +140,12 @@ OrRefusal<ImageInfo> inspectWebp(Bytes file) {
         return Refusal{VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE,
                        "animated WebP images are not supported"};
     }
-    return ImageInfo{ImageType::Webp, static_cast<uint32_t>(features.width),
-                     static_cast<uint32_t>(features.height), orientationIn(file),
-                     memoryFor(features)};
+    return ImageInfo{ImageType::Webp,
+                     static_cast<uint32_t>(features.width),
+                     static_cast<uint32_t>(features.height),
+                     orientationIn(file),
+                     pixelMemory(features),
+                     tableMemory(features, file.size())};
 }
 
 OrRefusal<GreyPixels> decodeWebp(Bytes file, const ImageInfo& info) {
