@@ -51,6 +51,27 @@ TEST_F(Destination, MayBeBehindALinkWithoutATarget) {
               "directory\n");
 }
 
+TEST_F(Destination, IsAFileOfItsOwnBehindALinkLoop) {
+    std::filesystem::create_symlink("loop", directory.path("loop"));
+    EXPECT_EQ(findings("loop/a.log,loop/b.log", "1M,0"),
+              "vlog.cfg:3: error: destination 'loop/a.log' cannot be written: Too many levels of "
+              "symbolic links\n"
+              "vlog.cfg:3: error: backup 'loop/a.log.bkp' cannot be written: Too many levels of "
+              "symbolic links\n"
+              "vlog.cfg:3: error: destination 'loop/a.log' cannot be read, so it never rotates: "
+              "Too many levels of symbolic links\n"
+              "vlog.cfg:3: error: destination 'loop/b.log' cannot be written: Too many levels of "
+              "symbolic links\n");
+}
+
+TEST_F(Destination, IsTheSameUnderTwoNamesBehindALinkLoop) {
+    std::filesystem::create_symlink("loop", directory.path("loop"));
+    EXPECT_NE(findings("loop/a.log,./loop/a.log", "0")
+                  .find("warning: './loop/a.log' is the file 'loop/a.log' again: it gets each line "
+                        "twice\n"),
+              std::string::npos);
+}
+
 TEST_F(Destination, MustBeWritableByTheUser) {
     writeFile(directory.path("x.log"), "");
     std::filesystem::permissions(directory.path("x.log"), std::filesystem::perms(0444));

@@ -52,7 +52,8 @@ public:
     // Once all files are known.
     void checkBackups() {
         for (const auto& [identity, file] : files) {
-            if (const auto other = files.find(file.backup); other != files.end()) {
+            const auto other = file.backup.empty() ? files.end() : files.find(file.backup);
+            if (other != files.end()) {
                 findings.error({path, other->second.line}, inQuotes(other->second.name),
                                " is also the backup of ", inQuotes(file.name),
                                ", which overwrites it: choose another name");

@@ -57,9 +57,10 @@ std::string identityOf(const std::string& path) {
         return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
     }
     std::error_code error;
-    return std::filesystem::weakly_canonical(std::filesystem::absolute(vos::creationPath(path)),
-                                             error)
-        .string();
+    const std::filesystem::path name = std::filesystem::absolute(vos::creationPath(path));
+    const std::filesystem::path canonical = std::filesystem::weakly_canonical(name, error);
+    // Of a folder that cannot be entered the names are all that is known.
+    return (error ? name.lexically_normal() : canonical).string();
 }
 
 std::string whyNotWritable(const std::string& path) {
