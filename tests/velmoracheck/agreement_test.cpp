@@ -197,7 +197,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Limit{"FullOf142", "VELMORASRV;INFO;FULL;s.log;", 142, false},
                     Limit{"FullOfTheShortestLine", "VELMORASRV;INFO;FULL;s.log;", 143, true},
                     Limit{"LoggerOfLess", "LOGGER;INFO;SIMPLE;s.log;", 55, false},
-                    Limit{"LoggerOfTheShortestLine", "LOGGER;INFO;SIMPLE;s.log;", 56, true}),
+                    Limit{"LoggerOfTheShortestLine", "LOGGER;INFO;SIMPLE;s.log;", 56, true},
+                    Limit{"LoggerFullOfLess", "LOGGER;INFO;FULL;s.log;", 114, false},
+                    Limit{"LoggerFullOfTheShortestLine", "LOGGER;INFO;FULL;s.log;", 115, true}),
     rowName);
 
 TEST_F(Agreement, OnAPipeAsStandardOutputAndError) {
