@@ -66,15 +66,21 @@ private:
                    const LogRule& rule) {
         const Place place{path, rule.line};
         const auto [found, isNew] = files.try_emplace(identity, Seen{name, limit, rule.line, {}});
+        const bool isFifo = isWritableFifo(name);
         if (isNew) {
             checkConsoleName(name, place);
-            checkWritable("destination", name, place);
+            if (isFifo) {
+                findings.warning(place, "destination ", inQuotes(name),
+                                 " is a FIFO: while nobody reads it, no file gets a line");
+            } else {
+                checkWritable("destination", name, place);
+            }
         } else if (found->second.limit != limit) {
             findings.warning(place, inQuotes(name), " has the limit ", limit, " here and ",
                              found->second.limit, " in line ", found->second.line,
                              ": give it one limit");
         }
-        if (limit > 0) {
+        if (limit > 0 && !isFifo) {  // nothing is ever taken out of a FIFO
             checkLimit(name, limit, rule, found->second);
         }
     }

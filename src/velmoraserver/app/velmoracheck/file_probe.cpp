@@ -74,9 +74,17 @@ std::string whyNotWritable(const std::string& path) {
     if (S_ISDIR(status.st_mode)) {
         return message(EISDIR);
     }
-    return S_ISCHR(status.st_mode) ? whyNotAccessible(path, W_OK)
-           : isOwnPipe(status)     ? ""
-                                   : "It is no regular file";
+    if (isOwnPipe(status)) {
+        return {};
+    }
+    const std::string why = whyNotAccessible(path, W_OK);
+    return !why.empty() || S_ISCHR(status.st_mode) ? why : "It is no regular file";
+}
+
+bool isWritableFifo(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) && !isOwnPipe(status) &&
+           whyNotAccessible(path, W_OK).empty();
 }
 
 std::string whyNotReadable(const std::string& path) {
