@@ -39,8 +39,7 @@ std::string contentOf(int file) {
 }
 
 // The program that is linked with the engine as the daemon is, while it runs. It has a process
-// group of its own: with the object it is gone, and with it what it started and what stayed in that
-// group.
+// group of its own: with the object all of that group is gone, but not what has left it.
 class Child {
 public:
     // With the numbers of a server, in the order of the program's arguments, or without any.

@@ -24,7 +24,7 @@ struct Engine {
 struct EngineProbe {
     std::optional<Engine> engine;
     std::string problem;  // without an engine: what is wrong with it
-    bool isLate = false;  // ... which is only that it takes its time
+    bool isLate = false;  // ... which is only that it has not answered yet
 };
 
 // Asks the engine that the daemon would load for its version and build, within 5 s. A process of
