@@ -143,6 +143,13 @@ TEST_F(Agreement, OnAnIniOptionThatIsEmpty) {
                 HasSubstr("Start parser file : /opt/velmoraserver/velmora.ini"));
 }
 
+TEST_F(Agreement, OnTheNullDeviceAsAnIniFile) {
+    const CheckOutcome outcome = check({"--ini", "/dev/null", "--logcfg", "vlog.cfg"});
+    EXPECT_EQ(outcome.ending, "exit 0") << outcome.output;
+    EXPECT_THAT(outcome.output, HasSubstr("\n  port             51000  "));
+    EXPECT_THAT(numbersOf({"--ini", "/dev/null"}), testing::StartsWith("create port=51000 "));
+}
+
 TEST_F(Agreement, OnMoreThreadsThanConnections) {
     EXPECT_EQ(checkIni("[default]\nconnections = 2\nthreads = 3\n").output,
               "velmora.ini:3: warning: more threads (3) than connections (2): some never have "
@@ -197,7 +204,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Limit{"FullOf142", "VELMORASRV;INFO;FULL;s.log;", 142, false},
                     Limit{"FullOfTheShortestLine", "VELMORASRV;INFO;FULL;s.log;", 143, true},
                     Limit{"LoggerOfLess", "LOGGER;INFO;SIMPLE;s.log;", 55, false},
-                    Limit{"LoggerOfTheShortestLine", "LOGGER;INFO;SIMPLE;s.log;", 56, true}),
+                    Limit{"LoggerOfTheShortestLine", "LOGGER;INFO;SIMPLE;s.log;", 56, true},
+                    Limit{"LoggerFullOfLess", "LOGGER;INFO;FULL;s.log;", 114, false},
+                    Limit{"LoggerFullOfTheShortestLine", "LOGGER;INFO;FULL;s.log;", 115, true}),
     rowName);
 
 TEST_F(Agreement, OnAPipeAsStandardOutputAndError) {

@@ -64,10 +64,13 @@ INSTANTIATE_TEST_SUITE_P(
             "bad:1: error: is a directory: the daemon uses its built-in log rules, which log "
             "nothing of the service\n"},
         Row{"Fifo", [](const std::string& path) { ::mkfifo(path.c_str(), 0600); },
-            "bad:1: error: is a FIFO, for which the daemon would wait: name an INI file with "
-            "--ini\n",
-            "bad:1: error: is a FIFO, for which the daemon would wait: name a log configuration "
-            "file\n"},
+            "bad:1: error: is a pipe, which is not read here: name an INI file with --ini\n",
+            "bad:1: error: is a pipe, which is not read here: name a log configuration file\n"},
+        Row{"NullDevice",
+            [](const std::string& path) { std::filesystem::create_symlink("/dev/null", path); },
+            "bad:1: warning: sets no key in [default]: every setting has its default\n",
+            "bad:1: error: has no rule: the daemon uses its built-in rules, which log nothing of "
+            "the service\n"},
         Row{"EndlessDevice",
             [](const std::string& path) { std::filesystem::create_symlink("/dev/zero", path); },
             "bad:1: error: is not a regular file: name an INI file with --ini\n",

@@ -1,4 +1,9 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -34,10 +39,51 @@ TEST_F(Destination, IsNoDirectory) {
               "vlog.cfg:3: error: destination 'x.log' cannot be written: Is a directory\n");
 }
 
-TEST_F(Destination, IsNoFifo) {
+TEST_F(Destination, IsAFifoWithAWarning) {
     ASSERT_EQ(::mkfifo(directory.path("x.log").c_str(), 0600), 0);
+    std::filesystem::create_directory(directory.path("x.log.bkp"));  // which it never gets
+    for (const char* size : {"0", "1M", "5"}) {
+        EXPECT_EQ(findings("x.log", size),
+                  "vlog.cfg:3: warning: destination 'x.log' is a FIFO: while nobody reads it, no "
+                  "file gets a line\n");
+    }
+}
+
+TEST_F(Destination, IsAFifoWhoseReaderStays) {
+    const std::string path = directory.path("x.log");
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_NE(findings("x.log", "1M"), "");
+    pollfd state{.fd = reader, .events = POLLIN, .revents = 0};
+    EXPECT_EQ(::poll(&state, 1, 0), 0) << "somebody has opened and closed it";
+    ::close(reader);
+}
+
+TEST_F(Destination, IsNoFifoThatTheUserMayNotWrite) {
+    ASSERT_EQ(::mkfifo(directory.path("x.log").c_str(), 0444), 0);
+    becomeUnprivileged();
+    const std::string found = findings("x.log", "0");
+    EXPECT_NE(found.find("vlog.cfg:3: error: destination 'x.log' cannot be written: Permission "
+                         "denied\n"),
+              std::string::npos)
+        << found;
+}
+
+TEST_F(Destination, IsNoSocket) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    directory.path("x.log").copy(address.sun_path, sizeof address.sun_path - 1);
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     EXPECT_EQ(findings("x.log", "0"),
               "vlog.cfg:3: error: destination 'x.log' cannot be written: It is no regular file\n");
+    ::close(socket);
+}
+
+TEST_F(Destination, NeedsABackupThatIsNoFifo) {
+    ASSERT_EQ(::mkfifo(directory.path("x.log.bkp").c_str(), 0600), 0);
+    EXPECT_EQ(findings("x.log", "1M"),
+              "vlog.cfg:3: error: backup 'x.log.bkp' cannot be written: It is no regular file\n");
 }
 
 TEST_F(Destination, MayBeADevice) {
@@ -49,6 +95,27 @@ TEST_F(Destination, MayBeBehindALinkWithoutATarget) {
     EXPECT_EQ(findings("link.log", "0"),
               "vlog.cfg:3: error: destination 'link.log' cannot be written: No such file or "
               "directory\n");
+}
+
+TEST_F(Destination, IsAFileOfItsOwnBehindALinkLoop) {
+    std::filesystem::create_symlink("loop", directory.path("loop"));
+    EXPECT_EQ(findings("loop/a.log,loop/b.log", "1M,0"),
+              "vlog.cfg:3: error: destination 'loop/a.log' cannot be written: Too many levels of "
+              "symbolic links\n"
+              "vlog.cfg:3: error: backup 'loop/a.log.bkp' cannot be written: Too many levels of "
+              "symbolic links\n"
+              "vlog.cfg:3: error: destination 'loop/a.log' cannot be read, so it never rotates: "
+              "Too many levels of symbolic links\n"
+              "vlog.cfg:3: error: destination 'loop/b.log' cannot be written: Too many levels of "
+              "symbolic links\n");
+}
+
+TEST_F(Destination, IsTheSameUnderTwoNamesBehindALinkLoop) {
+    std::filesystem::create_symlink("loop", directory.path("loop"));
+    EXPECT_NE(findings("loop/a.log,./loop/a.log", "0")
+                  .find("warning: './loop/a.log' is the file 'loop/a.log' again: it gets each line "
+                        "twice\n"),
+              std::string::npos);
 }
 
 TEST_F(Destination, MustBeWritableByTheUser) {
@@ -74,12 +141,12 @@ TEST_F(Destination, NeedsNoBackupWhenItIsNotLimited) {
 }
 
 TEST_F(Destination, NeverRotatesWhenItsLimitIsSmallerThanALine) {
-    // [2026:11:22 02:36:29.123456 : 140737348003648 : LOGGER   : 0x0001 : INFO : vlog : 103] ->
+    // [2026:11:22 02:36:29.123456 : 140737348003648 : LOGGER   : 0x0001 : INFO : vlog : 77] ->
     // VLib...
-    EXPECT_EQ(findings("x.log", "115"),
-              "vlog.cfg:3: warning: limit of 115 bytes is smaller than any line of this rule (116 "
+    EXPECT_EQ(findings("x.log", "114"),
+              "vlog.cfg:3: warning: limit of 114 bytes is smaller than any line of this rule (115 "
               "bytes at least): 'x.log' never rotates; write 0 for no limit, or a larger one\n");
-    EXPECT_EQ(findings("x.log", "116"), "");
+    EXPECT_EQ(findings("x.log", "115"), "");
 }
 
 TEST_F(Destination, HasOneLimitInAllRules) {

@@ -65,6 +65,25 @@ TEST_F(Rehearsal, EndsAfterTenSecondsWithoutASocket) {
               "6000 within 10000 ms\n");
 }
 
+// Too late for its version to be asked for.
+TEST_F(Rehearsal, DecidesOnAnEngineThatTakesSixSecondsToLoad) {
+    environment["ENGINE_LOADS"] = "slowly";
+    const CheckOutcome outcome = rehearse();
+    EXPECT_THAT(outcome.output,
+                MatchesRegex("(.|\n)*\nEngine: unknown\n(.|\n)*\n\n"
+                             "Note: the engine serves on 6000 after [67][0-9][0-9][0-9] ms\n"
+                             "OK: velmoraserviced starts as its files say\n"));
+    EXPECT_EQ(outcome.ending, "exit 0");
+}
+
+TEST_F(Rehearsal, DecidesOnAnEngineThatNeverAnswers) {
+    environment["LD_LIBRARY_PATH"] = ENGINE_DOUBLE_DIRECTORY;
+    environment["ENGINE_DOUBLE_MISBEHAVE"] = "hang";
+    EXPECT_EQ(rehearse("--quiet").output,
+              "libvelmoraLight.so:1: error: the engine does not start: it does not listen on port "
+              "6000 within 10000 ms\n");
+}
+
 TEST_F(Rehearsal, TakesAnotherPortWhileTheDaemonHasItsOwn) {
     Process daemon({.command = commandOf("velmoraserviced", {"--ini", "velmora.ini"}),
                     .environment = variables(),

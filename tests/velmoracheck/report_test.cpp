@@ -78,10 +78,10 @@ TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
     EXPECT_EQ(outcome.ending, "exit 1");
 }
 
-TEST_F(Report, SaysThatThereAreNoSettingsAndNoEngine) {
+TEST_F(Report, SaysThatSettingsAndEngineAreUnknown) {
     environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
     const std::string text = check({"--logcfg", "vlog.cfg", "-i", "missing"}).output;
-    EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: none\n\nLog rules (vlog.cfg), "),
+    EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: unknown\n\nLog rules (vlog.cfg), "),
               std::string::npos)
         << text;
 }

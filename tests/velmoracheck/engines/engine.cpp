@@ -5,6 +5,7 @@
 //   WITH_PLUGIN     loads a library at its start that uses its symbols
 //   WITH_UNDEFINED  calls, where nobody gets to, a function that nobody has
 //
+// ENGINE_LOADS is "slowly" for 6 s that pass before the program begins.
 // ENGINE_DOUBLE_RECORD is the file to which a line is appended for each server. ENGINE_SERVES says
 // what velmoraLightServer_create does: "at once" (also without it) or "later" it listens, "never"
 // it does not, "refuses" it says why and returns null, "crashes".
@@ -18,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "velmora_light_api_server.h"
@@ -61,6 +63,13 @@ extern "C" void nobodyHasThisFunction();
 }  // namespace
 
 extern "C" {
+
+[[gnu::constructor]] void takeTime() {
+    const char* how = std::getenv("ENGINE_LOADS");
+    if (how != nullptr && std::string_view(how) == "slowly") {
+        ::sleep(6);
+    }
+}
 
 #ifdef WITH_PLUGIN
 [[gnu::visibility("default")]] int valueOfTheEngine() {

@@ -52,7 +52,8 @@ public:
     // Once all files are known.
     void checkBackups() {
         for (const auto& [identity, file] : files) {
-            if (const auto other = files.find(file.backup); other != files.end()) {
+            const auto other = file.backup.empty() ? files.end() : files.find(file.backup);
+            if (other != files.end()) {
                 findings.error({path, other->second.line}, inQuotes(other->second.name),
                                " is also the backup of ", inQuotes(file.name),
                                ", which overwrites it: choose another name");
@@ -65,15 +66,21 @@ private:
                    const LogRule& rule) {
         const Place place{path, rule.line};
         const auto [found, isNew] = files.try_emplace(identity, Seen{name, limit, rule.line, {}});
+        const bool isFifo = isWritableFifo(name);
         if (isNew) {
             checkConsoleName(name, place);
-            checkWritable("destination", name, place);
+            if (isFifo) {
+                findings.warning(place, "destination ", inQuotes(name),
+                                 " is a FIFO: while nobody reads it, no file gets a line");
+            } else {
+                checkWritable("destination", name, place);
+            }
         } else if (found->second.limit != limit) {
             findings.warning(place, inQuotes(name), " has the limit ", limit, " here and ",
                              found->second.limit, " in line ", found->second.line,
                              ": give it one limit");
         }
-        if (limit > 0) {
+        if (limit > 0 && !isFifo) {  // nothing is ever taken out of a FIFO
             checkLimit(name, limit, rule, found->second);
         }
     }

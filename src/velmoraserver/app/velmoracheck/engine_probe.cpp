@@ -38,8 +38,8 @@ std::string contentOf(int file) {
     return text;
 }
 
-// The program that is linked with the engine as the daemon is, while it runs. What it starts is in
-// a process group with it; whatever it does, all of that is gone when the object is.
+// The program that is linked with the engine as the daemon is, while it runs. It has a process
+// group of its own: with the object all of that group is gone, but not what has left it.
 class Child {
 public:
     // With the numbers of a server, in the order of the program's arguments, or without any.
@@ -159,13 +159,13 @@ EngineProbe probeEngine() {
     if (child.achieves([&] { return child.texts().size() == 3; }, answerTime)) {
         const std::vector<std::string> texts = child.texts();
         const std::string file = std::filesystem::path(texts[0]).lexically_normal().string();
-        return {Engine{file, texts[1], texts[2]}, {}};
+        return {Engine{file, texts[1], texts[2]}, {}, false};
     }
     if (!child.hasEnded()) {
-        return {std::nullopt, joined("does not answer within ", answerTime.count(), " ms")};
+        return {std::nullopt, joined("does not answer within ", answerTime.count(), " ms"), true};
     }
     const std::string ending = child.end();
-    return {std::nullopt, ending + " when it is asked for its version" + child.said()};
+    return {std::nullopt, ending + " when it is asked for its version" + child.said(), false};
 }
 
 Rehearsal rehearse(const qor::Settings& settings) {

@@ -24,10 +24,11 @@ struct Engine {
 struct EngineProbe {
     std::optional<Engine> engine;
     std::string problem;  // without an engine: what is wrong with it
+    bool isLate = false;  // ... which is only that it has not answered yet
 };
 
 // Asks the engine that the daemon would load for its version and build, within 5 s. A process of
-// its own does so: an engine that crashes, ends it or never answers is a problem like any other.
+// its own does so: an engine that crashes, ends it or never answers harms nobody else.
 [[nodiscard]] EngineProbe probeEngine();
 
 struct Rehearsal {

@@ -57,9 +57,10 @@ std::string identityOf(const std::string& path) {
         return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
     }
     std::error_code error;
-    return std::filesystem::weakly_canonical(std::filesystem::absolute(vos::creationPath(path)),
-                                             error)
-        .string();
+    const std::filesystem::path name = std::filesystem::absolute(vos::creationPath(path));
+    const std::filesystem::path canonical = std::filesystem::weakly_canonical(name, error);
+    // Of a folder that cannot be entered the names are all that is known.
+    return (error ? name.lexically_normal() : canonical).string();
 }
 
 std::string whyNotWritable(const std::string& path) {
@@ -73,9 +74,17 @@ std::string whyNotWritable(const std::string& path) {
     if (S_ISDIR(status.st_mode)) {
         return message(EISDIR);
     }
-    return S_ISCHR(status.st_mode) ? whyNotAccessible(path, W_OK)
-           : isOwnPipe(status)     ? ""
-                                   : "It is no regular file";
+    if (isOwnPipe(status)) {
+        return {};
+    }
+    const std::string why = whyNotAccessible(path, W_OK);
+    return !why.empty() || S_ISCHR(status.st_mode) ? why : "It is no regular file";
+}
+
+bool isWritableFifo(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) && !isOwnPipe(status) &&
+           whyNotAccessible(path, W_OK).empty();
 }
 
 std::string whyNotReadable(const std::string& path) {

@@ -10,9 +10,13 @@ namespace velmoracheck {
 
 // Why a file could not be appended to, or made where there is none; empty when nothing is in the
 // way. Where there is no file, the permissions of its directory are looked at. A FIFO or a socket
-// counts as not writable, since the daemon would wait for its reader, but for a pipe that is
-// standard output or standard error: the daemon, started in this place, would have it too.
+// is no such file, but for a pipe that is standard output or standard error: the daemon, started in
+// this place, would have it too.
 [[nodiscard]] std::string whyNotWritable(const std::string& path);
+
+// Whether a file is another FIFO that this user may write to, which the daemon does once somebody
+// reads it. It is not opened: that would end its reader.
+[[nodiscard]] bool isWritableFifo(const std::string& path);
 
 // Why a file that is there could not be read; empty when nothing is in the way.
 [[nodiscard]] std::string whyNotReadable(const std::string& path);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -54,9 +55,10 @@ InputFile readInput(const std::string& path) {
         return {InputFile::Directory, "is a directory"};
     }
     if (S_ISFIFO(status.st_mode)) {
-        return {InputFile::Refused, "is a FIFO, for which the daemon would wait"};
+        return {InputFile::Refused, "is a pipe, which is not read here"};
     }
-    if (!S_ISREG(status.st_mode)) {
+    const bool isNull = S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
+    if (!S_ISREG(status.st_mode) && !isNull) {
         return {InputFile::Refused, "is not a regular file"};
     }
     if (static_cast<std::size_t>(status.st_size) > longestFile) {

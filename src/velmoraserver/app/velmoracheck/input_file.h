@@ -18,8 +18,9 @@ struct InputFile {
     std::string text;  // what was read; otherwise why not: "cannot be opened: ..."
 };
 
-// Reads a regular file of at most 4 MiB. Everything else is refused without being opened, so that
-// this never waits (for the writer of a FIFO) and never runs out of memory.
+// Reads a regular file of at most 4 MiB, or /dev/null, which is empty. Everything else is refused
+// without being opened, so that this never waits (for the writer of a FIFO) and never runs out of
+// memory.
 [[nodiscard]] InputFile readInput(const std::string& path);
 
 // Finds what no text file has: zero bytes (an error), lines of many thousand characters (a

@@ -103,10 +103,14 @@ void checkAll(const Invocation& invocation, Report& report) {
     }
     const int port = checkPort(report, iniFile);
     report.log = checkLog(logNameOf(parser), iniFile, report.findings);
-    if (!report.engine) {
+    if (!report.engine && !probe.isLate) {
         report.findings.error({engineLibrary, 1}, "the engine cannot be used: ", probe.problem);
     } else if (invocation.rehearse && report.settings) {
         checkRehearsal(report, port);
+    } else if (!report.engine) {
+        report.findings.warning({engineLibrary, 1}, "the engine ", probe.problem,
+                                ": its version is not known; see with --rehearse whether it "
+                                "serves");
     }
 }
 

@@ -45,7 +45,7 @@ std::optional<std::size_t> shortestLine(const VLogConfig::Entry& rule,
                           "Error to open file " + *iniFile);
     }
     if (rule.topic == loggerTopic && rule.level == VLogConfig::INFO) {
-        return lineLength(rule, "vlog", 100, "VLib log session started");
+        return lineLength(rule, "vlog", 77, "VLib log session started");
     }
     return std::nullopt;  // LOGGER CRITICAL: its one line tells that there is no such file
 }

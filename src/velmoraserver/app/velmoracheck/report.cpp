@@ -114,7 +114,7 @@ std::string settingsText(const Json& settings) {
 
 std::string engineText(const Json& engine) {
     return engine.is_null()
-               ? "Engine: none\n"
+               ? "Engine: unknown\n"
                : "Engine\n" + table({{engine["version"], "build " + std::string(engine["build"]),
                                       engine["file"]}});
 }
