@@ -12,7 +12,7 @@ help_if_asked "$@"
 
 case "${1-}" in
   '') ;;
-  *) die "unknown argument '$1': there is none but --help" ;;
+  *) die "unknown argument '$1': only --help is known" ;;
 esac
 
 # What the daemon reads: a copy of config/velmora.ini, line by line, with numbers for this machine.

@@ -9,7 +9,7 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 help_if_asked "$@"
-(($# == 0)) || die "unknown argument '$1': there is none but --help"
+(($# == 0)) || die "unknown argument '$1': only --help is known"
 
 cd "$root"
 version=$(version_of_project)

@@ -103,6 +103,6 @@ constexpr Signal signals[] = {{"Terminate", SIGTERM, "signal 15"},
                               {"Interrupt", SIGINT, "signal 2"},
                               {"HangUp", SIGHUP, "signal 1"},
                               {"User", SIGUSR1, "signal 10"}};
-INSTANTIATE_TEST_SUITE_P(Sent, DaemonSignal, testing::ValuesIn(signals), rowName);
+INSTANTIATE_TEST_SUITE_P(Signals, DaemonSignal, testing::ValuesIn(signals), rowName);
 
 }  // namespace

@@ -81,6 +81,11 @@ TEST(FormatString, SkipsALineOfBlanks) {
     EXPECT_EQ(formatString("abc      d", 3, 0), "abc\nd");
 }
 
+TEST(FormatString, SkipsBlanksAtTheEndAndBeforeALineFeed) {
+    EXPECT_EQ(formatString("ab     \n  cd    ", 20, 0), "ab\ncd\nd");
+    EXPECT_EQ(formatString("    ", 20, 0), "");
+}
+
 TEST(FormatString, ReturnsTheTextWhenTheIndentIsNotLessThanTheWidth) {
     EXPECT_EQ(formatString("abc", 4, 4), "abc");
     EXPECT_EQ(formatString(" a\n\n b ", 4, 5), " a\n\n b ");

@@ -88,12 +88,13 @@ TEST_P(SplitOptionAndValue, GivesNameAndValue) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Grammar, SplitOptionAndValue,
+    Elements, SplitOptionAndValue,
     testing::Values(SplitRow{"NameAndValue", "port=80", true, "port", "80"},
                     SplitRow{"InnerEqualsSignIsDropped", "a=b=c", true, "a", "bc"},
                     SplitRow{"RunOfEqualsSignsCountsOnce", "a==b", true, "a", "b"},
                     SplitRow{"LeadingEqualsSignIsSkipped", "=a=b", true, "a", "b"},
                     SplitRow{"TrailingEqualsSignIsSkipped", "a=b=", true, "a", "b"},
+                    SplitRow{"NoOtherMarkSplits", "a=b!c", true, "a", "b!c"},
                     SplitRow{"NoEqualsSign", "port", false, "port", ""},
                     SplitRow{"NoValue", "a=", false, "a=", ""},
                     SplitRow{"NoName", "=a", false, "=a", ""},

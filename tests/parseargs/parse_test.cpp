@@ -97,6 +97,13 @@ TEST_F(Parse, TakesANullVectorForNoElements) {
     EXPECT_EQ(parser.parse(3, nullptr), ArgvParser::NoParserError);
 }
 
+TEST_F(Parse, DoesNotLookAtTheProgramsName) {
+    ArgumentVector elements({"prog", "file"});
+    elements.argv()[0] = nullptr;
+    EXPECT_EQ(parser.parse(elements.argc(), elements.argv()), ArgvParser::NoParserError);
+    EXPECT_EQ(parser.allArguments(), Arguments{"file"});
+}
+
 TEST_F(Parse, EndsAtANullPointer) {
     ArgumentVector elements({"prog", "file"});
     EXPECT_EQ(parser.parse(elements.argc() + 1, elements.argv()), ArgvParser::NoParserError);

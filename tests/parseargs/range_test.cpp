@@ -56,6 +56,7 @@ INSTANTIATE_TEST_SUITE_P(Ranges, ExpandRange,
                                          RangeRow{"WithBlanks", "1 - 3", true, {1, 2, 3}},
                                          RangeRow{"WithTwoDashes", "1--3", true, {1, 2, 3}},
                                          RangeRow{"WithDashesAround", "-1-3-", true, {1, 2, 3}},
+                                         RangeRow{"ToAMarkIsToZero", "1-!", true, {1, 0}},
                                          RangeRow{"FromTextIsFromZero", "x-2", true, {0, 1, 2}}),
                          rowName);
 

@@ -92,7 +92,7 @@ const End ends[] = {
     {"ExitWithoutDeletingTheLogger", {"exit"}, "exit 0", 1},
     {"ExitAfterDeletingTheLogger", {"delete"}, "exit 0", 21},
 };
-INSTANTIATE_TEST_SUITE_P(By, VLogProcessEnd, testing::ValuesIn(ends), rowName);
+INSTANTIATE_TEST_SUITE_P(Ends, VLogProcessEnd, testing::ValuesIn(ends), rowName);
 
 TEST_F(VLogProcess, FindsTwoHundredOfTwoHundredFiftyLinesOfOnePeriodInTheFile) {
     EXPECT_EQ(start({file, "0", "251", "wait", "delete"})->waitForEnd(), "exit 0");

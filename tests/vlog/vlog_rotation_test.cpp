@@ -273,6 +273,17 @@ TEST_F(VLogRotation, EmptiesTheSameFileThatItCopies) {
     EXPECT_EQ(readFile(backup), "content");
 }
 
+TEST_F(VLogRotation, LeavesAFileThatMayNotBeEmptied) {
+    writeFile(file, std::string(100, 'x'));
+    fs::permissions(file, fs::perms::owner_read);
+    {
+        const BoundByPermissions user;
+        log.rotateFile(file, 1);
+    }
+    EXPECT_EQ(fs::file_size(file), 100U);
+    EXPECT_FALSE(fs::exists(backup));
+}
+
 // Its size is not known to who may not read it.
 TEST_F(VLogRotation, LeavesAFileThatMayNotBeRead) {
     writeFile(file, std::string(100, 'x'));

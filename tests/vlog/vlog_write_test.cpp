@@ -56,6 +56,17 @@ TEST_F(VLogWrite, DeliversToTheRuleOfExactlyTopicAndLevel) {
     EXPECT_THAT(sink.lines(), ElementsAre("[A        : 0x002A : INFO] -> hello\r\n"));
 }
 
+TEST_F(VLogWrite, DeliversUnderEachOfAThousandTopics) {
+    const CapturingSink sink(log);
+    for (int i = 0; i < 1000; ++i) {
+        const std::string topic = std::to_string(i * 7919);
+        log.addTopic(topic, INFO, VLogConfig::SIMPLE, {}, {});
+        log.write(topic, 1, INFO, "call.cpp", 12, "%s", "hello");
+        EXPECT_THAT(sink.last(), testing::HasSubstr(topic));
+        log.removeTopic(topic, INFO);
+    }
+}
+
 TEST_F(VLogWrite, DropsALevelWithoutARule) {
     route({"[STDOUT]", file});
     const CapturingSink sink(log);

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -51,6 +53,17 @@ TEST_F(CanAppendTo, LeavesNoNewFileBehind) {
 TEST_F(CanAppendTo, IsFalseInAMissingDirectory) {
     EXPECT_FALSE(vos::canAppendTo(directory.path("missing/file")));
     EXPECT_TRUE(fs::is_empty(directory.path()));
+}
+
+TEST_F(CanAppendTo, IsFalseForASocket) {
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof name.sun_path);
+    path.copy(name.sun_path, path.size());
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&name), sizeof name), 0);
+    EXPECT_FALSE(vos::canAppendTo(path));
+    ::close(listener);
 }
 
 TEST_F(CanAppendTo, IsFalseBelowAFile) {

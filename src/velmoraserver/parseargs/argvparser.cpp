@@ -75,10 +75,13 @@ std::string joinLabels(const std::list<std::string>& labels, const char* marker)
     return line;
 }
 
-// The command line up to the first null pointer.
+// The command line up to the first null pointer behind the program's name.
 std::span<char*> elementsOf(int argc, char** argv) {
-    int count = 0;
-    while (argv != nullptr && count < argc && argv[count] != nullptr) {
+    if (argv == nullptr || argc < 1) {
+        return {};
+    }
+    int count = 1;
+    while (count < argc && argv[count] != nullptr) {
         ++count;
     }
     return {argv, static_cast<std::size_t>(count)};
@@ -173,7 +176,8 @@ std::string formatString(const std::string& text, unsigned int width, unsigned i
         const std::size_t gap = line.find_last_of(whitespace);
         // Counted from the trimmed text, not from the piece that it was taken of.
         if (piece.length() < line_length) {
-            position += line.length() + 1;
+            // Blanks alone give nothing: they are passed over at once.
+            position += (line.empty() ? piece.length() : line.length()) + 1;
         } else if (gap == std::string::npos) {
             position += line_length;
         } else {

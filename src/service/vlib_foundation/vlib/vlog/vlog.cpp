@@ -299,7 +299,8 @@ void VLog::rotateFile(std::string filename, size_t maxFileSize) {
     // What is no regular file has no size. To open a FIFO would mean to wait for who writes to it.
     const std::uintmax_t size = std::filesystem::file_size(filename, error);
     VFile file;
-    if (error || size <= maxFileSize || !file.open(filename.c_str(), "rb")) {
+    // Opened for writing too: a file that cannot be emptied would be copied for each of its lines.
+    if (error || size <= maxFileSize || !file.open(filename.c_str(), "r+b")) {
         return;
     }
     file.close();

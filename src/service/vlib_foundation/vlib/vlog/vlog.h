@@ -117,7 +117,7 @@ public:
     // When the file is larger than maxFileSize bytes, makes filename + ".bkp" a copy of it, with
     // its permissions where they may be set, and empties it. Empties it also when the copy cannot
     // be made or not completely. Leaves alone what is no regular file, or cannot be opened for
-    // reading.
+    // reading and writing.
     void rotateFile(std::string filename, size_t maxFileSize);
 
 private:

@@ -32,7 +32,7 @@ bool canAppendTo(const std::string& path) {
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     if (status.type() != fs::file_type::not_found) {
-        return !fs::is_directory(status) && isPermitted(path, W_OK);
+        return !fs::is_directory(status) && !fs::is_socket(status) && isPermitted(path, W_OK);
     }
     const fs::path created = creationPath(path);
     const fs::path directory = created.has_parent_path() ? created.parent_path() : ".";
