@@ -41,9 +41,11 @@ public:
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-            ::close(descriptor);
-            throw std::runtime_error(std::string("cannot connect: ") + std::strerror(errno));
+        while (::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+            if (errno != EINTR) {
+                ::close(descriptor);
+                throw std::runtime_error(std::string("cannot connect: ") + std::strerror(errno));
+            }
         }
     }
     ~HttpClient() { ::close(descriptor); }
