@@ -133,8 +133,8 @@ asio::awaitable<void> HttpServer::Implementation::awaitChange(
 }
 
 bool HttpServer::Implementation::mayAccept() const {
-    return connections_.size() <
-           static_cast<std::size_t>(context_.config.conns + context_.limits.maxVisitors);
+    return connections_.size() < static_cast<std::size_t>(context_.config.conns) +
+                                     static_cast<std::size_t>(context_.limits.maxVisitors);
 }
 
 void HttpServer::Implementation::begin(Socket socket) {
