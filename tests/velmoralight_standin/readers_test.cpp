@@ -392,7 +392,9 @@ TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
 }
 
 TEST(LargePictures, GiveTheirTurnBackWhenTheClientLeaves) {
-    const ScriptedServer server(2);
+    Limits limits;
+    limits.pictureTime = 30s;
+    const ScriptedServer server(2, limits);
     HttpClient patient(server.port);
     patient.send(httpRequest("POST", "/v1/recognize", "memory 400 4000"));
     EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
