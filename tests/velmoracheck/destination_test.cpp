@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -16,6 +17,13 @@ protected:
     // The findings for one more rule, in line 3.
     [[nodiscard]] std::string findings(const std::string& files, const std::string& sizes) {
         return checkLog(goodLog + ("LOGGER;INFO;FULL;" + files + ";" + sizes + "\n")).output;
+    }
+    // For x.log, of which its permissions are what is wrong.
+    void expectDenied() {
+        becomeUnprivileged();
+        EXPECT_THAT(findings("x.log", "0"),
+                    testing::HasSubstr("vlog.cfg:3: error: destination 'x.log' cannot be written: "
+                                       "Permission denied\n"));
     }
 };
 
@@ -61,12 +69,7 @@ TEST_F(Destination, IsAFifoWhoseReaderStays) {
 
 TEST_F(Destination, IsNoFifoThatTheUserMayNotWrite) {
     ASSERT_EQ(::mkfifo(directory.path("x.log").c_str(), 0444), 0);
-    becomeUnprivileged();
-    const std::string found = findings("x.log", "0");
-    EXPECT_NE(found.find("vlog.cfg:3: error: destination 'x.log' cannot be written: Permission "
-                         "denied\n"),
-              std::string::npos)
-        << found;
+    expectDenied();
 }
 
 TEST_F(Destination, IsNoSocket) {
@@ -121,12 +124,7 @@ TEST_F(Destination, IsTheSameUnderTwoNamesBehindALinkLoop) {
 TEST_F(Destination, MustBeWritableByTheUser) {
     writeFile(directory.path("x.log"), "");
     std::filesystem::permissions(directory.path("x.log"), std::filesystem::perms(0444));
-    becomeUnprivileged();
-    const std::string found = findings("x.log", "0");
-    EXPECT_NE(found.find("vlog.cfg:3: error: destination 'x.log' cannot be written: Permission "
-                         "denied\n"),
-              std::string::npos)
-        << found;
+    expectDenied();
 }
 
 TEST_F(Destination, NeedsABackupThatCanBeWrittenWhenItIsLimited) {

@@ -49,6 +49,16 @@ protected:
         queue(text);
         log.dumpToFile();
     }
+    void expectLeftAloneWith(fs::perms permissions) {
+        writeFile(file, std::string(100, 'x'));
+        fs::permissions(file, permissions);
+        {
+            const BoundByPermissions user;
+            log.rotateFile(file, 1);
+        }
+        EXPECT_EQ(fs::file_size(file), 100U);
+        EXPECT_FALSE(fs::exists(backup));
+    }
 
     TemporaryDirectory directory;
     const std::string file = directory.path("log");
@@ -274,26 +284,12 @@ TEST_F(VLogRotation, EmptiesTheSameFileThatItCopies) {
 }
 
 TEST_F(VLogRotation, LeavesAFileThatMayNotBeEmptied) {
-    writeFile(file, std::string(100, 'x'));
-    fs::permissions(file, fs::perms::owner_read);
-    {
-        const BoundByPermissions user;
-        log.rotateFile(file, 1);
-    }
-    EXPECT_EQ(fs::file_size(file), 100U);
-    EXPECT_FALSE(fs::exists(backup));
+    expectLeftAloneWith(fs::perms::owner_read);
 }
 
 // Its size is not known to who may not read it.
 TEST_F(VLogRotation, LeavesAFileThatMayNotBeRead) {
-    writeFile(file, std::string(100, 'x'));
-    fs::permissions(file, fs::perms::owner_write);
-    {
-        const BoundByPermissions user;
-        log.rotateFile(file, 1);
-    }
-    EXPECT_EQ(fs::file_size(file), 100U);
-    EXPECT_FALSE(fs::exists(backup));
+    expectLeftAloneWith(fs::perms::owner_write);
 }
 
 TEST_F(VLogRotation, AFifoWithAReaderKeepsNoLineFromOtherFiles) {
