@@ -17,9 +17,9 @@ cp "$1/packaging/debian/changelog" packaging/debian/
 cp "$1/.gitignore" "$1/CMakeLists.txt" .
 version=$(sed -n 's/^project(velmora VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 printf '# Changelog\n\n## %s - 2026-11-21\n' "$version" >CHANGELOG.md
-# gates STATUS [TEXT]: what .ci/run shall end with, and say.
+# gates STATUS [TEXT]: what .ci/run shall end with, and say, when it is asked for all gates.
 gates() {
-  printf '#!/bin/sh\necho "%s"\nexit %s\n' "${2-}" "$1" >.ci/run
+  printf '#!/bin/sh\necho "%s"\n[ "$*" = --all ] && exit %s\nexit 2\n' "${2-}" "$1" >.ci/run
   chmod +x .ci/run
   commit
 }
