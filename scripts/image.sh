@@ -98,4 +98,7 @@ kubectl kustomize "$root/packaging/kubernetes" >"$place/manifests.yaml"
 
 logged 'saving it' buildah push "localhost/velmoraserviced:$version" \
   "docker-archive:$archive:localhost/velmoraserviced:$version"
+
+say 'running the commands of the pages'
+"$root/tests/docs/containers_test.py" "$root"
 say "image: all of it is as it should be; podman load -i build/image/velmoraserviced.tar"
