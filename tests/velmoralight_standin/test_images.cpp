@@ -64,6 +64,17 @@ std::string compress(const std::vector<uint8_t>& samples, int width, int height,
     return file;
 }
 
+// Some of the inks CMYK show the image, the others are `rest` everywhere.
+std::string compressInks(const GreyImage& image, const std::string& inks, uint8_t rest) {
+    std::vector<uint8_t> samples;
+    for (const uint8_t grey : image.pixels) {
+        for (const char ink : {'C', 'M', 'Y', 'K'}) {
+            samples.push_back(inks.find(ink) == std::string::npos ? rest : grey);
+        }
+    }
+    return compress(samples, image.width, image.height, TJPF_CMYK, TJSAMP_444, 90);
+}
+
 // Three samples a pixel.
 std::vector<uint8_t> coloured(const GreyImage& image, Colour black, Colour white) {
     const auto mixed = [](uint8_t grey, uint8_t from, uint8_t to) {
@@ -218,10 +229,26 @@ std::string encodeProgressiveJpeg(const GreyImage& image) {
                     TJSAMP_444, 90, TJFLAG_PROGRESSIVE);
 }
 
-std::string encodeCmykJpeg(int width, int height) {
-    const std::vector<uint8_t> samples(static_cast<size_t>(width) * static_cast<size_t>(height) *
-                                       4);
-    return compress(samples, width, height, TJPF_CMYK, TJSAMP_444, 90);
+std::string encodeInkJpeg(const GreyImage& image) {
+    return compressInks(image, "K", 255);
+}
+
+std::string encodeColourInkJpeg(const GreyImage& image) {
+    return compressInks(image, "CM", 255);
+}
+
+// TurboJPEG mixes the three colours as other files mix red, green and blue, and says so in a
+// segment. Read without the mixing, what was none of them is all of the first and half of the
+// others.
+std::string encodeUnmixedInkJpeg(const GreyImage& image) {
+    std::string file = compressInks(image, "K", 0);
+    file[file.find("Adobe") + 11] = 0;
+    return file;
+}
+
+std::string encodePlainInkJpeg(const GreyImage& image) {
+    std::string file = compressInks(inverted(image), "K", 255);
+    return file.erase(file.find("\xff\xee"), 16);
 }
 
 std::string encodeWebp(const GreyImage& image, float quality) {
