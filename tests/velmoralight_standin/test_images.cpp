@@ -388,7 +388,8 @@ public:
             if (count % 8 == 0) {
                 bytes.push_back('\0');
             }
-            bytes.back() = static_cast<char>(bytes.back() | (number >> i & 1U) << count % 8);
+            const auto before = static_cast<unsigned char>(bytes.back());
+            bytes.back() = static_cast<char>(before | (number >> i & 1U) << count % 8);
         }
     }
     std::string bytes;
