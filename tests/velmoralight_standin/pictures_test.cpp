@@ -223,6 +223,30 @@ TEST(Pictures, JpegThatEndsBeforeItsDataIsRefused) {
     }
 }
 
+TEST(Pictures, JpegWithAThumbnailIsTakenForThePicture) {
+    const std::string file = withThumbnail(encodeJpeg(code()), encodeJpeg(plain(160, 120)));
+    EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
+    EXPECT_EQ(answerFor(file)["image"]["width"], code().width);
+}
+
+TEST(Pictures, JpegIsReadWhateverFollowsIt) {
+    const std::string file = encodeJpeg(code());
+    // A film of the moment before, or the picture's brighter half.
+    EXPECT_THAT(symbolsIn(file +
+                          std::string("\0\0\0\x18"
+                                      "ftypmp42",
+                                      12) +
+                          std::string(5000, 'm')),
+                ElementsAre(kCodeText));
+    EXPECT_THAT(symbolsIn(file + encodeProgressiveJpeg(plain(900, 900))), ElementsAre(kCodeText));
+}
+
+TEST(Pictures, FrameOfAWebcamIsRead) {
+    const std::string file = withoutHuffmanTables(encodeColourJpeg(code()));
+    ASSERT_EQ(file.find("\xff\xc4"), std::string::npos);
+    EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
+}
+
 TEST(Pictures, DarkColoursStayDark) {
     // As light, the two differ little; as bytes, they do.
     constexpr Colour kDarkRed = {110, 10, 20};

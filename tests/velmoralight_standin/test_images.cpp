@@ -153,6 +153,12 @@ std::string bigEndian(size_t number, int bytes) {
     return text;
 }
 
+std::string withExif(const std::string& jpeg, const std::string& block) {
+    const std::string segment = std::string("Exif\0\0", 6) + block;
+    return jpeg.substr(0, 2) + "\xff\xe1" + bigEndian(segment.size() + 2, 2) + segment +
+           jpeg.substr(2);
+}
+
 }  // namespace
 
 GreyImage plain(int width, int height, uint8_t grey) {
@@ -373,9 +379,20 @@ std::string exifBlock(int orientation) {
 }
 
 std::string withOrientation(const std::string& jpeg, int orientation) {
-    const std::string segment = std::string("Exif\0\0", 6) + exifBlock(orientation);
-    return jpeg.substr(0, 2) + "\xff\xe1" + bigEndian(segment.size() + 2, 2) + segment +
-           jpeg.substr(2);
+    return withExif(jpeg, exifBlock(orientation));
+}
+
+std::string withThumbnail(const std::string& jpeg, const std::string& thumbnail) {
+    return withExif(jpeg, exifBlock(1) + thumbnail);
+}
+
+std::string withoutHuffmanTables(const std::string& jpeg) {
+    std::string file = jpeg;
+    for (size_t at = 0; (at = file.find("\xff\xc4", at)) < file.find("\xff\xda");) {
+        const auto size = static_cast<unsigned char>(file[at + 3]);  // below 256
+        file.erase(at, size_t{2} + size);
+    }
+    return file;
 }
 
 namespace {

@@ -72,6 +72,10 @@ std::string withPngChunks(const std::string& png, const std::string& chunks);
 // The file as a camera writes it that was held another way; 1 to 8, as EXIF has it.
 std::string withOrientation(const std::string& jpeg, int orientation);
 std::string exifBlock(int orientation);
+// The file with a small picture of its own before the picture, as cameras write it.
+std::string withThumbnail(const std::string& jpeg, const std::string& thumbnail);
+// The file without the code tables, as a frame of a webcam's film is one.
+std::string withoutHuffmanTables(const std::string& jpeg);
 // A lossless WebP file in the extended form, with the block after its picture.
 std::string withWebpExif(const std::string& webp, const std::string& block);
 
