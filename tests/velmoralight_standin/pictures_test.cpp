@@ -172,6 +172,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Encoding{"GreyJpeg", "jpeg", [](const GreyImage& i) { return encodeJpeg(i); }},
                     Encoding{"ColourJpeg", "jpeg", encodeColourJpeg},
                     Encoding{"ProgressiveJpeg", "jpeg", encodeProgressiveJpeg},
+                    Encoding{"InkJpeg", "jpeg", encodeInkJpeg},
+                    Encoding{"ColourInkJpeg", "jpeg", encodeColourInkJpeg},
+                    Encoding{"UnmixedInkJpeg", "jpeg", encodeUnmixedInkJpeg},
+                    Encoding{"PlainInkJpeg", "jpeg", encodePlainInkJpeg},
                     Encoding{"LossyWebp", "webp", [](const GreyImage& i) { return encodeWebp(i); }},
                     Encoding{"LosslessWebp", "webp", encodeLosslessWebp},
                     Encoding{"TransparentWebp", "webp", encodeTransparentWebp}),
@@ -217,6 +221,30 @@ TEST(Pictures, JpegThatEndsBeforeItsDataIsRefused) {
     for (size_t size = 3; size <= scan + 10; ++size) {
         EXPECT_EQ(recognize(file.substr(0, size)).code, VELMORA_LIGHT_ERROR_INVALID_IMAGE) << size;
     }
+}
+
+TEST(Pictures, JpegWithAThumbnailIsTakenForThePicture) {
+    const std::string file = withThumbnail(encodeJpeg(code()), encodeJpeg(plain(160, 120)));
+    EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
+    EXPECT_EQ(answerFor(file)["image"]["width"], code().width);
+}
+
+TEST(Pictures, JpegIsReadWhateverFollowsIt) {
+    const std::string file = encodeJpeg(code());
+    // A film of the moment before, or the picture's brighter half.
+    EXPECT_THAT(symbolsIn(file +
+                          std::string("\0\0\0\x18"
+                                      "ftypmp42",
+                                      12) +
+                          std::string(5000, 'm')),
+                ElementsAre(kCodeText));
+    EXPECT_THAT(symbolsIn(file + encodeProgressiveJpeg(plain(900, 900))), ElementsAre(kCodeText));
+}
+
+TEST(Pictures, FrameOfAWebcamIsRead) {
+    const std::string file = withoutHuffmanTables(encodeColourJpeg(code()));
+    ASSERT_EQ(file.find("\xff\xc4"), std::string::npos);
+    EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
 }
 
 TEST(Pictures, DarkColoursStayDark) {

@@ -4,12 +4,14 @@
 
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "test_images.h"
 #include "velmoralight_standin/reader/base64.h"
 #include "velmoralight_standin/reader/exif.h"
 #include "velmoralight_standin/reader/grey.h"
 #include "velmoralight_standin/reader/jpeg_layout.h"
+#include "velmoralight_standin/reader/jpeg_reader.h"
 #include "velmoralight_standin/reader/utf8.h"
 
 namespace {
@@ -20,6 +22,13 @@ standin::Bytes bytesOf(std::string_view text) {
 
 standin::JpegLayout layoutOf(std::string_view file) {
     return standin::jpegLayout(bytesOf(file));
+}
+
+// The first pixel of a JPEG file.
+uint8_t greyIn(const std::string& file) {
+    const auto info = standin::inspectJpeg(bytesOf(file), standin::Limits());
+    const auto pixels = standin::decodeJpeg(bytesOf(file), std::get<standin::ImageInfo>(info));
+    return std::get<standin::GreyPixels>(pixels).front();
 }
 
 }  // namespace
@@ -112,4 +121,38 @@ TEST(ReaderJpegLayout, FindsNoFrameWhereverTheHeaderIsCut) {
     for (size_t size = 3; size < frame + 13; ++size) {
         EXPECT_EQ(layoutOf(file.substr(0, size)).componentCount, 0U) << size;
     }
+}
+
+TEST(ReaderJpegLayout, TellsWhichInksAreInverted) {
+    EXPECT_TRUE(layoutOf(encodeInkJpeg(plain(8, 8))).inksAreInverted);
+    EXPECT_FALSE(layoutOf(encodePlainInkJpeg(plain(8, 8))).inksAreInverted);
+}
+
+TEST(ReaderJpegLayout, TakesNoShortSegmentForTheOneThatInverts) {
+    std::string file = encodeInkJpeg(plain(8, 8));
+    const size_t name = file.find("Adobe");
+    file[name - 1] = 13;  // the size of the segment, itself included
+    file.erase(name + 11, 1);
+    EXPECT_FALSE(layoutOf(file).inksAreInverted);
+}
+
+TEST(ReaderJpegInks, BecomeTheGreyOfTheirColoursOnWhitePaper) {
+    EXPECT_NEAR(greyIn(encodeInkJpeg(plain(8, 8))), 255, 2);
+    EXPECT_NEAR(greyIn(encodeInkJpeg(plain(8, 8, 100))), 100, 2);
+    EXPECT_NEAR(greyIn(encodeInkJpeg(plain(8, 8, 0))), 0, 2);
+    EXPECT_NEAR(greyIn(encodeColourInkJpeg(plain(8, 8, 0))), standin::greyOf(0, 0, 255), 2);
+}
+
+TEST(ReaderJpegInks, AreTakenAsTheFileHasThem) {
+    const unsigned unmixed = standin::greyOf(255, 128, 128);
+    EXPECT_NEAR(greyIn(encodeUnmixedInkJpeg(plain(8, 8))), unmixed, 2);
+    EXPECT_NEAR(greyIn(encodeUnmixedInkJpeg(plain(8, 8, 0))), 0, 2);
+    EXPECT_NEAR(greyIn(encodePlainInkJpeg(plain(8, 8))), unmixed, 2);
+    EXPECT_NEAR(greyIn(encodePlainInkJpeg(plain(8, 8, 0))), 0, 2);
+}
+
+TEST(ReaderJpegInks, AreCountedInTheMemoryForDecoding) {
+    const auto info =
+        standin::inspectJpeg(bytesOf(encodeInkJpeg(plain(30, 20))), standin::Limits());
+    EXPECT_EQ(std::get<standin::ImageInfo>(info).decodingMemory, 30U * 20 * (4 + 1));
 }

@@ -64,6 +64,17 @@ std::string compress(const std::vector<uint8_t>& samples, int width, int height,
     return file;
 }
 
+// Some of the inks CMYK show the image, the others are `rest` everywhere.
+std::string compressInks(const GreyImage& image, const std::string& inks, uint8_t rest) {
+    std::vector<uint8_t> samples;
+    for (const uint8_t grey : image.pixels) {
+        for (const char ink : {'C', 'M', 'Y', 'K'}) {
+            samples.push_back(inks.find(ink) == std::string::npos ? rest : grey);
+        }
+    }
+    return compress(samples, image.width, image.height, TJPF_CMYK, TJSAMP_444, 90);
+}
+
 // Three samples a pixel.
 std::vector<uint8_t> coloured(const GreyImage& image, Colour black, Colour white) {
     const auto mixed = [](uint8_t grey, uint8_t from, uint8_t to) {
@@ -142,6 +153,12 @@ std::string bigEndian(size_t number, int bytes) {
     return text;
 }
 
+std::string withExif(const std::string& jpeg, const std::string& block) {
+    const std::string segment = std::string("Exif\0\0", 6) + block;
+    return jpeg.substr(0, 2) + "\xff\xe1" + bigEndian(segment.size() + 2, 2) + segment +
+           jpeg.substr(2);
+}
+
 }  // namespace
 
 GreyImage plain(int width, int height, uint8_t grey) {
@@ -218,10 +235,26 @@ std::string encodeProgressiveJpeg(const GreyImage& image) {
                     TJSAMP_444, 90, TJFLAG_PROGRESSIVE);
 }
 
-std::string encodeCmykJpeg(int width, int height) {
-    const std::vector<uint8_t> samples(static_cast<size_t>(width) * static_cast<size_t>(height) *
-                                       4);
-    return compress(samples, width, height, TJPF_CMYK, TJSAMP_444, 90);
+std::string encodeInkJpeg(const GreyImage& image) {
+    return compressInks(image, "K", 255);
+}
+
+std::string encodeColourInkJpeg(const GreyImage& image) {
+    return compressInks(image, "CM", 255);
+}
+
+// TurboJPEG mixes the three colours as other files mix red, green and blue, and says so in a
+// segment. Read without the mixing, what was none of them is all of the first and half of the
+// others.
+std::string encodeUnmixedInkJpeg(const GreyImage& image) {
+    std::string file = compressInks(image, "K", 0);
+    file[file.find("Adobe") + 11] = 0;
+    return file;
+}
+
+std::string encodePlainInkJpeg(const GreyImage& image) {
+    std::string file = compressInks(inverted(image), "K", 255);
+    return file.erase(file.find("\xff\xee"), 16);
 }
 
 std::string encodeWebp(const GreyImage& image, float quality) {
@@ -346,9 +379,20 @@ std::string exifBlock(int orientation) {
 }
 
 std::string withOrientation(const std::string& jpeg, int orientation) {
-    const std::string segment = std::string("Exif\0\0", 6) + exifBlock(orientation);
-    return jpeg.substr(0, 2) + "\xff\xe1" + bigEndian(segment.size() + 2, 2) + segment +
-           jpeg.substr(2);
+    return withExif(jpeg, exifBlock(orientation));
+}
+
+std::string withThumbnail(const std::string& jpeg, const std::string& thumbnail) {
+    return withExif(jpeg, exifBlock(1) + thumbnail);
+}
+
+std::string withoutHuffmanTables(const std::string& jpeg) {
+    std::string file = jpeg;
+    for (size_t at = 0; (at = file.find("\xff\xc4", at)) < file.find("\xff\xda");) {
+        const auto size = static_cast<unsigned char>(file[at + 3]);  // below 256
+        file.erase(at, size_t{2} + size);
+    }
+    return file;
 }
 
 namespace {
@@ -361,7 +405,8 @@ public:
             if (count % 8 == 0) {
                 bytes.push_back('\0');
             }
-            bytes.back() = static_cast<char>(bytes.back() | (number >> i & 1U) << count % 8);
+            const auto before = static_cast<unsigned char>(bytes.back());
+            bytes.back() = static_cast<char>(before | (number >> i & 1U) << count % 8);
         }
     }
     std::string bytes;

@@ -31,7 +31,14 @@ std::string encodeDeepPng(const GreyImage& image);  // 16 bits a sample
 std::string encodeJpeg(const GreyImage& image, int quality = 90);
 std::string encodeColourJpeg(const GreyImage& image);       // one colour for two by two pixels
 std::string encodeProgressiveJpeg(const GreyImage& image);  // colours of their own for each pixel
-std::string encodeCmykJpeg(int width, int height);
+
+// JPEG files in the inks of a printing press. As picture editors write them, 255 is no ink:
+std::string encodeInkJpeg(const GreyImage& image);         // black ink on white paper
+std::string encodeColourInkJpeg(const GreyImage& image);   // blue: cyan and magenta
+std::string encodeUnmixedInkJpeg(const GreyImage& image);  // black on paper of an orange tint
+// The other way round, 255 is all ink: black on that paper.
+std::string encodePlainInkJpeg(const GreyImage& image);
+
 std::string encodeWebp(const GreyImage& image, float quality = 80);
 std::string encodeLosslessWebp(const GreyImage& image);
 std::string encodeTransparentWebp(const GreyImage& image);  // light is transparent
@@ -65,6 +72,10 @@ std::string withPngChunks(const std::string& png, const std::string& chunks);
 // The file as a camera writes it that was held another way; 1 to 8, as EXIF has it.
 std::string withOrientation(const std::string& jpeg, int orientation);
 std::string exifBlock(int orientation);
+// The file with a small picture of its own before the picture, as cameras write it.
+std::string withThumbnail(const std::string& jpeg, const std::string& thumbnail);
+// The file without the code tables, as a frame of a webcam's film is one.
+std::string withoutHuffmanTables(const std::string& jpeg);
 // A lossless WebP file in the extended form, with the block after its picture.
 std::string withWebpExif(const std::string& webp, const std::string& block);
 

@@ -20,6 +20,7 @@ constexpr uint8_t kLastRestart = 0xd7;
 constexpr uint8_t kEndOfImage = 0xd9;
 constexpr uint8_t kStartOfScan = 0xda;
 constexpr uint8_t kExifSegment = 0xe1;
+constexpr uint8_t kAdobeSegment = 0xee;
 
 uint32_t shortAt(Bytes bytes, std::size_t at) {
     return static_cast<uint32_t>(bytes[at] << 8U | bytes[at + 1]);
@@ -93,12 +94,20 @@ void noteScan(Bytes data, Bytes rest, JpegLayout& layout) {
     layout.hasData |= !data.empty() && (byteFollows || escapeFollows);
 }
 
+bool startsWith(Bytes data, std::string_view name) {
+    return data.size() >= name.size() && std::equal(name.begin(), name.end(), data.begin());
+}
+
 void noteExif(Bytes data, JpegLayout& layout) {
     constexpr std::string_view kName("Exif\0\0", 6);
-    if (layout.exif.empty() && data.size() >= kName.size() &&
-        std::equal(kName.begin(), kName.end(), data.begin())) {
+    if (layout.exif.empty() && startsWith(data, kName)) {
         layout.exif = data.subspan(kName.size());
     }
+}
+
+void noteAdobe(Bytes data, JpegLayout& layout) {
+    constexpr std::size_t kSize = 12;  // what is shorter, the decoder does not take for it either
+    layout.inksAreInverted |= data.size() >= kSize && startsWith(data, "Adobe");
 }
 
 uint64_t roundedUp(uint64_t number, uint64_t step) {
@@ -119,6 +128,8 @@ JpegLayout jpegLayout(Bytes file) {
             noteScan(data, rest, layout);
         } else if (marker == kExifSegment) {
             noteExif(data, layout);
+        } else if (marker == kAdobeSegment) {
+            noteAdobe(data, layout);
         }
     }
     return layout;

@@ -23,7 +23,8 @@ struct JpegLayout {
     unsigned scans = 0;          // how often the data goes over the picture
     bool scansAreParts = false;  // a scan alone does not make the pixels: all must be kept together
     bool hasData = false;        // a scan has begun
-    Bytes exif;                  // empty when there is none
+    bool inksAreInverted = false;  // four components: as Adobe's programs write them, 0 is all ink
+    Bytes exif;                    // empty when there is none
 };
 
 // Goes over all of `file`, which begins as a JPEG file does. As lenient as a decoder: bytes between

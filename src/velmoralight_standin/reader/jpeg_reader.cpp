@@ -5,8 +5,10 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <vector>
 
 #include "velmoralight_standin/reader/exif.h"
+#include "velmoralight_standin/reader/grey.h"
 #include "velmoralight_standin/reader/jpeg_layout.h"
 
 namespace standin {
@@ -30,6 +32,43 @@ Refusal damaged(const std::string& what) {
     return {VELMORA_LIGHT_ERROR_INVALID_IMAGE, "not a valid JPEG image: " + what};
 }
 
+// Cyan, magenta, yellow and black.
+constexpr std::size_t kInks = 4;
+
+bool hasInks(const JpegLayout& layout) {
+    return layout.componentCount == kInks;
+}
+
+using Samples = std::vector<uint8_t>;
+
+OrRefusal<Samples> decodeTo(TJPF format, std::size_t samplesPerPixel, Bytes file,
+                            const ImageInfo& info) {
+    const Decoder decoder = makeDecoder();
+    Samples samples(samplesPerPixel * info.width * info.height);
+    const int failed = tjDecompress2(
+        decoder.get(), file.data(), static_cast<unsigned long>(file.size()), samples.data(),
+        static_cast<int>(info.width), 0, static_cast<int>(info.height), format, TJFLAG_LIMITSCANS);
+    // After a mere warning the picture is there, with grey where data is missing.
+    if (failed != 0 && tjGetErrorCode(decoder.get()) != TJERR_WARNING) {
+        return damaged(tjGetErrorStr2(decoder.get()));
+    }
+    return samples;
+}
+
+// The paper is white: each of the first three inks takes one of the colours away, black all. The
+// light that is left is how far a sample is from that of all ink.
+GreyPixels greyOfInks(const Samples& inks, bool inverted) {
+    const unsigned allInk = inverted ? 0 : 255;
+    GreyPixels pixels(inks.size() / kInks);
+    const uint8_t* ink = inks.data();
+    for (uint8_t& pixel : pixels) {
+        const unsigned colours = greyOf(ink[0] ^ allInk, ink[1] ^ allInk, ink[2] ^ allInk);
+        pixel = static_cast<uint8_t>(colours * (ink[3] ^ allInk) / 255);
+        ink += kInks;
+    }
+    return pixels;
+}
+
 }  // namespace
 
 bool looksLikeJpeg(Bytes file) noexcept {
@@ -44,9 +83,6 @@ OrRefusal<ImageInfo> inspectJpeg(Bytes file, const Limits& limits) {
     if (layout.width == 0 || layout.height == 0) {
         return damaged("it has no pixels");
     }
-    if (layout.componentCount == 4) {
-        return Refusal{VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE, "CMYK images are not supported"};
-    }
     if (!layout.hasData) {
         return damaged("the file ends before its pixels");
     }
@@ -54,23 +90,22 @@ OrRefusal<ImageInfo> inspectJpeg(Bytes file, const Limits& limits) {
         return damaged("it has more than " + std::to_string(limits.maxJpegScans) + " scans");
     }
     const uint64_t pixels = uint64_t{layout.width} * layout.height;
+    const uint64_t perPixel = hasInks(layout) ? 1 + kInks : 1;
     return ImageInfo{ImageType::Jpeg, layout.width, layout.height, exifOrientation(layout.exif),
-                     pixels + coefficientMemory(layout)};
+                     perPixel * pixels + coefficientMemory(layout)};
 }
 
 OrRefusal<GreyPixels> decodeJpeg(Bytes file, const ImageInfo& info) {
-    const Decoder decoder = makeDecoder();
-    GreyPixels pixels(std::size_t{info.width} * info.height);
-    // The brightness is in the file itself, weighted as greyOf weights colours.
-    const int failed =
-        tjDecompress2(decoder.get(), file.data(), static_cast<unsigned long>(file.size()),
-                      pixels.data(), static_cast<int>(info.width), 0, static_cast<int>(info.height),
-                      TJPF_GRAY, TJFLAG_LIMITSCANS);
-    // After a mere warning the picture is there, with grey where data is missing.
-    if (failed != 0 && tjGetErrorCode(decoder.get()) != TJERR_WARNING) {
-        return damaged(tjGetErrorStr2(decoder.get()));
+    const JpegLayout layout = jpegLayout(file);
+    if (!hasInks(layout)) {
+        // The brightness is in the file itself, weighted as greyOf weights colours.
+        return decodeTo(TJPF_GRAY, 1, file, info);
     }
-    return pixels;
+    const auto inks = decodeTo(TJPF_CMYK, kInks, file, info);
+    if (const Refusal* refusal = std::get_if<Refusal>(&inks)) {
+        return *refusal;
+    }
+    return greyOfInks(std::get<Samples>(inks), layout.inksAreInverted);
 }
 
 }  // namespace standin
