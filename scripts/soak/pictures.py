@@ -32,7 +32,7 @@ def hostile_pictures():
         (finder_patterns(77), {200, 422}),  # more than the time allows
         (finder_patterns(12), {200}),
         (white(100, 100, texts), {200}),  # 100 MB that no pixel comes from
-        (white(8000, 8000), {200, 422}),  # 64 megapixels, the most there may be
+        (white(8192, 8192), {200, 422}),  # 64 megapixels, the most there may be
         (png(60000, 60000, b""), {413}),
         (png(300, 300, b""), {422}),
     ]

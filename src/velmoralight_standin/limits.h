@@ -57,7 +57,7 @@ struct Limits {
 
     // Width times height as the image's header has it. Above: 413, return code 10, before anything
     // is decoded. One pixel takes one byte once decoded.
-    uint64_t maxPixels = 64'000'000;
+    uint64_t maxPixels = uint64_t{64} * 1024 * 1024;
 
     // Times that the data of a JPEG goes over its pixels; each costs time, however little it says.
     // What people have needs 15 or fewer. Above: 422.

@@ -393,7 +393,7 @@ class Reading(PageTest):
 
     def test_too_many_pixels_are_explained(self):
         self.assert_refused("wide.png", pictures.png_file(10000, 10000, 0, b""), "413 (Payload Too Large)",
-                            "The image is too large.", "the image has 10000 x 10000 pixels, more than 64000000")
+                            "The image is too large.", "the image has 10000 x 10000 pixels, more than 67108864")
 
     def test_failure_goes_with_the_next_image(self):
         self.announce("/v1/recognize", "the server responded with a status of 415 (Unsupported Media Type)")
