@@ -22,9 +22,13 @@ Deadline::~Deadline() {
     }
 }
 
-void Deadline::within(std::chrono::milliseconds time) {
+void Deadline::at(asio::steady_timer::time_point end) {
     lift();
-    await(state_, time);
+    await(state_, end);
+}
+
+void Deadline::within(std::chrono::milliseconds time) {
+    at(asio::steady_timer::clock_type::now() + time);
 }
 
 void Deadline::lift() {
@@ -37,8 +41,8 @@ bool Deadline::expired() const {
     return state_->expired;
 }
 
-void Deadline::await(const std::shared_ptr<State>& state, std::chrono::milliseconds time) {
-    state->timer.expires_after(time);
+void Deadline::await(const std::shared_ptr<State>& state, asio::steady_timer::time_point end) {
+    state->timer.expires_at(end);
     state->timer.async_wait([state, round = state->round](const error_code& error) {
         if (error || round != state->round) {
             return;
@@ -49,7 +53,7 @@ void Deadline::await(const std::shared_ptr<State>& state, std::chrono::milliseco
         // The operation may have been between two steps, with nothing to cancel: the next one must
         // not get by.
         constexpr std::chrono::milliseconds kNextStep{20};
-        await(state, kNextStep);
+        await(state, asio::steady_timer::clock_type::now() + kNextStep);
     });
 }
 

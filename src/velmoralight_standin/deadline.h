@@ -18,14 +18,15 @@ public:
     Deadline& operator=(const Deadline&) = delete;
     ~Deadline();
 
-    // From now on. Replaces the limit that was set before.
+    // Each replaces the limit that was set before.
+    void at(asio::steady_timer::time_point end);
     void within(std::chrono::milliseconds time);
     void lift();
     [[nodiscard]] bool expired() const;
 
 private:
     struct State;
-    static void await(const std::shared_ptr<State>& state, std::chrono::milliseconds time);
+    static void await(const std::shared_ptr<State>& state, asio::steady_timer::time_point end);
 
     std::shared_ptr<State> state_;
 };

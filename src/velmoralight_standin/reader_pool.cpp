@@ -51,8 +51,7 @@ struct ReaderPool::Reader {
     [[nodiscard]] bool isAlive() const { return ready || failures <= kPatience; }
     [[nodiscard]] bool isFree() const { return isAlive() && job == nullptr; }
     // Once for a picture that it has all of: a reader that holds memory and asks for more could
-    // wait for another one that does the same, and each time that it asked its time would begin
-    // anew.
+    // wait for another one that does the same.
     [[nodiscard]] bool mayAskForMemory() const {
         return job != nullptr && job->handedOver && !hasAsked;
     }
@@ -283,7 +282,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::lendMemory(Reader& reader, s
     const auto waited = Clock::now() - since;
     reader.job->waited += waited;
     reader.job->since += waited;
-    reader.deadline.within(limits_.pictureTime);
+    reader.deadline.at(reader.job->since + limits_.pictureTime);
     const char mayGoOn = reader.job->isAbandoned ? 0 : 1;
     error.clear();
     co_await asio::async_write(reader.socket, asio::buffer(&mayGoOn, sizeof mayGoOn), into(error));
@@ -363,7 +362,7 @@ bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
     job->waited += now - std::exchange(job->since, now);
     job->handedOver = false;
     reader.job = job;
-    reader.deadline.within(limits_.pictureTime);
+    reader.deadline.at(now + limits_.pictureTime);
     if (boost::beast::buffer_bytes(rest) == 0) {
         job->handedOver = true;
     } else {

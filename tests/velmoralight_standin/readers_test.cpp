@@ -381,6 +381,14 @@ TEST(LargePictures, DoNotSpendTheirTimeOnTheirTurn) {
     }
 }
 
+TEST(LargePictures, HaveOneTimeForWhatIsBeforeTheirTurnAndAfterIt) {
+    Limits limits;
+    limits.pictureTime = 600ms;
+    const ScriptedServer server(1, limits);
+    EXPECT_EQ(server.recognize("memory 10 100 100").status, 200);
+    expectFailure(server.recognize("memory 10 400 400"), "reading the picture took too long");
+}
+
 TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
     Limits limits;
     limits.pictureTime = 200ms;
