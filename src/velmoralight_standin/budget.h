@@ -11,7 +11,8 @@ struct Budget {
     std::size_t left = 0;
 };
 
-// A part of a budget, given back at the end. The budget outlives it.
+// A part of a budget, given back at the end. The budget outlives it. One that was moved from has
+// nothing, and may grow again.
 class Claim {
 public:
     explicit Claim(Budget& budget) : budget_(&budget) {}

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -16,7 +15,6 @@
 #include <boost/beast/core/buffers_suffix.hpp>
 
 #include "velmoralight_standin/deadline.h"
-#include "velmoralight_standin/reader_process.h"
 #include "velmoralight_standin/return_code.h"
 
 namespace standin {
@@ -73,7 +71,7 @@ struct ReaderPool::Reader {
     asio::steady_timer timer;  // of its pause, and of its wait for memory
     Claim memory;              // lent for the job
     bool hasAsked = false;     // for memory for the job
-    std::optional<ReaderProcess> process;
+    std::unique_ptr<ReaderProcess> process;
     std::shared_ptr<PictureJob> job;
     bool ready = false;  // has said so, and was not found dead since
     int failures = 0;    // starts in a row after which no reader became ready
@@ -193,7 +191,7 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
 }
 
 void ReaderPool::open(Reader& reader) {
-    reader.process.emplace(program_, reader.socket);
+    reader.process = std::make_unique<ReaderProcess>(program_, reader.socket);
     ++reader.failures;
     reader.deadline.within(limits_.readerStart);
 }
@@ -211,7 +209,7 @@ void ReaderPool::reopen(Reader& reader) noexcept {
 void ReaderPool::close(Reader& reader, const End& end) {
     reader.ready = false;
     closeQuietly(reader.socket);
-    reader.process.reset();
+    asio::co_spawn(io_, bury(std::move(reader.process), std::move(reader.memory)), asio::detached);
     if (!stopped_) {
         ++counters_.readersReplaced[end.reason];
     }
@@ -225,6 +223,20 @@ void ReaderPool::close(Reader& reader, const End& end) {
     if (counters_.readersAlive == 0) {
         refuseWaiting("no reader is alive");
     }
+}
+
+// Ends a process, and gives back what it was lent once it is gone. Nobody waits for that meanwhile.
+asio::awaitable<void> ReaderPool::bury(std::unique_ptr<ReaderProcess> process, Claim memory) {
+    asio::steady_timer pause(io_);
+    error_code ignored;
+    while (!process->end() && !stopped_) {
+        constexpr std::chrono::milliseconds kNextLook{5};
+        pause.expires_after(kNextLook);
+        co_await pause.async_wait(into(ignored));
+    }
+    process.reset();
+    memory.release();
+    wakeNextTurn();
 }
 
 // Until the reader has to be replaced, or the pool was stopped.

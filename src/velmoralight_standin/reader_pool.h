@@ -13,6 +13,7 @@
 #include "velmoralight_standin/counters.h"
 #include "velmoralight_standin/limits.h"
 #include "velmoralight_standin/picture_job.h"
+#include "velmoralight_standin/reader_process.h"
 #include "velmoralight_standin/reader_protocol.h"
 
 namespace standin {
@@ -52,6 +53,7 @@ private:
     void reopen(Reader& reader) noexcept;
     void close(Reader& reader, const End& end);
     asio::awaitable<void> keep(Reader& reader);
+    asio::awaitable<void> bury(std::unique_ptr<ReaderProcess> process, Claim memory);
     asio::awaitable<const End*> listenTo(Reader& reader);
     asio::awaitable<const End*> obey(Reader& reader, const ReaderAnswer& answer);
     asio::awaitable<const End*> lendMemory(Reader& reader, std::size_t amount);

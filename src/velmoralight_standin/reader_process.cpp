@@ -1,5 +1,6 @@
 #include "velmoralight_standin/reader_process.h"
 
+#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -99,12 +100,21 @@ ReaderProcess::ReaderProcess(const std::string& program, Socket& socket) {
 }
 
 ReaderProcess::~ReaderProcess() {
-    ::syscall(SYS_pidfd_send_signal, process_, SIGKILL, nullptr, 0);
-    siginfo_t ignored;
-    while (::waitid(P_PIDFD, static_cast<id_t>(process_), &ignored, WEXITED) != 0 &&
-           errno == EINTR) {
+    if (!end()) {
+        constexpr int kMilliseconds = 1000;
+        pollfd gone{process_, POLLIN, 0};
+        while (::poll(&gone, 1, kMilliseconds) < 0 && errno == EINTR) {
+        }
+        static_cast<void>(end());
     }
     ::close(process_);
+}
+
+bool ReaderProcess::end() {
+    ::syscall(SYS_pidfd_send_signal, process_, SIGKILL, nullptr, 0);
+    siginfo_t ended{};
+    const int failed = ::waitid(P_PIDFD, static_cast<id_t>(process_), &ended, WEXITED | WNOHANG);
+    return failed != 0 || ended.si_pid != 0;
 }
 
 }  // namespace standin

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 
 #include <atomic>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "child_processes.h"
+#include "host_process.h"
 #include "limited_server.h"
 #include "support/row_name.h"
 #include "support/stopwatch.h"
@@ -38,7 +40,9 @@ VelmoraLightServerConfig withReaders(int32_t threads) {
 class ScriptedServer : public LimitedServer {
 public:
     explicit ScriptedServer(int32_t threads = 1, const Limits& limits = Limits())
-        : LimitedServer(withReaders(threads), limits, VELMORA_SCRIPTED_READER) {}
+        : ScriptedServer(withReaders(threads), limits) {}
+    ScriptedServer(const VelmoraLightServerConfig& config, const Limits& limits)
+        : LimitedServer(config, limits, VELMORA_SCRIPTED_READER) {}
 
     [[nodiscard]] int64_t replaced(const char* reason) const {
         return counters()["readersReplaced"][reason].get<int64_t>();
@@ -63,11 +67,34 @@ uint32_t signalsOf(const std::string& process, const std::string& name) {
     return std::stoull(digits, nullptr, 16) & 0x7fffffffU;
 }
 
-// Waits until the readers of this process are as many, and returns them.
-std::vector<pid_t> readersOnceThereAre(size_t count) {
-    EXPECT_TRUE(waitUntil([&] { return childrenOf(::getpid()).size() == count; }));
-    return childrenOf(::getpid());
+// Waits until the readers of a process are as many, and returns them.
+std::vector<pid_t> readersOnceThereAre(size_t count, pid_t host = ::getpid()) {
+    EXPECT_TRUE(waitUntil([&] { return childrenOf(host).size() == count; }));
+    return childrenOf(host);
 }
+
+// A server with one reader in a process of its own. A reader that was killed is not gone before the
+// test allows it: the system keeps a process until its tracer has seen the end of it.
+class HostOfDyingReader {
+public:
+    explicit HostOfDyingReader(const Limits& limits = Limits())
+        : host([&] { return ScriptedServer(config, limits); }),
+          reader(readersOnceThereAre(1, host.id).at(0)) {}
+
+    // False where nobody may be traced.
+    [[nodiscard]] bool holdReader() const {
+        return ::ptrace(PTRACE_SEIZE, reader, nullptr, nullptr) == 0;
+    }
+    void awaitDeath() const {
+        EXPECT_TRUE(waitUntil([&] { return !runs(reader); }));
+    }
+    void letReaderGo() const { ::waitpid(reader, nullptr, __WALL); }
+
+    const VelmoraLightServerConfig config = withReaders(1);
+    const uint16_t port = static_cast<uint16_t>(config.port);
+    const HostProcess host;
+    const pid_t reader;
+};
 
 std::string messageOfCreation(const std::string& reader) {
     try {
@@ -227,25 +254,23 @@ TEST(Reader, EndsWithTheServer) {
 }
 
 TEST(Reader, EndsWithAHostThatIsKilled) {
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    const pid_t host = ::fork();
-    if (host == 0) {
-        const ScriptedServer server(2);
-        const std::vector<pid_t> readers = readersOnceThereAre(2);
-        while (::write(ends[1], readers.data(), 2 * sizeof(pid_t)) > 0) {
-            ::pause();
-        }
-        ::_exit(1);
+    const HostProcess host([] { return ScriptedServer(2); });
+    const std::vector<pid_t> readers = readersOnceThereAre(2, host.id);
+    ::kill(host.id, SIGKILL);
+    EXPECT_TRUE(waitUntil([&] { return !runs(readers.at(0)) && !runs(readers.at(1)); }));
+}
+
+TEST(Reader, HoldsNobodyUpUntilItIsGone) {
+    const HostOfDyingReader host;
+    if (!host.holdReader()) {
+        GTEST_SKIP() << "nobody may be traced here";
     }
-    pid_t readers[2] = {0, 0};
-    ASSERT_EQ(::read(ends[0], readers, sizeof readers), static_cast<ssize_t>(sizeof readers));
-    EXPECT_TRUE(runs(readers[0]) && runs(readers[1]));
-    ::kill(host, SIGKILL);
-    ::waitpid(host, nullptr, 0);
-    EXPECT_TRUE(waitUntil([&] { return !runs(readers[0]) && !runs(readers[1]); }));
-    ::close(ends[0]);
-    ::close(ends[1]);
+    ::kill(host.reader, SIGKILL);
+    host.awaitDeath();
+    EXPECT_EQ(httpExchange(host.port, "POST", "/v1/recognize", "good").status, 200);
+    host.letReaderGo();
+    // Not even as one that nobody has waited for.
+    EXPECT_TRUE(waitUntil([&] { return statOf(std::to_string(host.reader)).empty(); }));
 }
 
 TEST(Reader, IsReplacedInAHostThatIgnoresItsChildren) {
@@ -397,6 +422,23 @@ TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
         expectFailure(server.recognize("memory 300 9999"), "reading the picture took too long");
     }
     EXPECT_EQ(server.recognize("memory 400 0").status, 200);
+}
+
+TEST(LargePictures, GetNoMemoryOfAReaderThatIsNotGoneYet) {
+    Limits limits;
+    limits.pictureTime = 100ms;
+    const HostOfDyingReader host(limits);
+    if (!host.holdReader()) {
+        GTEST_SKIP() << "nobody may be traced here";
+    }
+    expectFailure(httpExchange(host.port, "POST", "/v1/recognize", "memory 300 9999"),
+                  "reading the picture took too long");
+    host.awaitDeath();
+    HttpClient client(host.port);
+    client.send(httpRequest("POST", "/v1/recognize", "memory 300 0"));
+    std::this_thread::sleep_for(300ms);  // the time that the memory must not be had
+    host.letReaderGo();
+    EXPECT_GT(json::parse(client.receive().body)["waitedMs"].get<double>(), 200);
 }
 
 TEST(LargePictures, GiveTheirTurnBackWhenTheClientLeaves) {
