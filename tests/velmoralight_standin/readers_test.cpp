@@ -7,8 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <ostream>
 #include <random>
 #include <stdexcept>
@@ -19,8 +17,10 @@
 #include "child_processes.h"
 #include "host_process.h"
 #include "limited_server.h"
+#include "support/files.h"
 #include "support/row_name.h"
 #include "support/stopwatch.h"
+#include "support/temporary_directory.h"
 #include "test_images.h"
 
 namespace {
@@ -55,14 +55,9 @@ void expectFailure(const HttpReply& reply, const std::string& message) {
               json({{"code", 999}, {"name", "VELMORA_LIGHT_ERROR_OTHER"}, {"message", message}}));
 }
 
-std::string contentOf(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // A set of signals in /proc/PID/status, without those that the C library keeps for itself.
 uint32_t signalsOf(const std::string& process, const std::string& name) {
-    const std::string status = contentOf(process + "/status");
+    const std::string status = readFile(process + "/status");
     const std::string digits = status.substr(status.find(name) + name.size(), 16);
     return std::stoull(digits, nullptr, 16) & 0x7fffffffU;
 }
@@ -158,6 +153,31 @@ TEST(Reader, IsNotGivenADeadlyPictureASecondTime) {
     }
 }
 
+TEST(Reader, LeavesItsPictureToTheQueueAndItsTimeLimitWhenItDiedBeforeIt) {
+    const TemporaryDirectory directory;
+    // The first is a reader as all are; the next ones never say that they are ready.
+    const std::string program = directory.path("reader");
+    const std::string mark = directory.path("mark");
+    writeFile(program, "#!/bin/sh\n[ -e " + mark + " ] && exec cat\n: > " + mark + "\nexec " +
+                           VELMORA_SCRIPTED_READER + "\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    VelmoraLightServerConfig config = withReaders(1);
+    config.queueTimeout = 500;
+    const LimitedServer server(config, Limits(), program);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    const pid_t reader = readersOnceThereAre(1).at(0);
+    ::kill(reader, SIGSTOP);
+    HttpClient client(server.port);
+    client.send(httpRequest("POST", "/v1/recognize", "good"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    ::kill(reader, SIGKILL);
+    const HttpReply reply = client.receive();
+    EXPECT_EQ(reply.status, 503);
+    EXPECT_EQ(json::parse(reply.body)["message"], "the request waited longer than 500 ms");
+    EXPECT_EQ(server.counters()["queueTimeouts"], 1);
+    EXPECT_EQ(server.counters()["requestsWaiting"], 0);
+}
+
 TEST(Reader, IsReplacedWhenItDiesIdle) {
     const ScriptedServer server(1);
     EXPECT_EQ(server.recognize("good").status, 200);
@@ -237,7 +257,7 @@ TEST(Reader, HasNothingButItsSocketAndTheOutputs) {
     for (const auto& entry : std::filesystem::directory_iterator(self + "/fd")) {
         EXPECT_THAT(entry.path().filename().string(), testing::AnyOf("0", "1", "2"));
     }
-    EXPECT_EQ(contentOf(self + "/environ"), "");
+    EXPECT_EQ(readFile(self + "/environ"), "");
     EXPECT_EQ(signalsOf(self, "SigBlk:\t"), 0U);
     EXPECT_EQ(signalsOf(self, "SigIgn:\t"), 0U);
 }
@@ -470,7 +490,7 @@ TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {
     const std::vector<pid_t> readers = readersOnceThereAre(2);
     for (const pid_t reader : readers) {
         EXPECT_TRUE(waitUntil(
-            [&] { return contentOf("/proc/" + std::to_string(reader) + "/comm") == "asked\n"; }));
+            [&] { return readFile("/proc/" + std::to_string(reader) + "/comm") == "asked\n"; }));
     }
     for (const pid_t reader : readers) {
         ::kill(reader, SIGKILL);
