@@ -16,7 +16,6 @@
 #include "velmoralight_standin/page.h"
 #include "velmoralight_standin/protocol.h"
 #include "velmoralight_standin/reports.h"
-#include "velmoralight_standin/request_target.h"
 #include "velmoralight_standin/return_code.h"
 #include "velmoralight_standin/version.h"
 

@@ -17,11 +17,11 @@ inline constexpr int kNoContent = 204;
 struct Response {
     int status = 200;
     std::string contentType = "application/json";
-    std::string body;
+    std::string body{};
     // A text that outlives every answer, sent in the place of `body` unless it is empty.
-    std::string_view fixedBody;
+    std::string_view fixedBody{};
     // Further header fields, such as `Allow`.
-    std::vector<std::pair<std::string, std::string>> fields;
+    std::vector<std::pair<std::string, std::string>> fields{};
 
     // What is sent as the body.
     [[nodiscard]] std::string_view text() const {

@@ -15,11 +15,6 @@ struct NamedNumber {
 
 constexpr int32_t kLastPort = 65535;
 
-std::string complaintAbout(const NamedNumber& number) {
-    return std::string(number.name) + " " + std::to_string(number.value) + " is not in " +
-           std::to_string(number.least) + ".." + std::to_string(number.most);
-}
-
 }  // namespace
 
 std::optional<std::string> complaintAbout(const VelmoraLightServerConfig& config,
@@ -33,7 +28,8 @@ std::optional<std::string> complaintAbout(const VelmoraLightServerConfig& config
     };
     for (const NamedNumber& number : numbers) {
         if (number.value < number.least || number.value > number.most) {
-            return complaintAbout(number);
+            return std::string(number.name) + " " + std::to_string(number.value) + " is not in " +
+                   std::to_string(number.least) + ".." + std::to_string(number.most);
         }
     }
     return std::nullopt;
