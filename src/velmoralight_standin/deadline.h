@@ -13,20 +13,19 @@ namespace standin {
 // may still be told. Used on the socket's thread only; the socket outlives it.
 class Deadline {
 public:
+    using Clock = asio::steady_timer::clock_type;
+
     explicit Deadline(Socket& socket);
-    Deadline(const Deadline&) = delete;
-    Deadline& operator=(const Deadline&) = delete;
-    ~Deadline();
 
     // Each replaces the limit that was set before.
-    void at(asio::steady_timer::time_point end);
-    void within(std::chrono::milliseconds time);
-    void lift();
+    void at(Clock::time_point end);
+    void within(std::chrono::milliseconds time) { at(Clock::now() + time); }
+    void lift() { at(Clock::time_point::max()); }
     [[nodiscard]] bool expired() const;
 
 private:
     struct State;
-    static void await(const std::shared_ptr<State>& state, asio::steady_timer::time_point end);
+    static void await(const std::shared_ptr<State>& state);
 
     std::shared_ptr<State> state_;
 };
