@@ -28,10 +28,6 @@ namespace {
 
 constexpr std::size_t kReadSize = std::size_t{16} * 1024;
 
-std::string_view view(beast::string_view text) {
-    return {text.data(), text.size()};
-}
-
 // Whether the answer is for those too for whom no place is left.
 bool isForVisitors(const std::variant<Route, Response>& routed) {
     const Route* const wanted = std::get_if<Route>(&routed);
@@ -39,12 +35,12 @@ bool isForVisitors(const std::variant<Route, Response>& routed) {
 }
 
 RequestTarget targetOf(const http::request_header<>& request) {
-    return splitTarget(view(request.target()));
+    return splitTarget(request.target());
 }
 
 // The part that answers, or an answer that does without the body.
 std::variant<Route, Response> routeOf(const http::request_header<>& request) {
-    auto routed = route(view(request.method_string()), targetOf(request).path);
+    auto routed = route(request.method_string(), targetOf(request).path);
     const Route* const wanted = std::get_if<Route>(&routed);
     if (wanted != nullptr && *wanted == Route::Recognize) {
         if (std::optional<Response> objection = objectionToForm(request)) {
