@@ -28,21 +28,23 @@ namespace {
 
 constexpr std::size_t kReadSize = std::size_t{16} * 1024;
 
-// Whether the answer is for those too for whom no place is left.
-bool isForVisitors(const std::variant<Route, Response>& routed) {
+using Routed = std::variant<Route, Response>;
+
+bool leadsTo(const Routed& routed, Route route) {
     const Route* const wanted = std::get_if<Route>(&routed);
-    return wanted == nullptr || *wanted == Route::Health || *wanted == Route::Metrics;
+    return wanted != nullptr && *wanted == route;
 }
 
-RequestTarget targetOf(const http::request_header<>& request) {
-    return splitTarget(request.target());
+// Whether the answer is for those too for whom no place is left.
+bool isForVisitors(const Routed& routed) {
+    return std::holds_alternative<Response>(routed) || leadsTo(routed, Route::Health) ||
+           leadsTo(routed, Route::Metrics);
 }
 
 // The part that answers, or an answer that does without the body.
-std::variant<Route, Response> routeOf(const http::request_header<>& request) {
-    auto routed = route(request.method_string(), targetOf(request).path);
-    const Route* const wanted = std::get_if<Route>(&routed);
-    if (wanted != nullptr && *wanted == Route::Recognize) {
+Routed routeOf(const http::request_header<>& request) {
+    Routed routed = route(request.method_string(), splitTarget(request.target()).path);
+    if (leadsTo(routed, Route::Recognize)) {
         if (std::optional<Response> objection = objectionToForm(request)) {
             routed = std::move(*objection);
         }
@@ -50,11 +52,28 @@ std::variant<Route, Response> routeOf(const http::request_header<>& request) {
     return routed;
 }
 
-using Body = http::span_body<const char>;
+// What is answered wherever there is nothing to recognise.
+Response answerTo(Routed routed, const ServerContext& context) {
+    if (auto* const ready = std::get_if<Response>(&routed)) {
+        return std::move(*ready);
+    }
+    const ServerState state{context.config, context.counters, context.started};
+    switch (std::get<Route>(routed)) {
+        case Route::Status:
+            return statusReport(state);
+        case Route::Health:
+            return healthReport(state, context.limits.retryAfter);
+        case Route::Metrics:
+            return metricsReport(state);
+        default:
+            return pageReport();
+    }
+}
 
 // The message's body is that of `response`, which has to outlive it.
-http::response<Body> messageOf(const Response& response, const Connection::Manner& manner) {
-    http::response<Body> message;
+http::response<http::span_body<const char>> messageOf(const Response& response,
+                                                      const Connection::Manner& manner) {
+    http::response<http::span_body<const char>> message;
     message.version(manner.version);
     message.result(static_cast<unsigned int>(response.status));
     message.set(http::field::server, std::string("velmoraLight-stand-in/") + kVersionText);
@@ -70,7 +89,7 @@ http::response<Body> messageOf(const Response& response, const Connection::Manne
     if (response.status != kNoContent) {
         message.content_length(text.size());
     }
-    message.keep_alive(manner.next == Connection::Next::Stay);
+    message.keep_alive(manner.stays);
     if (!manner.headOnly) {
         message.body() = {text.data(), text.size()};
     }
@@ -133,8 +152,7 @@ int Connection::peek() {
 }
 
 asio::awaitable<void> Connection::serve() {
-    Next next = Next::Stay;
-    while (next == Next::Stay && !context_.stopping) {
+    do {
         bool begun = buffer_.size() > 0;
         if (!begun && !hasPlace_) {
             begun = co_await awaitFirstWord();
@@ -142,11 +160,11 @@ asio::awaitable<void> Connection::serve() {
         if (!begun && hasPlace_) {
             begun = co_await awaitNextWord();
         }
-        next = Next::Leave;
+        manner_ = Manner();
         if (begun) {
-            next = co_await serveRequest();
+            co_await serveRequest();
         }
-    }
+    } while (manner_.stays && !context_.stopping);
 }
 
 // Whoever has just come needs no place before it says something, or has been silent for so long
@@ -161,7 +179,7 @@ asio::awaitable<bool> Connection::awaitFirstWord() {
     if (context_.places.hasFree()) {
         takePlace();
     } else if (error) {
-        co_await turnAway(Manner());
+        co_await turnAway();
     }
     co_return !error;
 }
@@ -185,96 +203,51 @@ asio::awaitable<void> Connection::readMore(error_code& error) {
     buffer_.commit(count);
 }
 
-// Whoever has just been answered may be about to ask again; then the place is not to be had.
+// Whoever has just been answered may be about to ask again; then the place is not to be had. False
+// when there is none; then the client was told.
 asio::awaitable<bool> Connection::awaitPlace() {
-    asio::steady_timer grace(socket_.get_executor(), context_.limits.idleGrace);
-    error_code ignored;
-    co_await grace.async_wait(into(ignored));
-    co_return takePlace();
+    if (!takePlace()) {
+        asio::steady_timer grace(socket_.get_executor(), context_.limits.idleGrace);
+        error_code ignored;
+        co_await grace.async_wait(into(ignored));
+    }
+    if (!takePlace()) {
+        co_await turnAway();
+    }
+    co_return hasPlace_;
 }
 
-asio::awaitable<void> Connection::turnAway(Manner manner) {
+asio::awaitable<void> Connection::turnAway() {
     ++context_.counters.connectionsRefused;
-    Response response = unavailable("all connections are taken", context_.limits.retryAfter);
-    co_await refuse(std::move(response), manner);
+    co_await refuse(unavailable("all connections are taken", context_.limits.retryAfter));
 }
 
-asio::awaitable<Connection::Next> Connection::serveRequest() {
+asio::awaitable<void> Connection::serveRequest() {
     Parser parser;
     parser.header_limit(context_.limits.maxHeaderBytes);
     parser.body_limit(context_.limits.maxBodyBytes);
     const bool hasHead = co_await readHead(parser);
     if (!hasHead) {
-        co_return Next::Leave;
+        co_return;
     }
     const auto& request = parser.get();
-    auto routed = routeOf(request);
-    Manner manner{request.version(), request.method() == http::verb::head, Next::Leave};
-    if (!isForVisitors(routed) && !takePlace()) {
+    manner_ = {request.version(), request.method() == http::verb::head};
+    Routed routed = routeOf(request);
+    if (!isForVisitors(routed)) {
         const bool hasPlace = co_await awaitPlace();
         if (!hasPlace) {
-            co_await turnAway(manner);
-            co_return Next::Leave;
+            co_return;
         }
     }
-    if (hasPlace_ && request.keep_alive() && !leavesAfterAnswer(request)) {
-        manner.next = Next::Stay;
-    }
-    if (auto* refusal = std::get_if<Response>(&routed)) {
-        const Next next = co_await decline(std::move(*refusal), manner, parser.is_done());
-        co_return next;
-    }
-    const Next next = co_await serveRoute(std::get<Route>(routed), parser, manner);
-    co_return next;
-}
-
-// Answers a request, and reads its body away if that is still to come.
-asio::awaitable<Connection::Next> Connection::decline(Response response, Manner manner,
-                                                      bool wasRead) {
-    if (!wasRead) {
-        co_await refuse(std::move(response), manner);
-        co_return Next::Leave;
-    }
-    const Next next = co_await send(std::move(response), manner);
-    co_return next;
-}
-
-asio::awaitable<Connection::Next> Connection::serveRoute(Route wanted, Parser& parser,
-                                                         Manner manner) {
-    if (wanted != Route::Recognize) {
-        if (wanted == Route::Page) {
-            // A browser would keep the connection for as long as the page is looked at.
-            manner.next = Next::Leave;
-        }
-        const Next next = co_await decline(report(wanted), manner, parser.is_done());
-        co_return next;
-    }
-    Claim memory(context_.bodies);
-    const bool hasBody = co_await readBody(parser, memory);
-    if (!hasBody) {
-        co_return Next::Leave;
-    }
-    const std::string_view query = targetOf(parser.get()).query;
-    std::optional<Response> response = co_await recognize(std::make_shared<PictureJob>(
-        socket_, std::string(query), std::move(parser.get().body()), std::move(memory)));
-    if (!response) {
-        co_return Next::Leave;
-    }
-    const Next next = co_await send(std::move(*response), manner);
-    co_return next;
-}
-
-Response Connection::report(Route wanted) const {
-    const ServerState state{context_.config, context_.counters, context_.started};
-    switch (wanted) {
-        case Route::Status:
-            return statusReport(state);
-        case Route::Health:
-            return healthReport(state, context_.limits.retryAfter);
-        case Route::Metrics:
-            return metricsReport(state);
-        default:
-            return pageReport();
+    // A browser would keep the connection for as long as the page is looked at.
+    manner_.stays = hasPlace_ && request.keep_alive() && !leavesAfterAnswer(request) &&
+                    !leadsTo(routed, Route::Page);
+    if (leadsTo(routed, Route::Recognize)) {
+        co_await recognize(parser);
+    } else if (parser.is_done()) {
+        co_await send(answerTo(std::move(routed), context_));
+    } else {
+        co_await refuse(answerTo(std::move(routed), context_));
     }
 }
 
@@ -301,7 +274,7 @@ asio::awaitable<bool> Connection::readHead(Parser& parser) {
         objection = objectionTo(parser.get(), context_.surroundings.origins);
     }
     if (objection) {
-        co_await refuse(std::move(*objection), Manner());
+        co_await refuse(std::move(*objection));
     }
     co_return !objection;
 }
@@ -330,44 +303,35 @@ asio::awaitable<bool> Connection::readBody(Parser& parser, Claim& memory) {
     }
     if (!fits) {
         ++context_.counters.bodiesRefused;
-        co_await refuse(unavailable("too many bodies are on their way", context_.limits.retryAfter),
-                        Manner());
+        co_await refuse(
+            unavailable("too many bodies are on their way", context_.limits.retryAfter));
     } else if (error) {
         co_await refuse(error);
     }
     co_return fits && !error;
 }
 
-// Nothing when the client has left before anybody took its request up.
-asio::awaitable<std::optional<Response>> Connection::recognize(std::shared_ptr<PictureJob> job) {
+asio::awaitable<void> Connection::recognize(Parser& parser) {
+    Claim memory(context_.bodies);
+    const bool hasBody = co_await readBody(parser, memory);
+    if (!hasBody) {
+        co_return;
+    }
+    const std::string_view query = splitTarget(parser.get().target()).query;
+    auto job = std::make_shared<PictureJob>(socket_, std::string(query),
+                                            std::move(parser.get().body()), std::move(memory));
     deadline_.lift();
     phase_ = Phase::Working;
-    context_.pool.submit(job);
-    co_await awaitEnd(job);
-    co_return outcomeOf(*job);
-}
-
-asio::awaitable<void> Connection::awaitEnd(std::shared_ptr<PictureJob> job) {
-    using Clock = PictureJob::Clock;
-    const int32_t timeout = context_.config.queueTimeout;
-    const auto expiry =
-        timeout > 0 ? job->since + std::chrono::milliseconds(timeout) : Clock::time_point::max();
-    error_code error;  // a cancelled wait is what is waited for
     watchForHangup(job);
-    while (job->isUnderWay()) {
-        const bool isWaiting = job->state == PictureJob::State::Waiting;
-        if (isWaiting && Clock::now() >= expiry) {
-            ++context_.counters.queueTimeouts;
-            context_.pool.withdraw(job);
-            job->end(PictureJob::State::Refused,
-                     "the request waited longer than " + std::to_string(timeout) + " ms");
-        } else {
-            job->wake.expires_at(isWaiting ? expiry : Clock::time_point::max());
-            co_await job->wake.async_wait(into(error));
-        }
+    std::optional<Response> response = co_await context_.pool.read(job);
+    error_code ignored;
+    socket_.cancel(ignored);  // the watch: it would look at the next request
+    job.reset();              // the picture's memory is for others while the answer is sent
+    if (response) {
+        co_await send(std::move(*response));
+    } else {
+        manner_.stays = false;
     }
-    // Of the watch: it would look at the next request.
-    socket_.cancel(error);
 }
 
 // A client that leaves takes its request with it. One that sends its next request early is not
@@ -376,60 +340,40 @@ void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
     // While the job is under way, so is this connection.
     const auto leave = [this, watched = std::weak_ptr(job)](const error_code& error) {
         const auto left = watched.lock();
-        if (!error && left && left->isUnderWay() && peek() == 0) {
+        if (!error && left && left->state != PictureJob::State::Ended && peek() == 0) {
             context_.pool.abandon(left);
         }
     };
     socket_.async_wait(Socket::wait_read, leave);
 }
 
-std::optional<Response> Connection::outcomeOf(PictureJob& job) {
-    if (job.state == PictureJob::State::Left) {
-        return std::nullopt;
-    }
-    if (job.state == PictureJob::State::Refused) {
-        return unavailable(job.text, context_.limits.retryAfter);
-    }
-    const bool wasRead = job.state == PictureJob::State::Read;
-    const auto code =
-        wasRead ? static_cast<VelmoraLightReturnCode>(job.code) : VELMORA_LIGHT_ERROR_OTHER;
-    Counters& counters = context_.counters;
-    ++counters.recognitions[code];
-    counters.symbols += job.symbols;
-    counters.waited.add(job.waited);
-    counters.worked.add(job.worked);
-    return wasRead ? resultResponse(code, std::move(job.text), job.waited, job.worked)
-                   : errorResponse(httpStatusOf(code), code, job.text);
-}
-
-asio::awaitable<Connection::Next> Connection::send(Response response, Manner manner) {
+asio::awaitable<void> Connection::send(Response response) {
     const Limits& limits = context_.limits;
-    if (context_.stopping) {
-        manner.next = Next::Leave;
-    }
+    manner_.stays = manner_.stays && !context_.stopping;
     ++context_.counters.responses[response.status];
-    auto message = messageOf(response, manner);
+    auto message = messageOf(response, manner_);
     phase_ = Phase::Answering;
     deadline_.within(context_.stopping ? limits.stopGrace : limits.answerTimeout);
     error_code error;
     co_await http::async_write(socket_, message, into(error));
     phase_ = Phase::Reading;
-    co_return error ? Next::Leave : manner.next;
+    manner_.stays = manner_.stays && !error;
 }
 
 // Answers a request that was not read to its end. The connection cannot be used any further.
-asio::awaitable<void> Connection::refuse(Response response, Manner manner) {
-    manner.next = Next::Leave;
-    co_await send(std::move(response), manner);
+asio::awaitable<void> Connection::refuse(Response response) {
+    manner_.stays = false;
+    co_await send(std::move(response));
     co_await readAway();
 }
 
 asio::awaitable<void> Connection::refuse(error_code error) {
+    manner_.stays = false;
     const bool slow = deadline_.expired();
     std::optional<Response> response =
         slow ? answerToSlowness() : answerToReadError(error, context_.limits);
     if (response && !context_.stopping) {
-        co_await refuse(std::move(*response), Manner());
+        co_await refuse(std::move(*response));
     }
 }
 

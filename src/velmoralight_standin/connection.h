@@ -37,13 +37,11 @@ public:
     // Ends the connection as soon as the work that was begun for it is done and answered.
     void stop();
 
-    // How the connection goes on after an answer.
-    enum class Next { Stay, Leave };
-    // How an answer is put on the wire.
+    // How a request is answered.
     struct Manner {
         unsigned int version = 11;  // as in HTTP/1.1
         bool headOnly = false;
-        Next next = Next::Leave;
+        bool stays = false;  // for the next request
     };
 
 private:
@@ -59,21 +57,16 @@ private:
     asio::awaitable<bool> awaitFirstWord();
     asio::awaitable<bool> awaitNextWord();
     asio::awaitable<void> readMore(error_code& error);
-    asio::awaitable<Next> serveRequest();
+    asio::awaitable<void> serveRequest();
     asio::awaitable<bool> awaitPlace();
     asio::awaitable<bool> readHead(Parser& parser);
-    asio::awaitable<Next> decline(Response response, Manner manner, bool wasRead);
-    asio::awaitable<Next> serveRoute(Route wanted, Parser& parser, Manner manner);
     asio::awaitable<bool> readBody(Parser& parser, Claim& memory);
-    [[nodiscard]] Response report(Route wanted) const;
-    asio::awaitable<std::optional<Response>> recognize(std::shared_ptr<PictureJob> job);
-    asio::awaitable<void> awaitEnd(std::shared_ptr<PictureJob> job);
+    asio::awaitable<void> recognize(Parser& parser);
     void watchForHangup(const std::shared_ptr<PictureJob>& job);
-    std::optional<Response> outcomeOf(PictureJob& job);
-    asio::awaitable<Next> send(Response response, Manner manner);
-    asio::awaitable<void> refuse(Response response, Manner manner);
+    asio::awaitable<void> send(Response response);
+    asio::awaitable<void> refuse(Response response);
     asio::awaitable<void> refuse(error_code error);
-    asio::awaitable<void> turnAway(Manner manner);
+    asio::awaitable<void> turnAway();
     asio::awaitable<void> readAway();
 
     Socket socket_;
@@ -81,6 +74,7 @@ private:
     Deadline deadline_;
     boost::beast::flat_buffer buffer_;
     Phase phase_ = Phase::Reading;
+    Manner manner_;
     bool hasPlace_ = false;
 };
 

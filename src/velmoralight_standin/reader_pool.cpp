@@ -102,31 +102,52 @@ void ReaderPool::start() {
     count();
 }
 
+asio::awaitable<std::optional<Response>> ReaderPool::read(std::shared_ptr<PictureJob> job) {
+    const int32_t timeout = config_.queueTimeout;
+    const auto expiry =
+        timeout > 0 ? job->since + std::chrono::milliseconds(timeout) : Clock::time_point::max();
+    error_code error;  // a cancelled wait is what is waited for
+    submit(job);
+    while (job->state != State::Ended) {
+        const bool isWaiting = job->state == State::Waiting;
+        if (isWaiting && Clock::now() >= expiry) {
+            ++counters_.queueTimeouts;
+            withdraw(job,
+                     refusal("the request waited longer than " + std::to_string(timeout) + " ms"));
+        } else {
+            job->wake.expires_at(isWaiting ? expiry : Clock::time_point::max());
+            co_await job->wake.async_wait(into(error));
+        }
+    }
+    co_return std::move(job->answer);
+}
+
+// Puts the job into the queue, or refuses it.
 void ReaderPool::submit(const std::shared_ptr<PictureJob>& job) {
     if (stopped_) {
-        job->end(State::Refused, "the server is being stopped");
+        job->end(refusal("the server is being stopped"));
     } else if (counters_.readersAlive == 0) {
-        job->end(State::Refused, "no reader is alive");
+        job->end(refusal("no reader is alive"));
     } else if (waiting_.size() >= capacity()) {
         ++counters_.queueFull;
-        job->end(State::Refused, "the queue is full");
+        job->end(refusal("the queue is full"));
     } else {
         waiting_.push_back(job);
         dispatch();
     }
 }
 
-void ReaderPool::withdraw(const std::shared_ptr<PictureJob>& job) {
+void ReaderPool::withdraw(const std::shared_ptr<PictureJob>& job, std::optional<Response> answer) {
     std::erase(waiting_, job);
     count();
+    job->end(std::move(answer));
 }
 
 void ReaderPool::abandon(const std::shared_ptr<PictureJob>& job) {
-    if (job->state == State::Waiting) {
-        withdraw(job);
-        job->end(State::Left, "");
-    }
     job->isAbandoned = true;
+    if (job->state == State::Waiting) {
+        withdraw(job, std::nullopt);
+    }
     for (Reader* const reader : turns_) {
         if (reader->job == job) {
             reader->timer.cancel();
@@ -163,9 +184,13 @@ void ReaderPool::count() {
     }
 }
 
+Response ReaderPool::refusal(const std::string& why) const {
+    return unavailable(why, limits_.retryAfter);
+}
+
 void ReaderPool::refuseWaiting(const std::string& why) {
     for (const auto& job : std::exchange(waiting_, {})) {
-        job->end(State::Refused, why);
+        job->end(refusal(why));
     }
     count();
 }
@@ -208,17 +233,20 @@ void ReaderPool::reopen(Reader& reader) noexcept {
 
 void ReaderPool::close(Reader& reader, const End& end) {
     reader.ready = false;
+    reader.deadline.lift();
     closeQuietly(reader.socket);
     asio::co_spawn(io_, bury(std::move(reader.process), std::move(reader.memory)), asio::detached);
     if (!stopped_) {
         ++counters_.readersReplaced[end.reason];
     }
-    if (&end == &End::kDiedBefore && reader.job != nullptr && !stopped_ &&
+    if (reader.job != nullptr && &end == &End::kDiedBefore && !stopped_ &&
         !std::exchange(reader.job->wasGivenTwice, true)) {
-        reader.job->putBack();
+        reader.job->enter(State::Waiting);
         waiting_.push_front(std::exchange(reader.job, nullptr));
+    } else if (reader.job != nullptr) {
+        constexpr auto kCode = VELMORA_LIGHT_ERROR_OTHER;
+        finish(reader, kCode, errorResponse(httpStatusOf(kCode), kCode, end.message));
     }
-    finish(reader, State::Failed, end.message);
     dispatch();
     if (counters_.readersAlive == 0) {
         refuseWaiting("no reader is alive");
@@ -322,25 +350,24 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
     if (!text.ends_with('}')) {
         co_return &End::kProtocol;
     }
-    job.code = answer.code;
-    job.symbols = answer.symbols;
-    finish(reader, State::Read, std::move(text));
+    const auto code = static_cast<VelmoraLightReturnCode>(answer.code);
+    counters_.symbols += answer.symbols;
+    finish(reader, code,
+           resultResponse(code, std::move(text), job.waited, Clock::now() - job.since));
     dispatch();
     co_return nullptr;
 }
 
-// Ends the reader's job, if it has one.
-void ReaderPool::finish(Reader& reader, State how, std::string text) {
+// Answers the reader's job, which was worked on.
+void ReaderPool::finish(Reader& reader, VelmoraLightReturnCode code, Response answer) {
+    const auto job = std::exchange(reader.job, nullptr);
     reader.deadline.lift();
     reader.memory.release();
-    reader.hasAsked = false;
     wakeNextTurn();
-    if (reader.job != nullptr) {
-        reader.job->worked = Clock::now() - reader.job->since;
-        reader.job->end(how, std::move(text));
-        reader.job.reset();
-    }
-    count();
+    ++counters_.recognitions[code];
+    counters_.waited.add(job->waited);
+    counters_.worked.add(Clock::now() - job->since);
+    job->end(std::move(answer));
 }
 
 // Gives what waits to those that are idle.
@@ -374,6 +401,7 @@ bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
     job->waited += now - std::exchange(job->since, now);
     job->handedOver = false;
     reader.job = job;
+    reader.hasAsked = false;
     reader.deadline.at(now + limits_.pictureTime);
     if (boost::beast::buffer_bytes(rest) == 0) {
         job->handedOver = true;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "velmoralight_standin/picture_job.h"
 #include "velmoralight_standin/reader_process.h"
 #include "velmoralight_standin/reader_protocol.h"
+#include "velmoralight_standin/response.h"
 
 namespace standin {
 
@@ -33,13 +35,11 @@ public:
     // started. A pool that was never started refuses every job.
     void start();
 
-    // Takes a job that is waiting, or refuses it at once.
-    void submit(const std::shared_ptr<PictureJob>& job);
+    // Waits for the answer to a new job: what a reader has found, or why there is nothing. No
+    // answer when the job was abandoned before a reader took it up.
+    asio::awaitable<std::optional<Response>> read(std::shared_ptr<PictureJob> job);
 
-    // Gives a job that is waiting back: nobody will work on it.
-    void withdraw(const std::shared_ptr<PictureJob>& job);
-
-    // Nobody waits for the job any more: it is withdrawn, or not lent any memory.
+    // Nobody wants the answer any more: the job is not begun, or not lent any memory.
     void abandon(const std::shared_ptr<PictureJob>& job);
 
     // Refuses what waits, lets what is worked on end, and ends the readers.
@@ -59,9 +59,12 @@ private:
     asio::awaitable<const End*> lendMemory(Reader& reader, std::size_t amount);
     asio::awaitable<const End*> takeResult(Reader& reader, const ReaderAnswer& answer);
     void wakeNextTurn();
+    void submit(const std::shared_ptr<PictureJob>& job);
+    void withdraw(const std::shared_ptr<PictureJob>& job, std::optional<Response> answer);
     void dispatch();
     bool hand(Reader& reader, const std::shared_ptr<PictureJob>& job);
-    void finish(Reader& reader, PictureJob::State how, std::string text);
+    void finish(Reader& reader, VelmoraLightReturnCode code, Response answer);
+    [[nodiscard]] Response refusal(const std::string& why) const;
     void refuseWaiting(const std::string& why);
     [[nodiscard]] std::size_t capacity() const;
     void count();
