@@ -23,6 +23,7 @@ public:
     Claim& operator=(Claim&&) = delete;
     ~Claim() { release(); }
 
+    [[nodiscard]] std::size_t amount() const { return amount_; }
     [[nodiscard]] bool couldGrowTo(std::size_t amount) const {
         return amount <= amount_ || amount - amount_ <= budget_->left;
     }

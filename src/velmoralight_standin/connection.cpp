@@ -57,7 +57,9 @@ Response answerTo(Routed routed, const ServerContext& context) {
     if (auto* const ready = std::get_if<Response>(&routed)) {
         return std::move(*ready);
     }
-    const ServerState state{context.config, context.counters, context.started};
+    const std::size_t open =
+        static_cast<std::size_t>(context.config.conns) - context.places.free.left;
+    const ServerState state{context.config, context.counters, open, context.started};
     switch (std::get<Route>(routed)) {
         case Route::Status:
             return statusReport(state);
@@ -102,11 +104,8 @@ Connection::Connection(Socket socket, ServerContext& context)
     : socket_(std::move(socket)),
       context_(context),
       deadline_(socket_),
-      buffer_(context.limits.maxHeaderBytes + kReadSize) {}
-
-Connection::~Connection() {
-    givePlace();
-}
+      buffer_(context.limits.maxHeaderBytes + kReadSize),
+      place_(context.places.free) {}
 
 asio::awaitable<void> Connection::run() {
     co_await serve();
@@ -123,22 +122,18 @@ void Connection::stop() {
 }
 
 bool Connection::takePlace() {
-    hasPlace_ = hasPlace_ || context_.places.take();
-    return hasPlace_;
-}
-
-void Connection::givePlace() {
-    if (std::exchange(hasPlace_, false)) {
-        context_.places.give();
+    if (!hasPlace() && context_.places.take(place_)) {
+        ++context_.counters.connectionsAdmitted;
     }
+    return hasPlace();
 }
 
 bool Connection::leave(bool isIdle) {
     const int seen = peek();
-    if (!hasPlace_ || seen > 0 || (seen < 0 && !isIdle)) {
+    if (!hasPlace() || seen > 0 || (seen < 0 && !isIdle)) {
         return false;
     }
-    givePlace();
+    place_.release();
     closeQuietly(socket_);
     return true;
 }
@@ -154,10 +149,10 @@ int Connection::peek() {
 asio::awaitable<void> Connection::serve() {
     do {
         bool begun = buffer_.size() > 0;
-        if (!begun && !hasPlace_) {
+        if (!begun && !hasPlace()) {
             begun = co_await awaitFirstWord();
         }
-        if (!begun && hasPlace_) {
+        if (!begun && hasPlace()) {
             begun = co_await awaitNextWord();
         }
         manner_ = Manner();
@@ -176,7 +171,7 @@ asio::awaitable<bool> Connection::awaitFirstWord() {
     if (error && !deadline_.expired()) {
         co_return false;
     }
-    if (context_.places.hasFree()) {
+    if (place_.couldGrowTo(1)) {
         takePlace();
     } else if (error) {
         co_await turnAway();
@@ -187,9 +182,10 @@ asio::awaitable<bool> Connection::awaitFirstWord() {
 // Meanwhile the place is given to whoever needs it.
 asio::awaitable<bool> Connection::awaitNextWord() {
     deadline_.within(context_.limits.idleTimeout);
-    Places::IdleGuests& idle = context_.places.idle;
+    auto& idle = context_.places.idle;
     const auto since = Places::Clock::now() + context_.limits.idleGrace;
-    const auto self = idle.insert(idle.end(), {this, since});
+    const auto self =
+        idle.insert(idle.end(), {[this](bool isIdle) { return leave(isIdle); }, since});
     error_code error;
     co_await readMore(error);
     idle.erase(self);
@@ -214,7 +210,7 @@ asio::awaitable<bool> Connection::awaitPlace() {
     if (!takePlace()) {
         co_await turnAway();
     }
-    co_return hasPlace_;
+    co_return hasPlace();
 }
 
 asio::awaitable<void> Connection::turnAway() {
@@ -234,13 +230,13 @@ asio::awaitable<void> Connection::serveRequest() {
     manner_ = {request.version(), request.method() == http::verb::head};
     Routed routed = routeOf(request);
     if (!isForVisitors(routed)) {
-        const bool hasPlace = co_await awaitPlace();
-        if (!hasPlace) {
+        const bool isAdmitted = co_await awaitPlace();
+        if (!isAdmitted) {
             co_return;
         }
     }
     // A browser would keep the connection for as long as the page is looked at.
-    manner_.stays = hasPlace_ && request.keep_alive() && !leavesAfterAnswer(request) &&
+    manner_.stays = hasPlace() && request.keep_alive() && !leavesAfterAnswer(request) &&
                     !leadsTo(routed, Route::Page);
     if (leadsTo(routed, Route::Recognize)) {
         co_await recognize(parser);
@@ -254,7 +250,7 @@ asio::awaitable<void> Connection::serveRequest() {
 // Reads the header of a request and looks whether it can be served. False when it cannot; then the
 // client was told.
 asio::awaitable<bool> Connection::readHead(Parser& parser) {
-    deadline_.within(hasPlace_ ? context_.limits.headerTimeout : context_.limits.visitTime);
+    deadline_.within(hasPlace() ? context_.limits.headerTimeout : context_.limits.visitTime);
     error_code error;
     std::optional<Response> objection;
     while (!error && !objection && !parser.is_header_done()) {
@@ -369,9 +365,9 @@ asio::awaitable<void> Connection::refuse(Response response) {
 
 asio::awaitable<void> Connection::refuse(error_code error) {
     manner_.stays = false;
-    const bool slow = deadline_.expired();
+    const bool isSlow = deadline_.expired();
     std::optional<Response> response =
-        slow ? answerToSlowness() : answerToReadError(error, context_.limits);
+        answerToReadError(isSlow ? beast::error::timeout : error, context_.limits);
     if (response && !context_.stopping) {
         co_await refuse(std::move(*response));
     }

@@ -14,7 +14,6 @@
 #include "velmoralight_standin/budget.h"
 #include "velmoralight_standin/deadline.h"
 #include "velmoralight_standin/picture_job.h"
-#include "velmoralight_standin/places.h"
 #include "velmoralight_standin/response.h"
 #include "velmoralight_standin/router.h"
 #include "velmoralight_standin/server_context.h"
@@ -22,12 +21,11 @@
 namespace standin {
 
 // Lives on the server's thread, where all of it is called.
-class Connection final : private Guest {
+class Connection {
 public:
     Connection(Socket socket, ServerContext& context);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
-    ~Connection();
 
     // Serves the client until one of the two hangs up; called once. With every place taken, the
     // client is served only if it asks how the server is, and else answered 503. The socket is
@@ -48,9 +46,9 @@ private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
     enum class Phase { Reading, Working, Answering };
 
-    bool leave(bool isIdle) override;
+    [[nodiscard]] bool hasPlace() const { return place_.amount() > 0; }
     bool takePlace();
-    void givePlace();
+    bool leave(bool isIdle);
     [[nodiscard]] int peek();
 
     asio::awaitable<void> serve();
@@ -75,7 +73,7 @@ private:
     boost::beast::flat_buffer buffer_;
     Phase phase_ = Phase::Reading;
     Manner manner_;
-    bool hasPlace_ = false;
+    Claim place_;
 };
 
 }  // namespace standin

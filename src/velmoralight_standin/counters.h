@@ -35,7 +35,6 @@ struct Histogram {
 struct Counters {
     uint64_t connectionsAdmitted = 0;
     uint64_t connectionsRefused = 0;
-    uint64_t connectionsOpen = 0;                             // now; those that have a place
     std::map<int, uint64_t> responses;                        // by HTTP status
     std::map<VelmoraLightReturnCode, uint64_t> recognitions;  // those that were worked on
     uint64_t symbols = 0;                                     // found

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <boost/asio/error.hpp>
+#include <boost/beast/core/error.hpp>
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/fields.hpp>
@@ -71,18 +72,17 @@ bool mayAsk(std::string_view origin, std::string_view host, std::string_view ori
     return false;
 }
 
-Response bodyTooLarge(const Limits& limits) {
-    return errorResponse(
-        413, VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE,
-        "the body has more than " + std::to_string(limits.maxBodyBytes) + " bytes");
-}
-
 }  // namespace
 
 std::optional<Response> answerToReadError(const boost::system::error_code& error,
                                           const Limits& limits) {
+    if (error == boost::beast::error::timeout) {
+        return protocolError(408, "the request took too long to arrive");
+    }
     if (error == http::error::body_limit) {
-        return bodyTooLarge(limits);
+        return errorResponse(
+            413, VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE,
+            "the body has more than " + std::to_string(limits.maxBodyBytes) + " bytes");
     }
     if (error == http::error::header_limit || error == http::error::buffer_overflow) {
         return protocolError(
@@ -99,10 +99,6 @@ std::optional<Response> answerToReadError(const boost::system::error_code& error
         return std::nullopt;
     }
     return protocolError(400, "malformed HTTP: " + error.message());
-}
-
-Response answerToSlowness() {
-    return protocolError(408, "the request took too long to arrive");
 }
 
 std::optional<Response> objectionToLines(std::string_view text) {

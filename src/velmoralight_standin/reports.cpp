@@ -64,8 +64,9 @@ Json jsonOf(const Histogram& histogram) {
     return result;
 }
 
-Json jsonOf(const Counters& counters) {
-    return {{"connectionsOpen", counters.connectionsOpen},
+Json countersOf(const ServerState& state) {
+    const Counters& counters = state.counters;
+    return {{"connectionsOpen", state.connectionsOpen},
             {"connectionsAdmitted", counters.connectionsAdmitted},
             {"connectionsRefused", counters.connectionsRefused},
             {"responses", jsonOf(counters.responses)},
@@ -139,7 +140,7 @@ private:
 
 void writeConnections(MetricsText& text, const ServerState& state) {
     const Counters& counters = state.counters;
-    text.number("connections", "Client connections now.", counters.connectionsOpen);
+    text.number("connections", "Client connections now.", state.connectionsOpen);
     text.number("connections_limit", "Client connections at once.", state.config.conns);
     text.number("connections_admitted_total", "Client connections taken in.",
                 counters.connectionsAdmitted);
@@ -187,7 +188,7 @@ Response statusReport(const ServerState& state) {
                               {"description", kDescription},
                               {"startTimeSeconds", started.count()},
                               {"config", jsonOf(state.config)},
-                              {"counters", jsonOf(state.counters)}})};
+                              {"counters", countersOf(state)}})};
 }
 
 Response metricsReport(const ServerState& state) {

@@ -22,7 +22,7 @@ struct ServerContext {
         : config(theConfig),
           surroundings(std::move(theSurroundings)),
           limits(theLimits),
-          places(config.conns, counters),
+          places{.free = {static_cast<std::size_t>(config.conns)}},
           pool(io, config, limits, surroundings.reader, counters),
           bodies{limits.maxBodiesBytes} {}
 

@@ -22,12 +22,8 @@
 #include "velmoralight_standin/version.h"
 
 // What the opaque handle of the interface points to.
-struct VelmoraLightServer {
-    VelmoraLightServer(const VelmoraLightServerConfig& config,
-                       const standin::Surroundings& surroundings, const standin::Limits& limits)
-        : server(config, surroundings, limits) {}
-
-    standin::HttpServer server;
+struct VelmoraLightServer : standin::HttpServer {
+    using HttpServer::HttpServer;
 };
 
 namespace {
