@@ -3,6 +3,8 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -16,7 +18,7 @@
 #include "velmoralight_standin/page.h"
 #include "velmoralight_standin/protocol.h"
 #include "velmoralight_standin/reports.h"
-#include "velmoralight_standin/return_code.h"
+#include "velmoralight_standin/router.h"
 #include "velmoralight_standin/version.h"
 
 namespace standin {
@@ -79,7 +81,7 @@ http::response<http::span_body<const char>> messageOf(const Response& response,
     message.version(manner.version);
     message.result(static_cast<unsigned int>(response.status));
     message.set(http::field::server, std::string("velmoraLight-stand-in/") + kVersionText);
-    if (!response.contentType.empty()) {
+    if (response.status != kNoContent) {
         message.set(http::field::content_type, response.contentType);
     }
     message.set(http::field::cache_control, "no-store");
@@ -87,13 +89,12 @@ http::response<http::span_body<const char>> messageOf(const Response& response,
     for (const auto& [name, value] : response.fields) {
         message.set(name, value);
     }
-    const std::string_view text = response.text();
     if (response.status != kNoContent) {
-        message.content_length(text.size());
+        message.content_length(response.body.size());
     }
     message.keep_alive(manner.stays);
     if (!manner.headOnly) {
-        message.body() = {text.data(), text.size()};
+        message.body() = response.body;
     }
     return message;
 }
@@ -106,12 +107,6 @@ Connection::Connection(Socket socket, ServerContext& context)
       deadline_(socket_),
       buffer_(context.limits.maxHeaderBytes + kReadSize),
       place_(context.places.free) {}
-
-asio::awaitable<void> Connection::run() {
-    co_await serve();
-    deadline_.lift();
-    closeQuietly(socket_);
-}
 
 void Connection::stop() {
     if (phase_ == Phase::Reading) {
@@ -146,7 +141,7 @@ int Connection::peek() {
     return count < 0 && errno != EAGAIN ? 0 : static_cast<int>(count);
 }
 
-asio::awaitable<void> Connection::serve() {
+asio::awaitable<void> Connection::run() {
     do {
         bool begun = buffer_.size() > 0;
         if (!begun && !hasPlace()) {
@@ -160,6 +155,8 @@ asio::awaitable<void> Connection::serve() {
             co_await serveRequest();
         }
     } while (manner_.stays && !context_.stopping);
+    deadline_.lift();
+    closeQuietly(socket_);
 }
 
 // Whoever has just come needs no place before it says something, or has been silent for so long
@@ -262,17 +259,15 @@ asio::awaitable<bool> Connection::readHead(Parser& parser) {
             co_await readMore(error);
         }
     }
-    if (error) {
-        co_await refuse(error);
-        co_return false;
-    }
-    if (!objection) {
+    if (!error && !objection) {
         objection = objectionTo(parser.get(), context_.surroundings.origins);
     }
-    if (objection) {
+    if (error) {
+        co_await refuse(error);
+    } else if (objection) {
         co_await refuse(std::move(*objection));
     }
-    co_return !objection;
+    co_return !error && !objection;
 }
 
 // Reads the body of a request, if it has one, into memory that is claimed as it fills: what is only
@@ -356,26 +351,12 @@ asio::awaitable<void> Connection::send(Response response) {
     manner_.stays = manner_.stays && !error;
 }
 
-// Answers a request that was not read to its end. The connection cannot be used any further.
+// Answers a request that was not read to its end, says that no more will be said, and reads until
+// the client hangs up. To close with something unread would reset the connection and take the
+// answer from the client.
 asio::awaitable<void> Connection::refuse(Response response) {
     manner_.stays = false;
     co_await send(std::move(response));
-    co_await readAway();
-}
-
-asio::awaitable<void> Connection::refuse(error_code error) {
-    manner_.stays = false;
-    const bool isSlow = deadline_.expired();
-    std::optional<Response> response =
-        answerToReadError(isSlow ? beast::error::timeout : error, context_.limits);
-    if (response && !context_.stopping) {
-        co_await refuse(std::move(*response));
-    }
-}
-
-// Says that no more will be said, and reads until the client hangs up. To close with something
-// unread would reset the connection and take the answer from the client.
-asio::awaitable<void> Connection::readAway() {
     error_code error;
     socket_.shutdown(Socket::shutdown_send, error);
     deadline_.within(context_.limits.refusalTime);
@@ -385,6 +366,16 @@ asio::awaitable<void> Connection::readAway() {
         const std::size_t count =
             co_await socket_.async_read_some(buffer_.prepare(kReadSize), into(error));
         total += count;
+    }
+}
+
+asio::awaitable<void> Connection::refuse(error_code error) {
+    manner_.stays = false;
+    const bool isSlow = deadline_.expired();
+    std::optional<Response> response =
+        answerToReadError(isSlow ? beast::error::timeout : error, context_.limits);
+    if (response && !context_.stopping) {
+        co_await refuse(std::move(*response));
     }
 }
 

@@ -1,10 +1,7 @@
 // One client and its requests.
 #pragma once
 
-#include <chrono>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -15,7 +12,6 @@
 #include "velmoralight_standin/deadline.h"
 #include "velmoralight_standin/picture_job.h"
 #include "velmoralight_standin/response.h"
-#include "velmoralight_standin/router.h"
 #include "velmoralight_standin/server_context.h"
 
 namespace standin {
@@ -51,7 +47,6 @@ private:
     bool leave(bool isIdle);
     [[nodiscard]] int peek();
 
-    asio::awaitable<void> serve();
     asio::awaitable<bool> awaitFirstWord();
     asio::awaitable<bool> awaitNextWord();
     asio::awaitable<void> readMore(error_code& error);
@@ -65,7 +60,6 @@ private:
     asio::awaitable<void> refuse(Response response);
     asio::awaitable<void> refuse(error_code error);
     asio::awaitable<void> turnAway();
-    asio::awaitable<void> readAway();
 
     Socket socket_;
     ServerContext& context_;

@@ -2,26 +2,12 @@
 
 namespace standin {
 
-// Goes with the deadline, which ends a wait of its timer.
-struct Deadline::State {
-    Socket& socket;
-    asio::steady_timer timer;
-    Clock::time_point end = Clock::time_point::max();
-};
-
-Deadline::Deadline(Socket& socket)
-    : state_(std::make_shared<State>(State{socket, asio::steady_timer(socket.get_executor())})) {}
-
 void Deadline::at(Clock::time_point end) {
     state_->end = end;
     state_->timer.expires_at(end);  // which ends the wait for the former one
     if (end != Clock::time_point::max()) {
         await(state_);
     }
-}
-
-bool Deadline::expired() const {
-    return Clock::now() >= state_->end;
 }
 
 void Deadline::await(const std::shared_ptr<State>& state) {

@@ -19,8 +19,8 @@ namespace standin {
 // reader processes. A server without connections has no timer and wakes nobody.
 class HttpServer {
 public:
-    // Listens and serves from here on; the readers become ready beside it. `config` has passed
-    // complaintAbout. Throws std::runtime_error, whose text is the reason, when it cannot.
+    // Listens and serves from here on; the readers become ready beside it. `config` has been
+    // checked. Throws std::runtime_error, whose text is the reason, when it cannot.
     HttpServer(const VelmoraLightServerConfig& config, const Surroundings& surroundings,
                const Limits& limits);
     HttpServer(const HttpServer&) = delete;

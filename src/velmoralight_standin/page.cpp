@@ -22,7 +22,7 @@ std::string policy() {
 
 Response pageReport() {
     return {.contentType = "text/html; charset=utf-8",
-            .fixedBody = pageText(),
+            .body = std::string(pageText()),
             .fields = {{"Content-Security-Policy", policy()},
                        {"Permissions-Policy", "camera=(self), geolocation=(), microphone=()"},
                        {"Referrer-Policy", "no-referrer"}}};

@@ -1,11 +1,9 @@
 // The engine's objections to requests that are not good HTTP/1.1.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string_view>
 
-#include <boost/beast/http/basic_parser.hpp>
 #include <boost/beast/http/message.hpp>
 
 #include "velmoralight_standin/limits.h"

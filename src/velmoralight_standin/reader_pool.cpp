@@ -22,23 +22,20 @@ namespace standin {
 using State = PictureJob::State;
 using Clock = PictureJob::Clock;
 
-struct ReaderPool::End {
+struct ReaderEnd {
     std::string_view reason;  // as the reports name it
     const char* message;      // to the client whose picture it was
-
-    static const End kDied;
-    static const End kDiedBefore;
-    static const End kTimeout;
-    static const End kMemory;
-    static const End kProtocol;
 };
 
-const ReaderPool::End ReaderPool::End::kDied{"died", "the reader died of the picture"};
-const ReaderPool::End ReaderPool::End::kDiedBefore{"died", "two readers died before the picture"};
-const ReaderPool::End ReaderPool::End::kTimeout{"timeout", "reading the picture took too long"};
-const ReaderPool::End ReaderPool::End::kMemory{"memory",
-                                               "reading the picture would take too much memory"};
-const ReaderPool::End ReaderPool::End::kProtocol{"protocol", "the reader gave no proper answer"};
+namespace {
+
+constexpr ReaderEnd kDied{"died", "the reader died of the picture"};
+constexpr ReaderEnd kDiedBefore{"died", "two readers died before the picture"};
+constexpr ReaderEnd kTimeout{"timeout", "reading the picture took too long"};
+constexpr ReaderEnd kMemory{"memory", "reading the picture would take too much memory"};
+constexpr ReaderEnd kProtocol{"protocol", "the reader gave no proper answer"};
+
+}  // namespace
 
 // A place with a process, but for the moments of its replacement.
 struct ReaderPool::Reader {
@@ -56,12 +53,11 @@ struct ReaderPool::Reader {
 
     // Why the socket fails. It is reset when something is left in it that the reader has not taken:
     // a picture that it has not seen all of is innocent, unless only the word to go on was left.
-    [[nodiscard]] const End* ending(const error_code& error) const {
+    [[nodiscard]] const ReaderEnd* ending(const error_code& error) const {
         if (deadline.expired()) {
-            return &End::kTimeout;
+            return &kTimeout;
         }
-        return error == asio::error::connection_reset && !hasAsked ? &End::kDiedBefore
-                                                                   : &End::kDied;
+        return error == asio::error::connection_reset && !hasAsked ? &kDiedBefore : &kDied;
     }
 
     static constexpr int kPatience = 3;
@@ -85,7 +81,7 @@ ReaderPool::ReaderPool(asio::io_context& io, const VelmoraLightServerConfig& con
       program_(std::move(program)),
       counters_(counters),
       memory_{limits.pictureMemory} {
-    for (const End* end : {&End::kDied, &End::kTimeout, &End::kMemory, &End::kProtocol}) {
+    for (const ReaderEnd* end : {&kDied, &kTimeout, &kMemory, &kProtocol}) {
         counters_.readersReplaced[end->reason] = 0;
     }
 }
@@ -200,7 +196,7 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
     error_code cancelled;
     while (!stopped_) {
         if (reader.process) {
-            const End* const end = co_await listenTo(reader);
+            const ReaderEnd* const end = co_await listenTo(reader);
             close(reader, *end);
         }
         if (reader.failures > 0 && !stopped_) {
@@ -231,7 +227,7 @@ void ReaderPool::reopen(Reader& reader) noexcept {
     count();
 }
 
-void ReaderPool::close(Reader& reader, const End& end) {
+void ReaderPool::close(Reader& reader, const ReaderEnd& end) {
     reader.ready = false;
     reader.deadline.lift();
     closeQuietly(reader.socket);
@@ -239,7 +235,7 @@ void ReaderPool::close(Reader& reader, const End& end) {
     if (!stopped_) {
         ++counters_.readersReplaced[end.reason];
     }
-    if (reader.job != nullptr && &end == &End::kDiedBefore && !stopped_ &&
+    if (reader.job != nullptr && &end == &kDiedBefore && !stopped_ &&
         !std::exchange(reader.job->wasGivenTwice, true)) {
         reader.job->enter(State::Waiting);
         waiting_.push_front(std::exchange(reader.job, nullptr));
@@ -268,7 +264,7 @@ asio::awaitable<void> ReaderPool::bury(std::unique_ptr<ReaderProcess> process, C
 }
 
 // Until the reader has to be replaced, or the pool was stopped.
-asio::awaitable<const ReaderPool::End*> ReaderPool::listenTo(Reader& reader) {
+asio::awaitable<const ReaderEnd*> ReaderPool::listenTo(Reader& reader) {
     while (!stopped_ || reader.job != nullptr) {
         ReaderAnswer answer;
         error_code error;
@@ -276,18 +272,17 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::listenTo(Reader& reader) {
         if (error) {
             co_return reader.ending(error);
         }
-        const End* const end = co_await obey(reader, answer);
+        const ReaderEnd* const end = co_await obey(reader, answer);
         if (end != nullptr) {
             co_return end;
         }
     }
-    co_return &End::kDied;
+    co_return &kDied;
 }
 
 // Null when the reader goes on.
-asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
-                                                         const ReaderAnswer& answer) {
-    const End* end = &End::kProtocol;
+asio::awaitable<const ReaderEnd*> ReaderPool::obey(Reader& reader, const ReaderAnswer& answer) {
+    const ReaderEnd* end = &kProtocol;
     if (answer.word == ReaderWord::Ready && !reader.ready) {
         reader.ready = true;
         reader.failures = 0;
@@ -304,9 +299,9 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
 }
 
 // Large pictures take turns. The time that one waits for its turn is not its own.
-asio::awaitable<const ReaderPool::End*> ReaderPool::lendMemory(Reader& reader, std::size_t amount) {
+asio::awaitable<const ReaderEnd*> ReaderPool::lendMemory(Reader& reader, std::size_t amount) {
     if (amount > limits_.pictureMemory) {
-        co_return &End::kMemory;
+        co_return &kMemory;
     }
     reader.deadline.lift();
     const auto since = Clock::now();
@@ -335,11 +330,11 @@ void ReaderPool::wakeNextTurn() {
     }
 }
 
-asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
-                                                               const ReaderAnswer& answer) {
+asio::awaitable<const ReaderEnd*> ReaderPool::takeResult(Reader& reader,
+                                                         const ReaderAnswer& answer) {
     PictureJob& job = *reader.job;
     if (!job.handedOver || answer.size > limits_.maxAnswerBytes || !isReturnCode(answer.code)) {
-        co_return &End::kProtocol;
+        co_return &kProtocol;
     }
     std::string text(answer.size, '\0');
     error_code error;
@@ -348,7 +343,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
         co_return reader.ending(error);
     }
     if (!text.ends_with('}')) {
-        co_return &End::kProtocol;
+        co_return &kProtocol;
     }
     const auto code = static_cast<VelmoraLightReturnCode>(answer.code);
     counters_.symbols += answer.symbols;

@@ -20,6 +20,8 @@
 
 namespace standin {
 
+struct ReaderEnd;  // why a reader has to be replaced
+
 // Hands pictures to readers, each one at a time, and replaces a reader that ends, takes too long,
 // wants too much or talks nonsense. Belongs to the server's thread.
 class ReaderPool {
@@ -47,17 +49,16 @@ public:
 
 private:
     struct Reader;
-    struct End;  // why a reader has to be replaced
 
     void open(Reader& reader);
     void reopen(Reader& reader) noexcept;
-    void close(Reader& reader, const End& end);
+    void close(Reader& reader, const ReaderEnd& end);
     asio::awaitable<void> keep(Reader& reader);
     asio::awaitable<void> bury(std::unique_ptr<ReaderProcess> process, Claim memory);
-    asio::awaitable<const End*> listenTo(Reader& reader);
-    asio::awaitable<const End*> obey(Reader& reader, const ReaderAnswer& answer);
-    asio::awaitable<const End*> lendMemory(Reader& reader, std::size_t amount);
-    asio::awaitable<const End*> takeResult(Reader& reader, const ReaderAnswer& answer);
+    asio::awaitable<const ReaderEnd*> listenTo(Reader& reader);
+    asio::awaitable<const ReaderEnd*> obey(Reader& reader, const ReaderAnswer& answer);
+    asio::awaitable<const ReaderEnd*> lendMemory(Reader& reader, std::size_t amount);
+    asio::awaitable<const ReaderEnd*> takeResult(Reader& reader, const ReaderAnswer& answer);
     void wakeNextTurn();
     void submit(const std::shared_ptr<PictureJob>& job);
     void withdraw(const std::shared_ptr<PictureJob>& job, std::optional<Response> answer);

@@ -36,7 +36,7 @@ Response withAllowed(const char* methods, Response response) {
 }
 
 Response options(const char* methods) {
-    return withAllowed(methods, {.status = kNoContent, .contentType = ""});
+    return withAllowed(methods, {.status = kNoContent});
 }
 
 std::string_view withoutHost(std::string_view target) {

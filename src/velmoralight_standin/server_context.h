@@ -23,16 +23,16 @@ struct ServerContext {
           surroundings(std::move(theSurroundings)),
           limits(theLimits),
           places{.free = {static_cast<std::size_t>(config.conns)}},
-          pool(io, config, limits, surroundings.reader, counters),
-          bodies{limits.maxBodiesBytes} {}
+          bodies{limits.maxBodiesBytes},
+          pool(io, config, limits, surroundings.reader, counters) {}
 
     const VelmoraLightServerConfig config;
     const Surroundings surroundings;
     const Limits limits;
     Counters counters;
     Places places;
-    ReaderPool pool;
     Budget bodies;  // bytes
+    ReaderPool pool;
     bool stopping = false;
     // Tells this server from the one before it, and from its copies.
     const std::chrono::system_clock::time_point started = std::chrono::system_clock::now();
