@@ -1,6 +1,5 @@
 #include "velmoralight_standin/reader_process.h"
 
-#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -8,9 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "velmoralight_standin/reader_protocol.h"
 
@@ -99,13 +100,13 @@ ReaderProcess::ReaderProcess(const std::string& program, Socket& socket) {
     }
 }
 
+// Looks instead of being told: a process that has ended may be its tracer's before it can be
+// reaped.
 ReaderProcess::~ReaderProcess() {
-    if (!end()) {
-        constexpr int kMilliseconds = 1000;
-        pollfd gone{process_, POLLIN, 0};
-        while (::poll(&gone, 1, kMilliseconds) < 0 && errno == EINTR) {
-        }
-        static_cast<void>(end());
+    using Clock = std::chrono::steady_clock;
+    const auto last = Clock::now() + std::chrono::seconds(1);
+    while (!end() && Clock::now() < last) {
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
     ::close(process_);
 }

@@ -293,6 +293,25 @@ TEST(Reader, HoldsNobodyUpUntilItIsGone) {
     EXPECT_TRUE(waitUntil([&] { return statOf(std::to_string(host.reader)).empty(); }));
 }
 
+TEST(Reader, HoldsNobodyUpForLongWhoDestroysTheServer) {
+    ScriptedServer server(1);
+    const pid_t reader = readersOnceThereAre(1).at(0);
+    {
+        const HostProcess tracer(
+            [reader] { return ::ptrace(PTRACE_SEIZE, reader, nullptr, nullptr); });
+        const std::string status = "/proc/" + std::to_string(reader) + "/status";
+        const std::string traced = "TracerPid:\t" + std::to_string(tracer.id) + "\n";
+        if (!waitUntil([&] { return readFile(status).find(traced) != std::string::npos; }, 2s)) {
+            GTEST_SKIP() << "nobody may be traced here";
+        }
+        const Stopwatch watch;
+        server.stop();
+        EXPECT_LT(watch.elapsed(), 20s);
+        EXPECT_FALSE(runs(reader));
+    }
+    EXPECT_EQ(::waitpid(reader, nullptr, 0), reader);
+}
+
 TEST(Reader, IsReplacedInAHostThatIgnoresItsChildren) {
     ::signal(SIGCHLD, SIG_IGN);
     {
