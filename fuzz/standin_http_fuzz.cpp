@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         require(status >= 200 && status < 600, "the status is one of an answer");
         counted += count;
     }
-    require(context.counters.connectionsOpen == 0, "the place is given back");
+    require(context.places.free.left == 1, "the place is given back");
     require(context.bodies.left == context.limits.maxBodiesBytes, "so is the memory");
     require(received.empty() || received.starts_with("HTTP/1."), "an answer comes first");
     require(countOf(received, "\r\nServer: velmoraLight-stand-in/") == counted,

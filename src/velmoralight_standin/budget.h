@@ -11,7 +11,8 @@ struct Budget {
     std::size_t left = 0;
 };
 
-// A part of a budget, given back at the end. The budget outlives it.
+// A part of a budget, given back at the end. The budget outlives it. One that was moved from has
+// nothing, and may grow again.
 class Claim {
 public:
     explicit Claim(Budget& budget) : budget_(&budget) {}
@@ -22,6 +23,7 @@ public:
     Claim& operator=(Claim&&) = delete;
     ~Claim() { release(); }
 
+    [[nodiscard]] std::size_t amount() const { return amount_; }
     [[nodiscard]] bool couldGrowTo(std::size_t amount) const {
         return amount <= amount_ || amount - amount_ <= budget_->left;
     }

@@ -3,6 +3,8 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -16,8 +18,7 @@
 #include "velmoralight_standin/page.h"
 #include "velmoralight_standin/protocol.h"
 #include "velmoralight_standin/reports.h"
-#include "velmoralight_standin/request_target.h"
-#include "velmoralight_standin/return_code.h"
+#include "velmoralight_standin/router.h"
 #include "velmoralight_standin/version.h"
 
 namespace standin {
@@ -29,25 +30,23 @@ namespace {
 
 constexpr std::size_t kReadSize = std::size_t{16} * 1024;
 
-std::string_view view(beast::string_view text) {
-    return {text.data(), text.size()};
+using Routed = std::variant<Route, Response>;
+
+bool leadsTo(const Routed& routed, Route route) {
+    const Route* const wanted = std::get_if<Route>(&routed);
+    return wanted != nullptr && *wanted == route;
 }
 
 // Whether the answer is for those too for whom no place is left.
-bool isForVisitors(const std::variant<Route, Response>& routed) {
-    const Route* const wanted = std::get_if<Route>(&routed);
-    return wanted == nullptr || *wanted == Route::Health || *wanted == Route::Metrics;
-}
-
-RequestTarget targetOf(const http::request_header<>& request) {
-    return splitTarget(view(request.target()));
+bool isForVisitors(const Routed& routed) {
+    return std::holds_alternative<Response>(routed) || leadsTo(routed, Route::Health) ||
+           leadsTo(routed, Route::Metrics);
 }
 
 // The part that answers, or an answer that does without the body.
-std::variant<Route, Response> routeOf(const http::request_header<>& request) {
-    auto routed = route(view(request.method_string()), targetOf(request).path);
-    const Route* const wanted = std::get_if<Route>(&routed);
-    if (wanted != nullptr && *wanted == Route::Recognize) {
+Routed routeOf(const http::request_header<>& request) {
+    Routed routed = route(request.method_string(), splitTarget(request.target()).path);
+    if (leadsTo(routed, Route::Recognize)) {
         if (std::optional<Response> objection = objectionToForm(request)) {
             routed = std::move(*objection);
         }
@@ -55,15 +54,34 @@ std::variant<Route, Response> routeOf(const http::request_header<>& request) {
     return routed;
 }
 
-using Body = http::span_body<const char>;
+// What is answered wherever there is nothing to recognise.
+Response answerTo(Routed routed, const ServerContext& context) {
+    if (auto* const ready = std::get_if<Response>(&routed)) {
+        return std::move(*ready);
+    }
+    const std::size_t open =
+        static_cast<std::size_t>(context.config.conns) - context.places.free.left;
+    const ServerState state{context.config, context.counters, open, context.started};
+    switch (std::get<Route>(routed)) {
+        case Route::Status:
+            return statusReport(state);
+        case Route::Health:
+            return healthReport(state, context.limits.retryAfter);
+        case Route::Metrics:
+            return metricsReport(state);
+        default:
+            return pageReport();
+    }
+}
 
 // The message's body is that of `response`, which has to outlive it.
-http::response<Body> messageOf(const Response& response, const Connection::Manner& manner) {
-    http::response<Body> message;
+http::response<http::span_body<const char>> messageOf(const Response& response,
+                                                      const Connection::Manner& manner) {
+    http::response<http::span_body<const char>> message;
     message.version(manner.version);
     message.result(static_cast<unsigned int>(response.status));
     message.set(http::field::server, std::string("velmoraLight-stand-in/") + kVersionText);
-    if (!response.contentType.empty()) {
+    if (response.status != kNoContent) {
         message.set(http::field::content_type, response.contentType);
     }
     message.set(http::field::cache_control, "no-store");
@@ -71,13 +89,12 @@ http::response<Body> messageOf(const Response& response, const Connection::Manne
     for (const auto& [name, value] : response.fields) {
         message.set(name, value);
     }
-    const std::string_view text = response.text();
     if (response.status != kNoContent) {
-        message.content_length(text.size());
+        message.content_length(response.body.size());
     }
-    message.keep_alive(manner.next == Connection::Next::Stay);
+    message.keep_alive(manner.stays);
     if (!manner.headOnly) {
-        message.body() = {text.data(), text.size()};
+        message.body() = response.body;
     }
     return message;
 }
@@ -88,17 +105,8 @@ Connection::Connection(Socket socket, ServerContext& context)
     : socket_(std::move(socket)),
       context_(context),
       deadline_(socket_),
-      buffer_(context.limits.maxHeaderBytes + kReadSize) {}
-
-Connection::~Connection() {
-    givePlace();
-}
-
-asio::awaitable<void> Connection::run() {
-    co_await serve();
-    deadline_.lift();
-    closeQuietly(socket_);
-}
+      buffer_(context.limits.maxHeaderBytes + kReadSize),
+      place_(context.places.free) {}
 
 void Connection::stop() {
     if (phase_ == Phase::Reading) {
@@ -109,22 +117,18 @@ void Connection::stop() {
 }
 
 bool Connection::takePlace() {
-    hasPlace_ = hasPlace_ || context_.places.take();
-    return hasPlace_;
-}
-
-void Connection::givePlace() {
-    if (std::exchange(hasPlace_, false)) {
-        context_.places.give();
+    if (!hasPlace() && context_.places.take(place_)) {
+        ++context_.counters.connectionsAdmitted;
     }
+    return hasPlace();
 }
 
 bool Connection::leave(bool isIdle) {
     const int seen = peek();
-    if (!hasPlace_ || seen > 0 || (seen < 0 && !isIdle)) {
+    if (!hasPlace() || seen > 0 || (seen < 0 && !isIdle)) {
         return false;
     }
-    givePlace();
+    place_.release();
     closeQuietly(socket_);
     return true;
 }
@@ -137,21 +141,22 @@ int Connection::peek() {
     return count < 0 && errno != EAGAIN ? 0 : static_cast<int>(count);
 }
 
-asio::awaitable<void> Connection::serve() {
-    Next next = Next::Stay;
-    while (next == Next::Stay && !context_.stopping) {
+asio::awaitable<void> Connection::run() {
+    do {
         bool begun = buffer_.size() > 0;
-        if (!begun && !hasPlace_) {
+        if (!begun && !hasPlace()) {
             begun = co_await awaitFirstWord();
         }
-        if (!begun && hasPlace_) {
+        if (!begun && hasPlace()) {
             begun = co_await awaitNextWord();
         }
-        next = Next::Leave;
+        manner_ = Manner();
         if (begun) {
-            next = co_await serveRequest();
+            co_await serveRequest();
         }
-    }
+    } while (manner_.stays && !context_.stopping);
+    deadline_.lift();
+    closeQuietly(socket_);
 }
 
 // Whoever has just come needs no place before it says something, or has been silent for so long
@@ -163,10 +168,10 @@ asio::awaitable<bool> Connection::awaitFirstWord() {
     if (error && !deadline_.expired()) {
         co_return false;
     }
-    if (context_.places.hasFree()) {
+    if (place_.couldGrowTo(1)) {
         takePlace();
     } else if (error) {
-        co_await turnAway(Manner());
+        co_await turnAway();
     }
     co_return !error;
 }
@@ -174,9 +179,10 @@ asio::awaitable<bool> Connection::awaitFirstWord() {
 // Meanwhile the place is given to whoever needs it.
 asio::awaitable<bool> Connection::awaitNextWord() {
     deadline_.within(context_.limits.idleTimeout);
-    Places::IdleGuests& idle = context_.places.idle;
+    auto& idle = context_.places.idle;
     const auto since = Places::Clock::now() + context_.limits.idleGrace;
-    const auto self = idle.insert(idle.end(), {this, since});
+    const auto self =
+        idle.insert(idle.end(), {[this](bool isIdle) { return leave(isIdle); }, since});
     error_code error;
     co_await readMore(error);
     idle.erase(self);
@@ -190,103 +196,58 @@ asio::awaitable<void> Connection::readMore(error_code& error) {
     buffer_.commit(count);
 }
 
-// Whoever has just been answered may be about to ask again; then the place is not to be had.
+// Whoever has just been answered may be about to ask again; then the place is not to be had. False
+// when there is none; then the client was told.
 asio::awaitable<bool> Connection::awaitPlace() {
-    asio::steady_timer grace(socket_.get_executor(), context_.limits.idleGrace);
-    error_code ignored;
-    co_await grace.async_wait(into(ignored));
-    co_return takePlace();
+    if (!takePlace()) {
+        asio::steady_timer grace(socket_.get_executor(), context_.limits.idleGrace);
+        error_code ignored;
+        co_await grace.async_wait(into(ignored));
+    }
+    if (!takePlace()) {
+        co_await turnAway();
+    }
+    co_return hasPlace();
 }
 
-asio::awaitable<void> Connection::turnAway(Manner manner) {
+asio::awaitable<void> Connection::turnAway() {
     ++context_.counters.connectionsRefused;
-    Response response = unavailable("all connections are taken", context_.limits.retryAfter);
-    co_await refuse(std::move(response), manner);
+    co_await refuse(unavailable("all connections are taken", context_.limits.retryAfter));
 }
 
-asio::awaitable<Connection::Next> Connection::serveRequest() {
+asio::awaitable<void> Connection::serveRequest() {
     Parser parser;
     parser.header_limit(context_.limits.maxHeaderBytes);
     parser.body_limit(context_.limits.maxBodyBytes);
     const bool hasHead = co_await readHead(parser);
     if (!hasHead) {
-        co_return Next::Leave;
+        co_return;
     }
     const auto& request = parser.get();
-    auto routed = routeOf(request);
-    Manner manner{request.version(), request.method() == http::verb::head, Next::Leave};
-    if (!isForVisitors(routed) && !takePlace()) {
-        const bool hasPlace = co_await awaitPlace();
-        if (!hasPlace) {
-            co_await turnAway(manner);
-            co_return Next::Leave;
+    manner_ = {request.version(), request.method() == http::verb::head};
+    Routed routed = routeOf(request);
+    if (!isForVisitors(routed)) {
+        const bool isAdmitted = co_await awaitPlace();
+        if (!isAdmitted) {
+            co_return;
         }
     }
-    if (hasPlace_ && request.keep_alive() && !leavesAfterAnswer(request)) {
-        manner.next = Next::Stay;
-    }
-    if (auto* refusal = std::get_if<Response>(&routed)) {
-        const Next next = co_await decline(std::move(*refusal), manner, parser.is_done());
-        co_return next;
-    }
-    const Next next = co_await serveRoute(std::get<Route>(routed), parser, manner);
-    co_return next;
-}
-
-// Answers a request, and reads its body away if that is still to come.
-asio::awaitable<Connection::Next> Connection::decline(Response response, Manner manner,
-                                                      bool wasRead) {
-    if (!wasRead) {
-        co_await refuse(std::move(response), manner);
-        co_return Next::Leave;
-    }
-    const Next next = co_await send(std::move(response), manner);
-    co_return next;
-}
-
-asio::awaitable<Connection::Next> Connection::serveRoute(Route wanted, Parser& parser,
-                                                         Manner manner) {
-    if (wanted != Route::Recognize) {
-        if (wanted == Route::Page) {
-            // A browser would keep the connection for as long as the page is looked at.
-            manner.next = Next::Leave;
-        }
-        const Next next = co_await decline(report(wanted), manner, parser.is_done());
-        co_return next;
-    }
-    Claim memory(context_.bodies);
-    const bool hasBody = co_await readBody(parser, memory);
-    if (!hasBody) {
-        co_return Next::Leave;
-    }
-    const std::string_view query = targetOf(parser.get()).query;
-    std::optional<Response> response = co_await recognize(std::make_shared<PictureJob>(
-        socket_, std::string(query), std::move(parser.get().body()), std::move(memory)));
-    if (!response) {
-        co_return Next::Leave;
-    }
-    const Next next = co_await send(std::move(*response), manner);
-    co_return next;
-}
-
-Response Connection::report(Route wanted) const {
-    const ServerState state{context_.config, context_.counters, context_.started};
-    switch (wanted) {
-        case Route::Status:
-            return statusReport(state);
-        case Route::Health:
-            return healthReport(state, context_.limits.retryAfter);
-        case Route::Metrics:
-            return metricsReport(state);
-        default:
-            return pageReport();
+    // A browser would keep the connection for as long as the page is looked at.
+    manner_.stays = hasPlace() && request.keep_alive() && !leavesAfterAnswer(request) &&
+                    !leadsTo(routed, Route::Page);
+    if (leadsTo(routed, Route::Recognize)) {
+        co_await recognize(parser);
+    } else if (parser.is_done()) {
+        co_await send(answerTo(std::move(routed), context_));
+    } else {
+        co_await refuse(answerTo(std::move(routed), context_));
     }
 }
 
 // Reads the header of a request and looks whether it can be served. False when it cannot; then the
 // client was told.
 asio::awaitable<bool> Connection::readHead(Parser& parser) {
-    deadline_.within(hasPlace_ ? context_.limits.headerTimeout : context_.limits.visitTime);
+    deadline_.within(hasPlace() ? context_.limits.headerTimeout : context_.limits.visitTime);
     error_code error;
     std::optional<Response> objection;
     while (!error && !objection && !parser.is_header_done()) {
@@ -298,17 +259,15 @@ asio::awaitable<bool> Connection::readHead(Parser& parser) {
             co_await readMore(error);
         }
     }
-    if (error) {
-        co_await refuse(error);
-        co_return false;
-    }
-    if (!objection) {
+    if (!error && !objection) {
         objection = objectionTo(parser.get(), context_.surroundings.origins);
     }
-    if (objection) {
-        co_await refuse(std::move(*objection), Manner());
+    if (error) {
+        co_await refuse(error);
+    } else if (objection) {
+        co_await refuse(std::move(*objection));
     }
-    co_return !objection;
+    co_return !error && !objection;
 }
 
 // Reads the body of a request, if it has one, into memory that is claimed as it fills: what is only
@@ -335,44 +294,35 @@ asio::awaitable<bool> Connection::readBody(Parser& parser, Claim& memory) {
     }
     if (!fits) {
         ++context_.counters.bodiesRefused;
-        co_await refuse(unavailable("too many bodies are on their way", context_.limits.retryAfter),
-                        Manner());
+        co_await refuse(
+            unavailable("too many bodies are on their way", context_.limits.retryAfter));
     } else if (error) {
         co_await refuse(error);
     }
     co_return fits && !error;
 }
 
-// Nothing when the client has left before anybody took its request up.
-asio::awaitable<std::optional<Response>> Connection::recognize(std::shared_ptr<PictureJob> job) {
+asio::awaitable<void> Connection::recognize(Parser& parser) {
+    Claim memory(context_.bodies);
+    const bool hasBody = co_await readBody(parser, memory);
+    if (!hasBody) {
+        co_return;
+    }
+    const std::string_view query = splitTarget(parser.get().target()).query;
+    auto job = std::make_shared<PictureJob>(socket_, std::string(query),
+                                            std::move(parser.get().body()), std::move(memory));
     deadline_.lift();
     phase_ = Phase::Working;
-    context_.pool.submit(job);
-    co_await awaitEnd(job);
-    co_return outcomeOf(*job);
-}
-
-asio::awaitable<void> Connection::awaitEnd(std::shared_ptr<PictureJob> job) {
-    using Clock = PictureJob::Clock;
-    const int32_t timeout = context_.config.queueTimeout;
-    const auto expiry =
-        timeout > 0 ? job->since + std::chrono::milliseconds(timeout) : Clock::time_point::max();
-    error_code error;  // a cancelled wait is what is waited for
     watchForHangup(job);
-    while (job->isUnderWay()) {
-        const bool isWaiting = job->state == PictureJob::State::Waiting;
-        if (isWaiting && Clock::now() >= expiry) {
-            ++context_.counters.queueTimeouts;
-            context_.pool.withdraw(job);
-            job->end(PictureJob::State::Refused,
-                     "the request waited longer than " + std::to_string(timeout) + " ms");
-        } else {
-            job->wake.expires_at(isWaiting ? expiry : Clock::time_point::max());
-            co_await job->wake.async_wait(into(error));
-        }
+    std::optional<Response> response = co_await context_.pool.read(job);
+    error_code ignored;
+    socket_.cancel(ignored);  // the watch: it would look at the next request
+    job.reset();              // the picture's memory is for others while the answer is sent
+    if (response) {
+        co_await send(std::move(*response));
+    } else {
+        manner_.stays = false;
     }
-    // Of the watch: it would look at the next request.
-    socket_.cancel(error);
 }
 
 // A client that leaves takes its request with it. One that sends its next request early is not
@@ -381,66 +331,32 @@ void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
     // While the job is under way, so is this connection.
     const auto leave = [this, watched = std::weak_ptr(job)](const error_code& error) {
         const auto left = watched.lock();
-        if (!error && left && left->isUnderWay() && peek() == 0) {
+        if (!error && left && left->state != PictureJob::State::Ended && peek() == 0) {
             context_.pool.abandon(left);
         }
     };
     socket_.async_wait(Socket::wait_read, leave);
 }
 
-std::optional<Response> Connection::outcomeOf(PictureJob& job) {
-    if (job.state == PictureJob::State::Left) {
-        return std::nullopt;
-    }
-    if (job.state == PictureJob::State::Refused) {
-        return unavailable(job.text, context_.limits.retryAfter);
-    }
-    const bool wasRead = job.state == PictureJob::State::Read;
-    const auto code =
-        wasRead ? static_cast<VelmoraLightReturnCode>(job.code) : VELMORA_LIGHT_ERROR_OTHER;
-    Counters& counters = context_.counters;
-    ++counters.recognitions[code];
-    counters.symbols += job.symbols;
-    counters.waited.add(job.waited);
-    counters.worked.add(job.worked);
-    return wasRead ? resultResponse(code, std::move(job.text), job.waited, job.worked)
-                   : errorResponse(httpStatusOf(code), code, job.text);
-}
-
-asio::awaitable<Connection::Next> Connection::send(Response response, Manner manner) {
+asio::awaitable<void> Connection::send(Response response) {
     const Limits& limits = context_.limits;
-    if (context_.stopping) {
-        manner.next = Next::Leave;
-    }
+    manner_.stays = manner_.stays && !context_.stopping;
     ++context_.counters.responses[response.status];
-    auto message = messageOf(response, manner);
+    auto message = messageOf(response, manner_);
     phase_ = Phase::Answering;
     deadline_.within(context_.stopping ? limits.stopGrace : limits.answerTimeout);
     error_code error;
     co_await http::async_write(socket_, message, into(error));
     phase_ = Phase::Reading;
-    co_return error ? Next::Leave : manner.next;
+    manner_.stays = manner_.stays && !error;
 }
 
-// Answers a request that was not read to its end. The connection cannot be used any further.
-asio::awaitable<void> Connection::refuse(Response response, Manner manner) {
-    manner.next = Next::Leave;
-    co_await send(std::move(response), manner);
-    co_await readAway();
-}
-
-asio::awaitable<void> Connection::refuse(error_code error) {
-    const bool slow = deadline_.expired();
-    std::optional<Response> response =
-        slow ? answerToSlowness() : answerToReadError(error, context_.limits);
-    if (response && !context_.stopping) {
-        co_await refuse(std::move(*response), Manner());
-    }
-}
-
-// Says that no more will be said, and reads until the client hangs up. To close with something
-// unread would reset the connection and take the answer from the client.
-asio::awaitable<void> Connection::readAway() {
+// Answers a request that was not read to its end, says that no more will be said, and reads until
+// the client hangs up. To close with something unread would reset the connection and take the
+// answer from the client.
+asio::awaitable<void> Connection::refuse(Response response) {
+    manner_.stays = false;
+    co_await send(std::move(response));
     error_code error;
     socket_.shutdown(Socket::shutdown_send, error);
     deadline_.within(context_.limits.refusalTime);
@@ -450,6 +366,16 @@ asio::awaitable<void> Connection::readAway() {
         const std::size_t count =
             co_await socket_.async_read_some(buffer_.prepare(kReadSize), into(error));
         total += count;
+    }
+}
+
+asio::awaitable<void> Connection::refuse(error_code error) {
+    manner_.stays = false;
+    const bool isSlow = deadline_.expired();
+    std::optional<Response> response =
+        answerToReadError(isSlow ? beast::error::timeout : error, context_.limits);
+    if (response && !context_.stopping) {
+        co_await refuse(std::move(*response));
     }
 }
 

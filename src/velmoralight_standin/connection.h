@@ -1,10 +1,7 @@
 // One client and its requests.
 #pragma once
 
-#include <chrono>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -14,20 +11,17 @@
 #include "velmoralight_standin/budget.h"
 #include "velmoralight_standin/deadline.h"
 #include "velmoralight_standin/picture_job.h"
-#include "velmoralight_standin/places.h"
 #include "velmoralight_standin/response.h"
-#include "velmoralight_standin/router.h"
 #include "velmoralight_standin/server_context.h"
 
 namespace standin {
 
 // Lives on the server's thread, where all of it is called.
-class Connection final : private Guest {
+class Connection {
 public:
     Connection(Socket socket, ServerContext& context);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
-    ~Connection();
 
     // Serves the client until one of the two hangs up; called once. With every place taken, the
     // client is served only if it asks how the server is, and else answered 503. The socket is
@@ -37,51 +31,43 @@ public:
     // Ends the connection as soon as the work that was begun for it is done and answered.
     void stop();
 
-    // How the connection goes on after an answer.
-    enum class Next { Stay, Leave };
-    // How an answer is put on the wire.
+    // How a request is answered.
     struct Manner {
         unsigned int version = 11;  // as in HTTP/1.1
         bool headOnly = false;
-        Next next = Next::Leave;
+        bool stays = false;  // for the next request
     };
 
 private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
     enum class Phase { Reading, Working, Answering };
 
-    bool leave(bool isIdle) override;
+    [[nodiscard]] bool hasPlace() const { return place_.amount() > 0; }
     bool takePlace();
-    void givePlace();
+    bool leave(bool isIdle);
     [[nodiscard]] int peek();
 
-    asio::awaitable<void> serve();
     asio::awaitable<bool> awaitFirstWord();
     asio::awaitable<bool> awaitNextWord();
     asio::awaitable<void> readMore(error_code& error);
-    asio::awaitable<Next> serveRequest();
+    asio::awaitable<void> serveRequest();
     asio::awaitable<bool> awaitPlace();
     asio::awaitable<bool> readHead(Parser& parser);
-    asio::awaitable<Next> decline(Response response, Manner manner, bool wasRead);
-    asio::awaitable<Next> serveRoute(Route wanted, Parser& parser, Manner manner);
     asio::awaitable<bool> readBody(Parser& parser, Claim& memory);
-    [[nodiscard]] Response report(Route wanted) const;
-    asio::awaitable<std::optional<Response>> recognize(std::shared_ptr<PictureJob> job);
-    asio::awaitable<void> awaitEnd(std::shared_ptr<PictureJob> job);
+    asio::awaitable<void> recognize(Parser& parser);
     void watchForHangup(const std::shared_ptr<PictureJob>& job);
-    std::optional<Response> outcomeOf(PictureJob& job);
-    asio::awaitable<Next> send(Response response, Manner manner);
-    asio::awaitable<void> refuse(Response response, Manner manner);
+    asio::awaitable<void> send(Response response);
+    asio::awaitable<void> refuse(Response response);
     asio::awaitable<void> refuse(error_code error);
-    asio::awaitable<void> turnAway(Manner manner);
-    asio::awaitable<void> readAway();
+    asio::awaitable<void> turnAway();
 
     Socket socket_;
     ServerContext& context_;
     Deadline deadline_;
     boost::beast::flat_buffer buffer_;
     Phase phase_ = Phase::Reading;
-    bool hasPlace_ = false;
+    Manner manner_;
+    Claim place_;
 };
 
 }  // namespace standin

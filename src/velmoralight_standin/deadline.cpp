@@ -2,54 +2,28 @@
 
 namespace standin {
 
-struct Deadline::State {
-    State(Socket& theSocket) : socket(&theSocket), timer(theSocket.get_executor()) {}
-
-    Socket* socket;
-    asio::steady_timer timer;
-    // Tells a wait that was replaced while its end was already on its way.
-    uint64_t round = 0;
-    bool expired = false;
-};
-
-Deadline::Deadline(Socket& socket) : state_(std::make_shared<State>(socket)) {}
-
-Deadline::~Deadline() {
-    try {
-        lift();
-    } catch (const boost::system::system_error&) {
-        // A timer that cannot be cancelled finds its round gone by.
+void Deadline::at(Clock::time_point end) {
+    state_->end = end;
+    state_->timer.expires_at(end);  // which ends the wait for the former one
+    if (end != Clock::time_point::max()) {
+        await(state_);
     }
 }
 
-void Deadline::within(std::chrono::milliseconds time) {
-    lift();
-    await(state_, time);
-}
-
-void Deadline::lift() {
-    ++state_->round;
-    state_->expired = false;
-    state_->timer.cancel();
-}
-
-bool Deadline::expired() const {
-    return state_->expired;
-}
-
-void Deadline::await(const std::shared_ptr<State>& state, std::chrono::milliseconds time) {
-    state->timer.expires_after(time);
-    state->timer.async_wait([state, round = state->round](const error_code& error) {
-        if (error || round != state->round) {
+void Deadline::await(const std::shared_ptr<State>& state) {
+    state->timer.async_wait([weak = std::weak_ptr(state)](const error_code& error) {
+        const auto ended = weak.lock();
+        // The limit may have been set anew when the end of the wait was already on its way.
+        if (error || !ended || Clock::now() < ended->end) {
             return;
         }
-        state->expired = true;
         error_code ignored;  // nothing to cancel is as good
-        state->socket->cancel(ignored);
+        ended->socket.cancel(ignored);
         // The operation may have been between two steps, with nothing to cancel: the next one must
         // not get by.
         constexpr std::chrono::milliseconds kNextStep{20};
-        await(state, kNextStep);
+        ended->timer.expires_after(kNextStep);
+        await(ended);
     });
 }
 

@@ -13,19 +13,28 @@ namespace standin {
 // may still be told. Used on the socket's thread only; the socket outlives it.
 class Deadline {
 public:
-    explicit Deadline(Socket& socket);
+    using Clock = asio::steady_timer::clock_type;
+
+    explicit Deadline(Socket& socket)
+        : state_(
+              std::make_shared<State>(State{socket, asio::steady_timer(socket.get_executor())})) {}
     Deadline(const Deadline&) = delete;
     Deadline& operator=(const Deadline&) = delete;
-    ~Deadline();
 
-    // From now on. Replaces the limit that was set before.
-    void within(std::chrono::milliseconds time);
-    void lift();
-    [[nodiscard]] bool expired() const;
+    // Each replaces the limit that was set before.
+    void at(Clock::time_point end);
+    void within(std::chrono::milliseconds time) { at(Clock::now() + time); }
+    void lift() { at(Clock::time_point::max()); }
+    [[nodiscard]] bool expired() const { return Clock::now() >= state_->end; }
 
 private:
-    struct State;
-    static void await(const std::shared_ptr<State>& state, std::chrono::milliseconds time);
+    // Goes with the deadline, which ends the wait of its timer.
+    struct State {
+        Socket& socket;
+        asio::steady_timer timer;
+        Clock::time_point end = Clock::time_point::max();
+    };
+    static void await(const std::shared_ptr<State>& state);
 
     std::shared_ptr<State> state_;
 };

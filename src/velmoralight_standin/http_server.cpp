@@ -4,18 +4,13 @@
 #include <pthread.h>
 
 #include <exception>
-#include <future>
-#include <list>
 #include <stdexcept>
-#include <thread>
+#include <string>
 #include <utility>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
-
-#include "velmoralight_standin/connection.h"
-#include "velmoralight_standin/server_context.h"
 
 namespace standin {
 
@@ -29,38 +24,11 @@ void closeInChildren(int descriptor) {
 
 }  // namespace
 
-class HttpServer::Implementation {
-public:
-    Implementation(const VelmoraLightServerConfig& config, const Surroundings& surroundings,
-                   const Limits& limits);
-    Implementation(const Implementation&) = delete;
-    Implementation& operator=(const Implementation&) = delete;
-    ~Implementation();
-
-private:
-    using Connections = std::list<Connection>;
-
-    void listen();
-    void run(std::promise<void> started);
-    asio::awaitable<void> acceptClients();
-    asio::awaitable<void> awaitChange(asio::steady_timer::time_point atMost);
-    [[nodiscard]] bool mayAccept() const;
-    void begin(Socket socket);
-    void end(Connections::iterator connection);
-    void stop();
-
-    asio::io_context io_{1};
-    ServerContext context_;
-    asio::ip::tcp::acceptor acceptor_{io_};
-    // Cancelled whenever a connection ends.
-    asio::steady_timer change_{io_};
-    Connections connections_;
-    std::jthread thread_;  // joined before anything else goes
-};
-
-HttpServer::Implementation::Implementation(const VelmoraLightServerConfig& config,
-                                           const Surroundings& surroundings, const Limits& limits)
-    : context_(io_, config, surroundings, limits) {
+HttpServer::HttpServer(const VelmoraLightServerConfig& config, const Surroundings& surroundings,
+                       const Limits& limits)
+    : context_(io_, config, surroundings, limits),
+      maxConnections_(static_cast<std::size_t>(config.conns) +
+                      static_cast<std::size_t>(limits.maxVisitors)) {
     listen();
     std::promise<void> starting;
     std::future<void> started = starting.get_future();
@@ -68,11 +36,11 @@ HttpServer::Implementation::Implementation(const VelmoraLightServerConfig& confi
     started.get();
 }
 
-HttpServer::Implementation::~Implementation() {
+HttpServer::~HttpServer() {
     asio::post(io_, [this] { stop(); });
 }
 
-void HttpServer::Implementation::listen() {
+void HttpServer::listen() {
     const std::string& address = context_.surroundings.address;
     error_code error;
     const asio::ip::address parsed = asio::ip::make_address(address, error);
@@ -93,7 +61,7 @@ void HttpServer::Implementation::listen() {
 }
 
 // The readers are started here because they end with the thread that started them.
-void HttpServer::Implementation::run(std::promise<void> started) {
+void HttpServer::run(std::promise<void> started) {
     pthread_setname_np(pthread_self(), "velmora-server");
     try {
         context_.pool.start();
@@ -106,9 +74,9 @@ void HttpServer::Implementation::run(std::promise<void> started) {
     io_.run();
 }
 
-asio::awaitable<void> HttpServer::Implementation::acceptClients() {
+asio::awaitable<void> HttpServer::acceptClients() {
     while (!context_.stopping) {
-        if (!mayAccept()) {
+        if (connections_.size() >= maxConnections_) {
             co_await awaitChange(asio::steady_timer::time_point::max());
             continue;
         }
@@ -125,33 +93,24 @@ asio::awaitable<void> HttpServer::Implementation::acceptClients() {
     }
 }
 
-asio::awaitable<void> HttpServer::Implementation::awaitChange(
-    asio::steady_timer::time_point atMost) {
+asio::awaitable<void> HttpServer::awaitChange(asio::steady_timer::time_point atMost) {
     change_.expires_at(atMost);
     error_code error;  // a cancelled wait is what is waited for
     co_await change_.async_wait(into(error));
 }
 
-bool HttpServer::Implementation::mayAccept() const {
-    return connections_.size() < static_cast<std::size_t>(context_.config.conns) +
-                                     static_cast<std::size_t>(context_.limits.maxVisitors);
-}
-
-void HttpServer::Implementation::begin(Socket socket) {
+void HttpServer::begin(Socket socket) {
     closeInChildren(socket.native_handle());
     error_code ignored;  // slower, but it works
     socket.set_option(asio::ip::tcp::no_delay(true), ignored);
     const auto connection = connections_.emplace(connections_.end(), std::move(socket), context_);
-    asio::co_spawn(io_, connection->run(),
-                   [this, connection](const std::exception_ptr&) { end(connection); });
+    asio::co_spawn(io_, connection->run(), [this, connection](const std::exception_ptr&) {
+        connections_.erase(connection);
+        change_.cancel();
+    });
 }
 
-void HttpServer::Implementation::end(Connections::iterator connection) {
-    connections_.erase(connection);
-    change_.cancel();
-}
-
-void HttpServer::Implementation::stop() {
+void HttpServer::stop() {
     context_.stopping = true;
     error_code ignored;  // closed is closed
     acceptor_.close(ignored);
@@ -161,11 +120,5 @@ void HttpServer::Implementation::stop() {
         connection.stop();
     }
 }
-
-HttpServer::HttpServer(const VelmoraLightServerConfig& config, const Surroundings& surroundings,
-                       const Limits& limits)
-    : implementation_(std::make_unique<Implementation>(config, surroundings, limits)) {}
-
-HttpServer::~HttpServer() = default;
 
 }  // namespace standin

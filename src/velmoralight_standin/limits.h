@@ -36,8 +36,8 @@ struct Limits {
     // Bodies on their way in, waiting and worked on, all together, bytes. Above: 503.
     std::size_t maxBodiesBytes = std::size_t{96} * 1024 * 1024;
 
-    // From a picture in a reader's hands, and with the memory that it asked for, to its result.
-    // Above: the reader is ended and replaced, 422, return code 999.
+    // From a picture in a reader's hands to its result, without the wait for memory that the reader
+    // asked for. Above: the reader is ended and replaced, 422, return code 999.
     std::chrono::milliseconds pictureTime{5'000};
 
     // What the readers may ask for to decode and read pictures, all together, MiB. Pictures wait

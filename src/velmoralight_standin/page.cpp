@@ -2,8 +2,6 @@
 
 #include <string>
 
-#include "velmoralight_standin/page_text.h"
-
 namespace standin {
 
 namespace {
@@ -23,13 +21,11 @@ std::string policy() {
 }  // namespace
 
 Response pageReport() {
-    Response response;
-    response.contentType = "text/html; charset=utf-8";
-    response.fixedBody = pageText();
-    response.fields = {{"Content-Security-Policy", policy()},
+    return {.contentType = "text/html; charset=utf-8",
+            .body = std::string(pageText()),
+            .fields = {{"Content-Security-Policy", policy()},
                        {"Permissions-Policy", "camera=(self), geolocation=(), microphone=()"},
-                       {"Referrer-Policy", "no-referrer"}};
-    return response;
+                       {"Referrer-Policy", "no-referrer"}}};
 }
 
 }  // namespace standin

@@ -1,70 +1,42 @@
 // The places for client connections.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
-#include <cstdint>
+#include <functional>
 #include <list>
 
-#include "velmoralight_standin/counters.h"
+#include "velmoralight_standin/budget.h"
 
 namespace standin {
 
-// Who may have to leave when somebody else needs the place.
-class Guest {
-public:
-    // Leaves at once, when the client has hung up, or when it is silent and `isIdle`. False when
-    // the guest stays.
-    virtual bool leave(bool isIdle) = 0;
-
-protected:
-    ~Guest() = default;
-};
-
-// As many as there may be connections, counted in the server's counters. When all are taken, a
-// newcomer gets the one of the guest that has been idle longest, or whose client has hung up.
-class Places {
-public:
+// As many as there may be connections; each claims one. When all are taken, a newcomer gets that of
+// the guest that has been idle longest, or whose client has hung up.
+struct Places {
     using Clock = std::chrono::steady_clock;
-    struct Idler {
-        Guest* guest;
+    struct IdleGuest {
+        // Has it give its place up when its client has hung up, or is silent and `isIdle`. False
+        // when it stays.
+        std::function<bool(bool isIdle)> leave;
         Clock::time_point since;  // may lie ahead: the guest is safe until then
     };
-    using IdleGuests = std::list<Idler>;
-
-    Places(int32_t number, Counters& counters)
-        : number_(static_cast<uint64_t>(number)), counters_(counters) {}
-
-    [[nodiscard]] bool hasFree() const { return counters_.connectionsOpen < number_; }
 
     // False when there is none to be had.
-    [[nodiscard]] bool take() {
-        if (!hasFree() && !freeOne()) {
-            return false;
-        }
-        ++counters_.connectionsOpen;
-        ++counters_.connectionsAdmitted;
-        return true;
+    [[nodiscard]] bool take(Claim& place) {
+        return place.growTo(1) || (freeOne() && place.growTo(1));
     }
 
-    void give() { --counters_.connectionsOpen; }
-
-    // The guests that are idle now; each adds and removes itself.
-    IdleGuests idle;
+    Budget free;
+    // Those that are idle now, the longest first; each adds and removes itself.
+    std::list<IdleGuest> idle{};
 
 private:
-    bool freeOne() {
+    [[nodiscard]] bool freeOne() const {
         const auto now = Clock::now();
-        for (auto each = idle.begin(); each != idle.end();) {
-            const Idler candidate = *each++;  // who leaves removes itself
-            if (candidate.guest->leave(candidate.since <= now)) {
-                return true;
-            }
-        }
-        return false;
+        return std::any_of(idle.begin(), idle.end(), [now](const IdleGuest& guest) {
+            return guest.leave(guest.since <= now);
+        });
     }
-
-    const uint64_t number_;
-    Counters& counters_;
 };
 
 }  // namespace standin

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <boost/asio/error.hpp>
+#include <boost/beast/core/error.hpp>
 #include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/fields.hpp>
@@ -12,6 +13,7 @@
 namespace standin {
 
 namespace http = boost::beast::http;
+using boost::beast::iequals;
 
 namespace {
 
@@ -19,14 +21,6 @@ constexpr unsigned int kHttp11 = 11;
 
 Response protocolError(int status, const std::string& message) {
     return errorResponse(status, VELMORA_LIGHT_ERROR_OTHER, message);
-}
-
-std::string_view view(boost::beast::string_view text) {
-    return {text.data(), text.size()};
-}
-
-bool iequals(std::string_view one, std::string_view other) {
-    return boost::beast::iequals({one.data(), one.size()}, {other.data(), other.size()});
 }
 
 // Whether `text` is a name or an address, and a port or none.
@@ -50,7 +44,7 @@ bool isHost(std::string_view text) {
 
 bool hasGoodHost(const http::request_header<>& header) {
     const auto hosts = header.count(http::field::host);
-    return hosts == 1 ? isHost(view(header[http::field::host]))
+    return hosts == 1 ? isHost(header[http::field::host])
                       : hosts == 0 && header.version() != kHttp11;
 }
 
@@ -78,18 +72,17 @@ bool mayAsk(std::string_view origin, std::string_view host, std::string_view ori
     return false;
 }
 
-Response bodyTooLarge(const Limits& limits) {
-    return errorResponse(
-        413, VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE,
-        "the body has more than " + std::to_string(limits.maxBodyBytes) + " bytes");
-}
-
 }  // namespace
 
 std::optional<Response> answerToReadError(const boost::system::error_code& error,
                                           const Limits& limits) {
+    if (error == boost::beast::error::timeout) {
+        return protocolError(408, "the request took too long to arrive");
+    }
     if (error == http::error::body_limit) {
-        return bodyTooLarge(limits);
+        return errorResponse(
+            413, VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE,
+            "the body has more than " + std::to_string(limits.maxBodyBytes) + " bytes");
     }
     if (error == http::error::header_limit || error == http::error::buffer_overflow) {
         return protocolError(
@@ -106,10 +99,6 @@ std::optional<Response> answerToReadError(const boost::system::error_code& error
         return std::nullopt;
     }
     return protocolError(400, "malformed HTTP: " + error.message());
-}
-
-Response answerToSlowness() {
-    return protocolError(408, "the request took too long to arrive");
 }
 
 std::optional<Response> objectionToLines(std::string_view text) {
@@ -131,14 +120,14 @@ std::optional<Response> objectionTo(const http::request_header<>& header,
         return protocolError(400, "HTTP/1.0 has no transfer codings");
     }
     if (codings > 1 ||
-        (codings == 1 && !iequals(view(header[http::field::transfer_encoding]), "chunked"))) {
+        (codings == 1 && !iequals(header[http::field::transfer_encoding], "chunked"))) {
         return protocolError(501, "no transfer coding but chunked is known");
     }
     if (header.count(http::field::expect) > 0 && !expectsContinue(header)) {
         return protocolError(417, "no expectation but 100-continue can be met");
     }
     if (header.count(http::field::origin) > 0 &&
-        !mayAsk(view(header[http::field::origin]), view(header[http::field::host]), origins)) {
+        !mayAsk(header[http::field::origin], header[http::field::host], origins)) {
         return protocolError(403, "pages of other sites may not ask");
     }
     return std::nullopt;
@@ -146,23 +135,22 @@ std::optional<Response> objectionTo(const http::request_header<>& header,
 
 std::optional<Response> objectionToForm(const http::request_header<>& header) {
     static constexpr std::string_view kForm = "multipart/form-data";
-    const std::string_view type = view(header[http::field::content_type]).substr(0, kForm.size());
+    const std::string_view type = header[http::field::content_type].substr(0, kForm.size());
     if (!iequals(type, kForm)) {
         return std::nullopt;
     }
     return errorResponse(415, VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE,
                          "send the image itself as the body, not a form: curl --data-binary "
                          "@image.png http://" +
-                             std::string(view(header[http::field::host])) + "/v1/recognize");
+                             std::string(header[http::field::host]) + "/v1/recognize");
 }
 
 bool leavesAfterAnswer(const http::request_header<>& header) {
-    return iequals(view(header["Velmora-Connection"]), "close");
+    return iequals(header["Velmora-Connection"], "close");
 }
 
 bool expectsContinue(const http::request_header<>& header) {
-    return header.version() == kHttp11 &&
-           iequals(view(header[http::field::expect]), "100-continue");
+    return header.version() == kHttp11 && iequals(header[http::field::expect], "100-continue");
 }
 
 }  // namespace standin

@@ -1,11 +1,9 @@
 // The engine's objections to requests that are not good HTTP/1.1.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string_view>
 
-#include <boost/beast/http/basic_parser.hpp>
 #include <boost/beast/http/message.hpp>
 
 #include "velmoralight_standin/limits.h"
@@ -13,13 +11,11 @@
 
 namespace standin {
 
-// The answer to a request that could not be read because of `error`. Nothing when there is nobody
-// to answer: the client has hung up between two requests, or the network failed.
+// The answer to a request that could not be read because of `error`; Beast's time-out when it took
+// too long to arrive. Nothing when there is nobody to answer: the client has hung up between two
+// requests, or the network failed.
 [[nodiscard]] std::optional<Response> answerToReadError(const boost::system::error_code& error,
                                                         const Limits& limits);
-
-// The answer to a request that took too long to arrive.
-[[nodiscard]] Response answerToSlowness();
 
 // The answer to a request with a folded line in its header, which may have more behind it or still
 // be incomplete: continued lines are read differently by different programs.

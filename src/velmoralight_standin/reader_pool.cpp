@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -16,7 +15,6 @@
 #include <boost/beast/core/buffers_suffix.hpp>
 
 #include "velmoralight_standin/deadline.h"
-#include "velmoralight_standin/reader_process.h"
 #include "velmoralight_standin/return_code.h"
 
 namespace standin {
@@ -24,23 +22,20 @@ namespace standin {
 using State = PictureJob::State;
 using Clock = PictureJob::Clock;
 
-struct ReaderPool::End {
+struct ReaderEnd {
     std::string_view reason;  // as the reports name it
     const char* message;      // to the client whose picture it was
-
-    static const End kDied;
-    static const End kDiedBefore;
-    static const End kTimeout;
-    static const End kMemory;
-    static const End kProtocol;
 };
 
-const ReaderPool::End ReaderPool::End::kDied{"died", "the reader died of the picture"};
-const ReaderPool::End ReaderPool::End::kDiedBefore{"died", "two readers died before the picture"};
-const ReaderPool::End ReaderPool::End::kTimeout{"timeout", "reading the picture took too long"};
-const ReaderPool::End ReaderPool::End::kMemory{"memory",
-                                               "reading the picture would take too much memory"};
-const ReaderPool::End ReaderPool::End::kProtocol{"protocol", "the reader gave no proper answer"};
+namespace {
+
+constexpr ReaderEnd kDied{"died", "the reader died of the picture"};
+constexpr ReaderEnd kDiedBefore{"died", "two readers died before the picture"};
+constexpr ReaderEnd kTimeout{"timeout", "reading the picture took too long"};
+constexpr ReaderEnd kMemory{"memory", "reading the picture would take too much memory"};
+constexpr ReaderEnd kProtocol{"protocol", "the reader gave no proper answer"};
+
+}  // namespace
 
 // A place with a process, but for the moments of its replacement.
 struct ReaderPool::Reader {
@@ -51,20 +46,18 @@ struct ReaderPool::Reader {
     [[nodiscard]] bool isAlive() const { return ready || failures <= kPatience; }
     [[nodiscard]] bool isFree() const { return isAlive() && job == nullptr; }
     // Once for a picture that it has all of: a reader that holds memory and asks for more could
-    // wait for another one that does the same, and each time that it asked its time would begin
-    // anew.
+    // wait for another one that does the same.
     [[nodiscard]] bool mayAskForMemory() const {
         return job != nullptr && job->handedOver && !hasAsked;
     }
 
     // Why the socket fails. It is reset when something is left in it that the reader has not taken:
     // a picture that it has not seen all of is innocent, unless only the word to go on was left.
-    [[nodiscard]] const End* ending(const error_code& error) const {
+    [[nodiscard]] const ReaderEnd* ending(const error_code& error) const {
         if (deadline.expired()) {
-            return &End::kTimeout;
+            return &kTimeout;
         }
-        return error == asio::error::connection_reset && !hasAsked ? &End::kDiedBefore
-                                                                   : &End::kDied;
+        return error == asio::error::connection_reset && !hasAsked ? &kDiedBefore : &kDied;
     }
 
     static constexpr int kPatience = 3;
@@ -74,7 +67,7 @@ struct ReaderPool::Reader {
     asio::steady_timer timer;  // of its pause, and of its wait for memory
     Claim memory;              // lent for the job
     bool hasAsked = false;     // for memory for the job
-    std::optional<ReaderProcess> process;
+    std::unique_ptr<ReaderProcess> process;
     std::shared_ptr<PictureJob> job;
     bool ready = false;  // has said so, and was not found dead since
     int failures = 0;    // starts in a row after which no reader became ready
@@ -88,7 +81,7 @@ ReaderPool::ReaderPool(asio::io_context& io, const VelmoraLightServerConfig& con
       program_(std::move(program)),
       counters_(counters),
       memory_{limits.pictureMemory} {
-    for (const End* end : {&End::kDied, &End::kTimeout, &End::kMemory, &End::kProtocol}) {
+    for (const ReaderEnd* end : {&kDied, &kTimeout, &kMemory, &kProtocol}) {
         counters_.readersReplaced[end->reason] = 0;
     }
 }
@@ -105,31 +98,52 @@ void ReaderPool::start() {
     count();
 }
 
+asio::awaitable<std::optional<Response>> ReaderPool::read(std::shared_ptr<PictureJob> job) {
+    const int32_t timeout = config_.queueTimeout;
+    const auto expiry =
+        timeout > 0 ? job->since + std::chrono::milliseconds(timeout) : Clock::time_point::max();
+    error_code error;  // a cancelled wait is what is waited for
+    submit(job);
+    while (job->state != State::Ended) {
+        const bool isWaiting = job->state == State::Waiting;
+        if (isWaiting && Clock::now() >= expiry) {
+            ++counters_.queueTimeouts;
+            withdraw(job,
+                     refusal("the request waited longer than " + std::to_string(timeout) + " ms"));
+        } else {
+            job->wake.expires_at(isWaiting ? expiry : Clock::time_point::max());
+            co_await job->wake.async_wait(into(error));
+        }
+    }
+    co_return std::move(job->answer);
+}
+
+// Puts the job into the queue, or refuses it.
 void ReaderPool::submit(const std::shared_ptr<PictureJob>& job) {
     if (stopped_) {
-        job->end(State::Refused, "the server is being stopped");
+        job->end(refusal("the server is being stopped"));
     } else if (counters_.readersAlive == 0) {
-        job->end(State::Refused, "no reader is alive");
+        job->end(refusal("no reader is alive"));
     } else if (waiting_.size() >= capacity()) {
         ++counters_.queueFull;
-        job->end(State::Refused, "the queue is full");
+        job->end(refusal("the queue is full"));
     } else {
         waiting_.push_back(job);
         dispatch();
     }
 }
 
-void ReaderPool::withdraw(const std::shared_ptr<PictureJob>& job) {
+void ReaderPool::withdraw(const std::shared_ptr<PictureJob>& job, std::optional<Response> answer) {
     std::erase(waiting_, job);
     count();
+    job->end(std::move(answer));
 }
 
 void ReaderPool::abandon(const std::shared_ptr<PictureJob>& job) {
-    if (job->state == State::Waiting) {
-        withdraw(job);
-        job->end(State::Left, "");
-    }
     job->isAbandoned = true;
+    if (job->state == State::Waiting) {
+        withdraw(job, std::nullopt);
+    }
     for (Reader* const reader : turns_) {
         if (reader->job == job) {
             reader->timer.cancel();
@@ -166,9 +180,13 @@ void ReaderPool::count() {
     }
 }
 
+Response ReaderPool::refusal(const std::string& why) const {
+    return unavailable(why, limits_.retryAfter);
+}
+
 void ReaderPool::refuseWaiting(const std::string& why) {
     for (const auto& job : std::exchange(waiting_, {})) {
-        job->end(State::Refused, why);
+        job->end(refusal(why));
     }
     count();
 }
@@ -178,7 +196,7 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
     error_code cancelled;
     while (!stopped_) {
         if (reader.process) {
-            const End* const end = co_await listenTo(reader);
+            const ReaderEnd* const end = co_await listenTo(reader);
             close(reader, *end);
         }
         if (reader.failures > 0 && !stopped_) {
@@ -194,7 +212,7 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
 }
 
 void ReaderPool::open(Reader& reader) {
-    reader.process.emplace(program_, reader.socket);
+    reader.process = std::make_unique<ReaderProcess>(program_, reader.socket);
     ++reader.failures;
     reader.deadline.within(limits_.readerStart);
 }
@@ -209,27 +227,44 @@ void ReaderPool::reopen(Reader& reader) noexcept {
     count();
 }
 
-void ReaderPool::close(Reader& reader, const End& end) {
+void ReaderPool::close(Reader& reader, const ReaderEnd& end) {
     reader.ready = false;
+    reader.deadline.lift();
     closeQuietly(reader.socket);
-    reader.process.reset();
+    asio::co_spawn(io_, bury(std::move(reader.process), std::move(reader.memory)), asio::detached);
     if (!stopped_) {
         ++counters_.readersReplaced[end.reason];
     }
-    if (&end == &End::kDiedBefore && reader.job != nullptr && !stopped_ &&
+    if (reader.job != nullptr && &end == &kDiedBefore && !stopped_ &&
         !std::exchange(reader.job->wasGivenTwice, true)) {
-        reader.job->putBack();
+        reader.job->enter(State::Waiting);
         waiting_.push_front(std::exchange(reader.job, nullptr));
+    } else if (reader.job != nullptr) {
+        constexpr auto kCode = VELMORA_LIGHT_ERROR_OTHER;
+        finish(reader, kCode, errorResponse(httpStatusOf(kCode), kCode, end.message));
     }
-    finish(reader, State::Failed, end.message);
     dispatch();
     if (counters_.readersAlive == 0) {
         refuseWaiting("no reader is alive");
     }
 }
 
+// Ends a process, and gives back what it was lent once it is gone. Nobody waits for that meanwhile.
+asio::awaitable<void> ReaderPool::bury(std::unique_ptr<ReaderProcess> process, Claim memory) {
+    asio::steady_timer pause(io_);
+    error_code ignored;
+    while (!process->end() && !stopped_) {
+        constexpr std::chrono::milliseconds kNextLook{5};
+        pause.expires_after(kNextLook);
+        co_await pause.async_wait(into(ignored));
+    }
+    process.reset();
+    memory.release();
+    wakeNextTurn();
+}
+
 // Until the reader has to be replaced, or the pool was stopped.
-asio::awaitable<const ReaderPool::End*> ReaderPool::listenTo(Reader& reader) {
+asio::awaitable<const ReaderEnd*> ReaderPool::listenTo(Reader& reader) {
     while (!stopped_ || reader.job != nullptr) {
         ReaderAnswer answer;
         error_code error;
@@ -237,18 +272,17 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::listenTo(Reader& reader) {
         if (error) {
             co_return reader.ending(error);
         }
-        const End* const end = co_await obey(reader, answer);
+        const ReaderEnd* const end = co_await obey(reader, answer);
         if (end != nullptr) {
             co_return end;
         }
     }
-    co_return &End::kDied;
+    co_return &kDied;
 }
 
 // Null when the reader goes on.
-asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
-                                                         const ReaderAnswer& answer) {
-    const End* end = &End::kProtocol;
+asio::awaitable<const ReaderEnd*> ReaderPool::obey(Reader& reader, const ReaderAnswer& answer) {
+    const ReaderEnd* end = &kProtocol;
     if (answer.word == ReaderWord::Ready && !reader.ready) {
         reader.ready = true;
         reader.failures = 0;
@@ -265,9 +299,9 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::obey(Reader& reader,
 }
 
 // Large pictures take turns. The time that one waits for its turn is not its own.
-asio::awaitable<const ReaderPool::End*> ReaderPool::lendMemory(Reader& reader, std::size_t amount) {
+asio::awaitable<const ReaderEnd*> ReaderPool::lendMemory(Reader& reader, std::size_t amount) {
     if (amount > limits_.pictureMemory) {
-        co_return &End::kMemory;
+        co_return &kMemory;
     }
     reader.deadline.lift();
     const auto since = Clock::now();
@@ -283,7 +317,7 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::lendMemory(Reader& reader, s
     const auto waited = Clock::now() - since;
     reader.job->waited += waited;
     reader.job->since += waited;
-    reader.deadline.within(limits_.pictureTime);
+    reader.deadline.at(reader.job->since + limits_.pictureTime);
     const char mayGoOn = reader.job->isAbandoned ? 0 : 1;
     error.clear();
     co_await asio::async_write(reader.socket, asio::buffer(&mayGoOn, sizeof mayGoOn), into(error));
@@ -296,11 +330,11 @@ void ReaderPool::wakeNextTurn() {
     }
 }
 
-asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
-                                                               const ReaderAnswer& answer) {
+asio::awaitable<const ReaderEnd*> ReaderPool::takeResult(Reader& reader,
+                                                         const ReaderAnswer& answer) {
     PictureJob& job = *reader.job;
     if (!job.handedOver || answer.size > limits_.maxAnswerBytes || !isReturnCode(answer.code)) {
-        co_return &End::kProtocol;
+        co_return &kProtocol;
     }
     std::string text(answer.size, '\0');
     error_code error;
@@ -309,27 +343,26 @@ asio::awaitable<const ReaderPool::End*> ReaderPool::takeResult(Reader& reader,
         co_return reader.ending(error);
     }
     if (!text.ends_with('}')) {
-        co_return &End::kProtocol;
+        co_return &kProtocol;
     }
-    job.code = answer.code;
-    job.symbols = answer.symbols;
-    finish(reader, State::Read, std::move(text));
+    const auto code = static_cast<VelmoraLightReturnCode>(answer.code);
+    counters_.symbols += answer.symbols;
+    finish(reader, code,
+           resultResponse(code, std::move(text), job.waited, Clock::now() - job.since));
     dispatch();
     co_return nullptr;
 }
 
-// Ends the reader's job, if it has one.
-void ReaderPool::finish(Reader& reader, State how, std::string text) {
+// Answers the reader's job, which was worked on.
+void ReaderPool::finish(Reader& reader, VelmoraLightReturnCode code, Response answer) {
+    const auto job = std::exchange(reader.job, nullptr);
     reader.deadline.lift();
     reader.memory.release();
-    reader.hasAsked = false;
     wakeNextTurn();
-    if (reader.job != nullptr) {
-        reader.job->worked = Clock::now() - reader.job->since;
-        reader.job->end(how, std::move(text));
-        reader.job.reset();
-    }
-    count();
+    ++counters_.recognitions[code];
+    counters_.waited.add(job->waited);
+    counters_.worked.add(Clock::now() - job->since);
+    job->end(std::move(answer));
 }
 
 // Gives what waits to those that are idle.
@@ -363,7 +396,8 @@ bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
     job->waited += now - std::exchange(job->since, now);
     job->handedOver = false;
     reader.job = job;
-    reader.deadline.within(limits_.pictureTime);
+    reader.hasAsked = false;
+    reader.deadline.at(now + limits_.pictureTime);
     if (boost::beast::buffer_bytes(rest) == 0) {
         job->handedOver = true;
     } else {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,9 +14,13 @@
 #include "velmoralight_standin/counters.h"
 #include "velmoralight_standin/limits.h"
 #include "velmoralight_standin/picture_job.h"
+#include "velmoralight_standin/reader_process.h"
 #include "velmoralight_standin/reader_protocol.h"
+#include "velmoralight_standin/response.h"
 
 namespace standin {
+
+struct ReaderEnd;  // why a reader has to be replaced
 
 // Hands pictures to readers, each one at a time, and replaces a reader that ends, takes too long,
 // wants too much or talks nonsense. Belongs to the server's thread.
@@ -32,13 +37,11 @@ public:
     // started. A pool that was never started refuses every job.
     void start();
 
-    // Takes a job that is waiting, or refuses it at once.
-    void submit(const std::shared_ptr<PictureJob>& job);
+    // Waits for the answer to a new job: what a reader has found, or why there is nothing. No
+    // answer when the job was abandoned before a reader took it up.
+    asio::awaitable<std::optional<Response>> read(std::shared_ptr<PictureJob> job);
 
-    // Gives a job that is waiting back: nobody will work on it.
-    void withdraw(const std::shared_ptr<PictureJob>& job);
-
-    // Nobody waits for the job any more: it is withdrawn, or not lent any memory.
+    // Nobody wants the answer any more: the job is not begun, or not lent any memory.
     void abandon(const std::shared_ptr<PictureJob>& job);
 
     // Refuses what waits, lets what is worked on end, and ends the readers.
@@ -46,20 +49,23 @@ public:
 
 private:
     struct Reader;
-    struct End;  // why a reader has to be replaced
 
     void open(Reader& reader);
     void reopen(Reader& reader) noexcept;
-    void close(Reader& reader, const End& end);
+    void close(Reader& reader, const ReaderEnd& end);
     asio::awaitable<void> keep(Reader& reader);
-    asio::awaitable<const End*> listenTo(Reader& reader);
-    asio::awaitable<const End*> obey(Reader& reader, const ReaderAnswer& answer);
-    asio::awaitable<const End*> lendMemory(Reader& reader, std::size_t amount);
-    asio::awaitable<const End*> takeResult(Reader& reader, const ReaderAnswer& answer);
+    asio::awaitable<void> bury(std::unique_ptr<ReaderProcess> process, Claim memory);
+    asio::awaitable<const ReaderEnd*> listenTo(Reader& reader);
+    asio::awaitable<const ReaderEnd*> obey(Reader& reader, const ReaderAnswer& answer);
+    asio::awaitable<const ReaderEnd*> lendMemory(Reader& reader, std::size_t amount);
+    asio::awaitable<const ReaderEnd*> takeResult(Reader& reader, const ReaderAnswer& answer);
     void wakeNextTurn();
+    void submit(const std::shared_ptr<PictureJob>& job);
+    void withdraw(const std::shared_ptr<PictureJob>& job, std::optional<Response> answer);
     void dispatch();
     bool hand(Reader& reader, const std::shared_ptr<PictureJob>& job);
-    void finish(Reader& reader, PictureJob::State how, std::string text);
+    void finish(Reader& reader, VelmoraLightReturnCode code, Response answer);
+    [[nodiscard]] Response refusal(const std::string& why) const;
     void refuseWaiting(const std::string& why);
     [[nodiscard]] std::size_t capacity() const;
     void count();

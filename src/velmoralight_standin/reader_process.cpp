@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "velmoralight_standin/reader_protocol.h"
 
@@ -98,13 +100,22 @@ ReaderProcess::ReaderProcess(const std::string& program, Socket& socket) {
     }
 }
 
+// Looks instead of being told: a process that has ended may be its tracer's before it can be
+// reaped.
 ReaderProcess::~ReaderProcess() {
-    ::syscall(SYS_pidfd_send_signal, process_, SIGKILL, nullptr, 0);
-    siginfo_t ignored;
-    while (::waitid(P_PIDFD, static_cast<id_t>(process_), &ignored, WEXITED) != 0 &&
-           errno == EINTR) {
+    using Clock = std::chrono::steady_clock;
+    const auto last = Clock::now() + std::chrono::seconds(1);
+    while (!end() && Clock::now() < last) {
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
     ::close(process_);
+}
+
+bool ReaderProcess::end() {
+    ::syscall(SYS_pidfd_send_signal, process_, SIGKILL, nullptr, 0);
+    siginfo_t ended{};
+    const int failed = ::waitid(P_PIDFD, static_cast<id_t>(process_), &ended, WEXITED | WNOHANG);
+    return failed != 0 || ended.si_pid != 0;
 }
 
 }  // namespace standin

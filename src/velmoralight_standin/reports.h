@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 
 #include "velmora_light_api_server.h"
 #include "velmoralight_standin/counters.h"
@@ -13,6 +14,7 @@ namespace standin {
 struct ServerState {
     const VelmoraLightServerConfig& config;
     const Counters& counters;
+    std::size_t connectionsOpen;                    // that have a place
     std::chrono::system_clock::time_point started;  // when the server was created
 };
 

@@ -16,23 +16,17 @@ std::string milliseconds(std::chrono::steady_clock::duration time) {
 }  // namespace
 
 Response errorResponse(int status, VelmoraLightReturnCode code, const std::string& message) {
-    Response response;
-    response.status = status;
-    response.body =
-        jsonText({{"code", static_cast<int>(code)}, {"name", nameOf(code)}, {"message", message}});
-    return response;
+    return {.status = status,
+            .body = jsonText({{"code", code}, {"name", nameOf(code)}, {"message", message}})};
 }
 
 Response resultResponse(VelmoraLightReturnCode code, std::string text,
                         std::chrono::steady_clock::duration waited,
                         std::chrono::steady_clock::duration worked) {
     text.pop_back();  // the closing brace
-    Response response;
-    response.status = httpStatusOf(code);
-    response.body = std::move(text)
-                        .append(",\"waitedMs\":" + milliseconds(waited))
-                        .append(",\"workedMs\":" + milliseconds(worked) + "}\n");
-    return response;
+    text.append(",\"waitedMs\":" + milliseconds(waited));
+    text.append(",\"workedMs\":" + milliseconds(worked) + "}\n");
+    return {.status = httpStatusOf(code), .body = std::move(text)};
 }
 
 Response unavailable(const std::string& message, std::chrono::seconds retryAfter) {

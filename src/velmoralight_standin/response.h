@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,16 +16,9 @@ inline constexpr int kNoContent = 204;
 struct Response {
     int status = 200;
     std::string contentType = "application/json";
-    std::string body;
-    // A text that outlives every answer, sent in the place of `body` unless it is empty.
-    std::string_view fixedBody;
+    std::string body{};
     // Further header fields, such as `Allow`.
-    std::vector<std::pair<std::string, std::string>> fields;
-
-    // What is sent as the body.
-    [[nodiscard]] std::string_view text() const {
-        return fixedBody.empty() ? std::string_view(body) : fixedBody;
-    }
+    std::vector<std::pair<std::string, std::string>> fields{};
 };
 
 // An answer whose body says what went wrong: code and name of the return code, and `message`.

@@ -1,57 +1,51 @@
 #include "velmoralight_standin/return_code.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace standin {
 
-const char* nameOf(VelmoraLightReturnCode code) noexcept {
-    switch (code) {
-        case VELMORA_LIGHT_SUCCESS:
-            return "VELMORA_LIGHT_SUCCESS";
-        case VELMORA_LIGHT_ERROR_FILE_NOT_FOUND:
-            return "VELMORA_LIGHT_ERROR_FILE_NOT_FOUND";
-        case VELMORA_LIGHT_ERROR_INVALID_IMAGE:
-            return "VELMORA_LIGHT_ERROR_INVALID_IMAGE";
-        case VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE:
-            return "VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE";
-        case VELMORA_LIGHT_ERROR_INVALID_PROPERTY:
-            return "VELMORA_LIGHT_ERROR_INVALID_PROPERTY";
-        case VELMORA_LIGHT_ERROR_COUNTRY_NOT_SUPPORTED:
-            return "VELMORA_LIGHT_ERROR_COUNTRY_NOT_SUPPORTED";
-        case VELMORA_LIGHT_ERROR_API_CALL_NOT_SUPPORTED:
-            return "VELMORA_LIGHT_ERROR_API_CALL_NOT_SUPPORTED";
-        case VELMORA_LIGHT_ERROR_INVALID_ROI:
-            return "VELMORA_LIGHT_ERROR_INVALID_ROI";
-        case VELMORA_LIGHT_ERROR_INVALID_HANDLE:
-            return "VELMORA_LIGHT_ERROR_INVALID_HANDLE";
-        case VELMORA_LIGHT_ERROR_API_CALL_HAS_NO_EFFECT:
-            return "VELMORA_LIGHT_ERROR_API_CALL_HAS_NO_EFFECT";
-        case VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE:
-            return "VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE";
-        case VELMORA_LIGHT_ERROR_OTHER:
-            break;
-    }
-    return "VELMORA_LIGHT_ERROR_OTHER";
+namespace {
+
+struct Entry {
+    VelmoraLightReturnCode code;
+    int status;  // never 5xx: a balancer would carry the picture to the next server
+    const char* name;
+};
+
+constexpr Entry kEntries[] = {
+    {VELMORA_LIGHT_SUCCESS, 200, "VELMORA_LIGHT_SUCCESS"},
+    {VELMORA_LIGHT_ERROR_FILE_NOT_FOUND, 422, "VELMORA_LIGHT_ERROR_FILE_NOT_FOUND"},
+    {VELMORA_LIGHT_ERROR_INVALID_IMAGE, 422, "VELMORA_LIGHT_ERROR_INVALID_IMAGE"},
+    {VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE, 415, "VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE"},
+    {VELMORA_LIGHT_ERROR_INVALID_PROPERTY, 400, "VELMORA_LIGHT_ERROR_INVALID_PROPERTY"},
+    {VELMORA_LIGHT_ERROR_COUNTRY_NOT_SUPPORTED, 422, "VELMORA_LIGHT_ERROR_COUNTRY_NOT_SUPPORTED"},
+    {VELMORA_LIGHT_ERROR_API_CALL_NOT_SUPPORTED, 422, "VELMORA_LIGHT_ERROR_API_CALL_NOT_SUPPORTED"},
+    {VELMORA_LIGHT_ERROR_INVALID_ROI, 400, "VELMORA_LIGHT_ERROR_INVALID_ROI"},
+    {VELMORA_LIGHT_ERROR_INVALID_HANDLE, 422, "VELMORA_LIGHT_ERROR_INVALID_HANDLE"},
+    {VELMORA_LIGHT_ERROR_API_CALL_HAS_NO_EFFECT, 422, "VELMORA_LIGHT_ERROR_API_CALL_HAS_NO_EFFECT"},
+    {VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE, 413, "VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE"},
+    {VELMORA_LIGHT_ERROR_OTHER, 422, "VELMORA_LIGHT_ERROR_OTHER"},
+};
+
+// The last one stands for whatever is none of the others.
+const Entry& entryOf(int code) noexcept {
+    return *std::find_if(std::begin(kEntries), std::prev(std::end(kEntries)),
+                         [code](const Entry& entry) { return entry.code == code; });
 }
+
+}  // namespace
 
 bool isReturnCode(int code) noexcept {
-    return (code >= VELMORA_LIGHT_SUCCESS && code <= VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE) ||
-           code == VELMORA_LIGHT_ERROR_OTHER;
+    return entryOf(code).code == code;
 }
 
-// Never 5xx: a balancer would carry the picture to the next server.
+const char* nameOf(VelmoraLightReturnCode code) noexcept {
+    return entryOf(code).name;
+}
+
 int httpStatusOf(VelmoraLightReturnCode code) noexcept {
-    switch (code) {
-        case VELMORA_LIGHT_SUCCESS:
-            return 200;
-        case VELMORA_LIGHT_ERROR_INVALID_PROPERTY:
-        case VELMORA_LIGHT_ERROR_INVALID_ROI:
-            return 400;
-        case VELMORA_LIGHT_ERROR_INVALID_IMAGE_SIZE:
-            return 413;
-        case VELMORA_LIGHT_ERROR_INVALID_IMAGE_TYPE:
-            return 415;
-        default:
-            return 422;
-    }
+    return entryOf(code).status;
 }
 
 }  // namespace standin

@@ -1,6 +1,7 @@
 #include "velmoralight_standin/router.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 namespace standin {
@@ -25,27 +26,35 @@ bool allows(const Entry& entry, std::string_view method) {
     return entry.isRead ? method == "GET" || method == "HEAD" : method == "POST";
 }
 
-Response notFound() {
-    return errorResponse(404, VELMORA_LIGHT_ERROR_API_CALL_NOT_SUPPORTED,
-                         "there is nothing at this path");
+Response refusal(int status, const char* message) {
+    return errorResponse(status, VELMORA_LIGHT_ERROR_API_CALL_NOT_SUPPORTED, message);
+}
+
+Response withAllowed(const char* methods, Response response) {
+    response.fields.emplace_back("Allow", methods);
+    return response;
 }
 
 Response options(const char* methods) {
-    Response response;
-    response.status = kNoContent;
-    response.contentType.clear();
-    response.fields.emplace_back("Allow", methods);
-    return response;
+    return withAllowed(methods, {.status = kNoContent});
 }
 
-Response methodNotAllowed(const char* methods) {
-    Response response = errorResponse(405, VELMORA_LIGHT_ERROR_API_CALL_NOT_SUPPORTED,
-                                      "this path does not know the method");
-    response.fields.emplace_back("Allow", methods);
-    return response;
+std::string_view withoutHost(std::string_view target) {
+    constexpr std::string_view kScheme = "http://";
+    if (!target.starts_with(kScheme)) {
+        return target;
+    }
+    const std::size_t path = target.find_first_of("/?", kScheme.size());
+    return path == std::string_view::npos ? "/" : target.substr(path);
 }
 
 }  // namespace
+
+RequestTarget splitTarget(std::string_view target) noexcept {
+    const std::string_view all = withoutHost(target);
+    const std::size_t end = std::min(all.find('?'), all.size());
+    return {all.substr(0, end), all.substr(std::min(end + 1, all.size()))};
+}
 
 std::variant<Route, Response> route(std::string_view method, std::string_view path) {
     const bool asks = method == "OPTIONS";
@@ -55,13 +64,14 @@ std::variant<Route, Response> route(std::string_view method, std::string_view pa
     const auto* entry = std::find_if(std::begin(kRoutes), std::end(kRoutes),
                                      [path](const Entry& each) { return each.path == path; });
     if (entry == std::end(kRoutes)) {
-        return notFound();
+        return refusal(404, "there is nothing at this path");
     }
     if (allows(*entry, method)) {
         return entry->route;
     }
     const char* const methods = entry->isRead ? "GET, HEAD, OPTIONS" : "POST, OPTIONS";
-    return asks ? options(methods) : methodNotAllowed(methods);
+    return asks ? options(methods)
+                : withAllowed(methods, refusal(405, "this path does not know the method"));
 }
 
 }  // namespace standin

@@ -8,6 +8,15 @@
 
 namespace standin {
 
+// The target of a request, taken apart.
+struct RequestTarget {
+    std::string_view path;
+    std::string_view query;  // without the question mark
+};
+
+// "/path?query" or "http://host/path?query". The parts point into `target`.
+[[nodiscard]] RequestTarget splitTarget(std::string_view target) noexcept;
+
 enum class Route { Page, Recognize, Status, Health, Metrics };
 
 // The part that answers, or the answer itself: 404 for an unknown path, 204 with `Allow` for

@@ -1,6 +1,7 @@
 #include "velmoralight_standin/server_config.h"
 
 #include <cstdint>
+#include <stdexcept>
 
 namespace standin {
 
@@ -15,15 +16,9 @@ struct NamedNumber {
 
 constexpr int32_t kLastPort = 65535;
 
-std::string complaintAbout(const NamedNumber& number) {
-    return std::string(number.name) + " " + std::to_string(number.value) + " is not in " +
-           std::to_string(number.least) + ".." + std::to_string(number.most);
-}
-
 }  // namespace
 
-std::optional<std::string> complaintAbout(const VelmoraLightServerConfig& config,
-                                          const Limits& limits) {
+void check(const VelmoraLightServerConfig& config, const Limits& limits) {
     const NamedNumber numbers[] = {
         {"port", config.port, 1, kLastPort},
         {"conns", config.conns, 1, limits.maxConns},
@@ -33,10 +28,11 @@ std::optional<std::string> complaintAbout(const VelmoraLightServerConfig& config
     };
     for (const NamedNumber& number : numbers) {
         if (number.value < number.least || number.value > number.most) {
-            return complaintAbout(number);
+            throw std::invalid_argument(
+                std::string(number.name) + " " + std::to_string(number.value) + " is not in " +
+                std::to_string(number.least) + ".." + std::to_string(number.most));
         }
     }
-    return std::nullopt;
 }
 
 }  // namespace standin

@@ -1,7 +1,6 @@
 // What a server is created with.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "velmora_light_api_server.h"
@@ -16,10 +15,8 @@ struct Surroundings {
     std::string reader;                 // the program that reads pictures
 };
 
-// Why a server cannot be created with these numbers, as a phrase such as
-// "port 0 is not in 1..65535"; nothing when they make sense. The first number that does not is
-// named.
-[[nodiscard]] std::optional<std::string> complaintAbout(const VelmoraLightServerConfig& config,
-                                                        const Limits& limits);
+// Throws std::invalid_argument when no server can be created with these numbers. Its text names the
+// first one that makes no sense, as in "port 0 is not in 1..65535".
+void check(const VelmoraLightServerConfig& config, const Limits& limits);
 
 }  // namespace standin

@@ -22,17 +22,17 @@ struct ServerContext {
         : config(theConfig),
           surroundings(std::move(theSurroundings)),
           limits(theLimits),
-          places(config.conns, counters),
-          pool(io, config, limits, surroundings.reader, counters),
-          bodies{limits.maxBodiesBytes} {}
+          places{.free = {static_cast<std::size_t>(config.conns)}},
+          bodies{limits.maxBodiesBytes},
+          pool(io, config, limits, surroundings.reader, counters) {}
 
     const VelmoraLightServerConfig config;
     const Surroundings surroundings;
     const Limits limits;
     Counters counters;
     Places places;
-    ReaderPool pool;
     Budget bodies;  // bytes
+    ReaderPool pool;
     bool stopping = false;
     // Tells this server from the one before it, and from its copies.
     const std::chrono::system_clock::time_point started = std::chrono::system_clock::now();

@@ -11,7 +11,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -22,12 +21,8 @@
 #include "velmoralight_standin/version.h"
 
 // What the opaque handle of the interface points to.
-struct VelmoraLightServer {
-    VelmoraLightServer(const VelmoraLightServerConfig& config,
-                       const standin::Surroundings& surroundings, const standin::Limits& limits)
-        : server(config, surroundings, limits) {}
-
-    standin::HttpServer server;
+struct VelmoraLightServer : standin::HttpServer {
+    using HttpServer::HttpServer;
 };
 
 namespace {
@@ -85,15 +80,6 @@ Handles& handles() {
     return all;
 }
 
-VelmoraLightServer* createOrThrow(const VelmoraLightServerConfig& config) {
-    const standin::Limits limits;
-    const std::optional<std::string> complaint = standin::complaintAbout(config, limits);
-    if (complaint) {
-        throw std::runtime_error(*complaint);
-    }
-    return handles().add(std::make_unique<VelmoraLightServer>(config, surroundings(), limits));
-}
-
 void set(int* target, int value) {
     if (target != nullptr) {
         *target = value;
@@ -107,7 +93,9 @@ VelmoraLightServer* velmoraLightServer_create(VelmoraLightServerConfig* config) 
         if (config == nullptr) {
             throw std::invalid_argument("there is no configuration");
         }
-        return createOrThrow(*config);
+        const standin::Limits limits;
+        standin::check(*config, limits);
+        return handles().add(std::make_unique<VelmoraLightServer>(*config, surroundings(), limits));
     } catch (const std::exception& failure) {
         complain(failure.what());
     } catch (...) {

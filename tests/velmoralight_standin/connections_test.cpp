@@ -7,7 +7,9 @@
 #include <thread>
 #include <vector>
 
+#include "child_processes.h"
 #include "engine.h"
+#include "host_process.h"
 #include "test_images.h"
 
 namespace {
@@ -174,6 +176,29 @@ TEST(Places, AreNeverMoreThanWereAskedFor) {
         const HttpReply reply = clients.back()->receive();
         EXPECT_EQ(reply.status, 200);
         EXPECT_LE(json::parse(reply.body)["counters"]["connectionsOpen"], 4);
+    }
+}
+
+TEST(Places, AreNotTakenFromAClientThatAsksAtTheSameMoment) {
+    VelmoraLightServerConfig config = withConnections(2);
+    const auto port = static_cast<uint16_t>(config.port);
+    const HostProcess host([&] { return velmoraLightServer_create(&config); });
+    EXPECT_TRUE(waitUntil([&] { return !childrenOf(host.id).empty(); }));
+    HttpClient busy(port);
+    busy.send("GET /v1/status HTTP/1.1\r\n");
+    for (int round = 0; round < 8; ++round) {
+        HttpClient client(port);
+        client.send(httpRequest("POST", "/v1/recognize", "no picture"));
+        EXPECT_EQ(client.receive().status, 415);
+        HttpClient newcomer(port);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the client is idle now
+        ::kill(host.id, SIGSTOP);
+        ::waitpid(host.id, nullptr, WUNTRACED);
+        client.send(httpRequest("GET", kNeedsPlace));
+        newcomer.send(httpRequest("GET", kNeedsPlace));
+        ::kill(host.id, SIGCONT);
+        EXPECT_EQ(client.receive().status, 200);
+        newcomer.receive();
     }
 }
 

@@ -370,6 +370,9 @@ TEST(Client, MaySendItsRequestByteByByte) {
 
 TEST(Client, MaySayThatItSendsNothingMore) {
     const Engine engine;
+    // From here on a reader is ready: a request that waited would be taken for that of a client
+    // that has left.
+    EXPECT_EQ(engine.recognize(qrPng("first words")).status, 200);
     HttpClient client(engine.port());
     client.send(httpRequest("POST", "/v1/recognize", qrPng("last words")));
     client.finishSending();

@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <atomic>
@@ -14,6 +12,7 @@
 
 #include "child_processes.h"
 #include "engine.h"
+#include "host_process.h"
 #include "support/sanitizers.h"
 #include "test_images.h"
 
@@ -32,38 +31,32 @@ int64_t residentSizeOf(pid_t pid) {
 // An engine in a process of its own, and the largest resident size of it and its readers together.
 class MeasuredHost {
 public:
-    MeasuredHost() {
-        VelmoraLightServerConfig config = sensibleConfig();
-        config.threads = 4;
-        config.conns = 100;
-        listeningPort = static_cast<uint16_t>(config.port);
-        host = ::fork();
-        if (host == 0) {
-            while (velmoraLightServer_create(&config) != nullptr) {
-                ::pause();
-            }
-            ::_exit(1);
-        }
-        EXPECT_TRUE(waitUntil([this] { return childrenOf(host).size() == 4; }));
+    MeasuredHost() : host([this] { return velmoraLightServer_create(&config); }) {
+        EXPECT_TRUE(waitUntil([this] { return childrenOf(host.id).size() == 4; }));
         watcher = std::thread([this] { watch(); });
     }
     ~MeasuredHost() {
         enough = true;
         watcher.join();
-        ::kill(host, SIGKILL);
-        ::waitpid(host, nullptr, 0);
     }
     MeasuredHost(const MeasuredHost&) = delete;
     MeasuredHost& operator=(const MeasuredHost&) = delete;
 
-    [[nodiscard]] uint16_t port() const { return listeningPort; }
+    [[nodiscard]] uint16_t port() const { return static_cast<uint16_t>(config.port); }
     [[nodiscard]] int64_t peak() const { return largest; }
 
 private:
+    static VelmoraLightServerConfig withFourReaders() {
+        VelmoraLightServerConfig config = sensibleConfig();
+        config.threads = 4;
+        config.conns = 100;
+        return config;
+    }
+
     void watch() {
         while (!enough) {
-            int64_t sum = residentSizeOf(host);
-            for (const pid_t reader : childrenOf(host)) {
+            int64_t sum = residentSizeOf(host.id);
+            for (const pid_t reader : childrenOf(host.id)) {
                 sum += residentSizeOf(reader);
             }
             largest = std::max<int64_t>(largest, sum);
@@ -71,8 +64,8 @@ private:
         }
     }
 
-    uint16_t listeningPort = 0;
-    pid_t host = -1;
+    VelmoraLightServerConfig config = withFourReaders();
+    const HostProcess host;
     std::atomic<bool> enough = false;
     std::atomic<int64_t> largest = 0;
     std::thread watcher;

@@ -1,13 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <ostream>
 #include <random>
 #include <stdexcept>
@@ -16,9 +15,12 @@
 #include <vector>
 
 #include "child_processes.h"
+#include "host_process.h"
 #include "limited_server.h"
+#include "support/files.h"
 #include "support/row_name.h"
 #include "support/stopwatch.h"
+#include "support/temporary_directory.h"
 #include "test_images.h"
 
 namespace {
@@ -38,7 +40,9 @@ VelmoraLightServerConfig withReaders(int32_t threads) {
 class ScriptedServer : public LimitedServer {
 public:
     explicit ScriptedServer(int32_t threads = 1, const Limits& limits = Limits())
-        : LimitedServer(withReaders(threads), limits, VELMORA_SCRIPTED_READER) {}
+        : ScriptedServer(withReaders(threads), limits) {}
+    ScriptedServer(const VelmoraLightServerConfig& config, const Limits& limits)
+        : LimitedServer(config, limits, VELMORA_SCRIPTED_READER) {}
 
     [[nodiscard]] int64_t replaced(const char* reason) const {
         return counters()["readersReplaced"][reason].get<int64_t>();
@@ -51,23 +55,41 @@ void expectFailure(const HttpReply& reply, const std::string& message) {
               json({{"code", 999}, {"name", "VELMORA_LIGHT_ERROR_OTHER"}, {"message", message}}));
 }
 
-std::string contentOf(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // A set of signals in /proc/PID/status, without those that the C library keeps for itself.
 uint32_t signalsOf(const std::string& process, const std::string& name) {
-    const std::string status = contentOf(process + "/status");
+    const std::string status = readFile(process + "/status");
     const std::string digits = status.substr(status.find(name) + name.size(), 16);
     return std::stoull(digits, nullptr, 16) & 0x7fffffffU;
 }
 
-// Waits until the readers of this process are as many, and returns them.
-std::vector<pid_t> readersOnceThereAre(size_t count) {
-    EXPECT_TRUE(waitUntil([&] { return childrenOf(::getpid()).size() == count; }));
-    return childrenOf(::getpid());
+// Waits until the readers of a process are as many, and returns them.
+std::vector<pid_t> readersOnceThereAre(size_t count, pid_t host = ::getpid()) {
+    EXPECT_TRUE(waitUntil([&] { return childrenOf(host).size() == count; }));
+    return childrenOf(host);
 }
+
+// A server with one reader in a process of its own. A reader that was killed is not gone before the
+// test allows it: the system keeps a process until its tracer has seen the end of it.
+class HostOfDyingReader {
+public:
+    explicit HostOfDyingReader(const Limits& limits = Limits())
+        : host([&] { return ScriptedServer(config, limits); }),
+          reader(readersOnceThereAre(1, host.id).at(0)) {}
+
+    // False where nobody may be traced.
+    [[nodiscard]] bool holdReader() const {
+        return ::ptrace(PTRACE_SEIZE, reader, nullptr, nullptr) == 0;
+    }
+    void awaitDeath() const {
+        EXPECT_TRUE(waitUntil([&] { return !runs(reader); }));
+    }
+    void letReaderGo() const { ::waitpid(reader, nullptr, __WALL); }
+
+    const VelmoraLightServerConfig config = withReaders(1);
+    const uint16_t port = static_cast<uint16_t>(config.port);
+    const HostProcess host;
+    const pid_t reader;
+};
 
 std::string messageOfCreation(const std::string& reader) {
     try {
@@ -129,6 +151,31 @@ TEST(Reader, IsNotGivenADeadlyPictureASecondTime) {
         expectFailure(server.recognize("die"), "the reader died of the picture");
         EXPECT_EQ(server.replaced("died"), i);
     }
+}
+
+TEST(Reader, LeavesItsPictureToTheQueueAndItsTimeLimitWhenItDiedBeforeIt) {
+    const TemporaryDirectory directory;
+    // The first is a reader as all are; the next ones never say that they are ready.
+    const std::string program = directory.path("reader");
+    const std::string mark = directory.path("mark");
+    writeFile(program, "#!/bin/sh\n[ -e " + mark + " ] && exec cat\n: > " + mark + "\nexec " +
+                           VELMORA_SCRIPTED_READER + "\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    VelmoraLightServerConfig config = withReaders(1);
+    config.queueTimeout = 500;
+    const LimitedServer server(config, Limits(), program);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    const pid_t reader = readersOnceThereAre(1).at(0);
+    ::kill(reader, SIGSTOP);
+    HttpClient client(server.port);
+    client.send(httpRequest("POST", "/v1/recognize", "good"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    ::kill(reader, SIGKILL);
+    const HttpReply reply = client.receive();
+    EXPECT_EQ(reply.status, 503);
+    EXPECT_EQ(json::parse(reply.body)["message"], "the request waited longer than 500 ms");
+    EXPECT_EQ(server.counters()["queueTimeouts"], 1);
+    EXPECT_EQ(server.counters()["requestsWaiting"], 0);
 }
 
 TEST(Reader, IsReplacedWhenItDiesIdle) {
@@ -210,7 +257,7 @@ TEST(Reader, HasNothingButItsSocketAndTheOutputs) {
     for (const auto& entry : std::filesystem::directory_iterator(self + "/fd")) {
         EXPECT_THAT(entry.path().filename().string(), testing::AnyOf("0", "1", "2"));
     }
-    EXPECT_EQ(contentOf(self + "/environ"), "");
+    EXPECT_EQ(readFile(self + "/environ"), "");
     EXPECT_EQ(signalsOf(self, "SigBlk:\t"), 0U);
     EXPECT_EQ(signalsOf(self, "SigIgn:\t"), 0U);
 }
@@ -227,25 +274,42 @@ TEST(Reader, EndsWithTheServer) {
 }
 
 TEST(Reader, EndsWithAHostThatIsKilled) {
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    const pid_t host = ::fork();
-    if (host == 0) {
-        const ScriptedServer server(2);
-        const std::vector<pid_t> readers = readersOnceThereAre(2);
-        while (::write(ends[1], readers.data(), 2 * sizeof(pid_t)) > 0) {
-            ::pause();
-        }
-        ::_exit(1);
+    const HostProcess host([] { return ScriptedServer(2); });
+    const std::vector<pid_t> readers = readersOnceThereAre(2, host.id);
+    ::kill(host.id, SIGKILL);
+    EXPECT_TRUE(waitUntil([&] { return !runs(readers.at(0)) && !runs(readers.at(1)); }));
+}
+
+TEST(Reader, HoldsNobodyUpUntilItIsGone) {
+    const HostOfDyingReader host;
+    if (!host.holdReader()) {
+        GTEST_SKIP() << "nobody may be traced here";
     }
-    pid_t readers[2] = {0, 0};
-    ASSERT_EQ(::read(ends[0], readers, sizeof readers), static_cast<ssize_t>(sizeof readers));
-    EXPECT_TRUE(runs(readers[0]) && runs(readers[1]));
-    ::kill(host, SIGKILL);
-    ::waitpid(host, nullptr, 0);
-    EXPECT_TRUE(waitUntil([&] { return !runs(readers[0]) && !runs(readers[1]); }));
-    ::close(ends[0]);
-    ::close(ends[1]);
+    ::kill(host.reader, SIGKILL);
+    host.awaitDeath();
+    EXPECT_EQ(httpExchange(host.port, "POST", "/v1/recognize", "good").status, 200);
+    host.letReaderGo();
+    // Not even as one that nobody has waited for.
+    EXPECT_TRUE(waitUntil([&] { return statOf(std::to_string(host.reader)).empty(); }));
+}
+
+TEST(Reader, HoldsNobodyUpForLongWhoDestroysTheServer) {
+    ScriptedServer server(1);
+    const pid_t reader = readersOnceThereAre(1).at(0);
+    {
+        const HostProcess tracer(
+            [reader] { return ::ptrace(PTRACE_SEIZE, reader, nullptr, nullptr); });
+        const std::string status = "/proc/" + std::to_string(reader) + "/status";
+        const std::string traced = "TracerPid:\t" + std::to_string(tracer.id) + "\n";
+        if (!waitUntil([&] { return readFile(status).find(traced) != std::string::npos; }, 2s)) {
+            GTEST_SKIP() << "nobody may be traced here";
+        }
+        const Stopwatch watch;
+        server.stop();
+        EXPECT_LT(watch.elapsed(), 20s);
+        EXPECT_FALSE(runs(reader));
+    }
+    EXPECT_EQ(::waitpid(reader, nullptr, 0), reader);
 }
 
 TEST(Reader, IsReplacedInAHostThatIgnoresItsChildren) {
@@ -381,6 +445,14 @@ TEST(LargePictures, DoNotSpendTheirTimeOnTheirTurn) {
     }
 }
 
+TEST(LargePictures, HaveOneTimeForWhatIsBeforeTheirTurnAndAfterIt) {
+    Limits limits;
+    limits.pictureTime = 600ms;
+    const ScriptedServer server(1, limits);
+    EXPECT_EQ(server.recognize("memory 10 100 100").status, 200);
+    expectFailure(server.recognize("memory 10 400 400"), "reading the picture took too long");
+}
+
 TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
     Limits limits;
     limits.pictureTime = 200ms;
@@ -389,6 +461,23 @@ TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
         expectFailure(server.recognize("memory 300 9999"), "reading the picture took too long");
     }
     EXPECT_EQ(server.recognize("memory 400 0").status, 200);
+}
+
+TEST(LargePictures, GetNoMemoryOfAReaderThatIsNotGoneYet) {
+    Limits limits;
+    limits.pictureTime = 100ms;
+    const HostOfDyingReader host(limits);
+    if (!host.holdReader()) {
+        GTEST_SKIP() << "nobody may be traced here";
+    }
+    expectFailure(httpExchange(host.port, "POST", "/v1/recognize", "memory 300 9999"),
+                  "reading the picture took too long");
+    host.awaitDeath();
+    HttpClient client(host.port);
+    client.send(httpRequest("POST", "/v1/recognize", "memory 300 0"));
+    std::this_thread::sleep_for(300ms);  // the time that the memory must not be had
+    host.letReaderGo();
+    EXPECT_GT(json::parse(client.receive().body)["waitedMs"].get<double>(), 200);
 }
 
 TEST(LargePictures, GiveTheirTurnBackWhenTheClientLeaves) {
@@ -420,7 +509,7 @@ TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {
     const std::vector<pid_t> readers = readersOnceThereAre(2);
     for (const pid_t reader : readers) {
         EXPECT_TRUE(waitUntil(
-            [&] { return contentOf("/proc/" + std::to_string(reader) + "/comm") == "asked\n"; }));
+            [&] { return readFile("/proc/" + std::to_string(reader) + "/comm") == "asked\n"; }));
     }
     for (const pid_t reader : readers) {
         ::kill(reader, SIGKILL);

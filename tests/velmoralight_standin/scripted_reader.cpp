@@ -5,7 +5,7 @@
 //   hang            never answers
 //   sleep MS        answers after so many milliseconds
 //   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some; is
-//                   called "asked" from then on
+//                   called "asked" from then on. With one more number it asks after so many.
 //   twice MIB       asks for memory, and for some more once it has it
 //   garbage         says what is no word of the protocol
 //   ready           says a second time that it is ready
@@ -62,7 +62,8 @@ void obey(const std::string& picture) {
     std::string command;
     uint32_t first = 0;
     useconds_t second = 0;
-    words >> command >> first >> second;
+    useconds_t third = 0;
+    words >> command >> first >> second >> third;
     const std::string well = R"({"code":0})";
     if (command == "die") {
         std::exit(0);
@@ -72,6 +73,7 @@ void obey(const std::string& picture) {
         sleepFor(first);
         answer(well);
     } else if (command == "memory") {
+        sleepFor(third);
         say({ReaderWord::NeedsMemory, 0, 0, first});
         ::prctl(PR_SET_NAME, "asked");
         receive(1);

@@ -59,7 +59,7 @@ if(NOT at EQUAL -1)
 endif()
 
 file(WRITE "${OUTPUT}" "// Made by page/compose.cmake; edit the files there.
-#include \"velmoralight_standin/page_text.h\"
+#include \"velmoralight_standin/page.h\"
 
 namespace standin {
 
