@@ -32,17 +32,17 @@ std::ostream& operator<<(std::ostream& out, const ElementRow& row) {
     return out << '\'' << row.element << '\'';
 }
 
-class Element : public testing::TestWithParam<ElementRow> {};
+class ParsedElement : public testing::TestWithParam<ElementRow> {};
 
-TEST_P(Element, IsAnOptionOrNot) {
+TEST_P(ParsedElement, IsAnOptionOrNot) {
     EXPECT_EQ(isValidOptionString(GetParam().element), GetParam().is_option);
 }
 
-TEST_P(Element, IsLongOrNot) {
+TEST_P(ParsedElement, IsLongOrNot) {
     EXPECT_EQ(isValidLongOptionString(GetParam().element), GetParam().is_long);
 }
 
-INSTANTIATE_TEST_SUITE_P(Grammar, Element,
+INSTANTIATE_TEST_SUITE_P(Grammar, ParsedElement,
                          testing::Values(ElementRow{"Empty", "", false, false},
                                          ElementRow{"Letter", "x", false, false},
                                          ElementRow{"Dash", "-", false, false},

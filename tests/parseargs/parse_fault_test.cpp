@@ -27,9 +27,9 @@ std::ostream& operator<<(std::ostream& out, const FaultRow& row) {
 }
 
 // "port"/"p" and "threads" take a value, "verbose"/"v" is a flag.
-class Fault : public testing::Test {
+class ArgvParserFault : public testing::Test {
 protected:
-    Fault() {
+    ArgvParserFault() {
         parser.defineOption("port", "", ArgvParser::OptionRequiresValue);
         parser.defineOptionAlternative("port", "p");
         parser.defineOption("threads", "", ArgvParser::OptionRequiresValue);
@@ -44,16 +44,16 @@ protected:
     ArgvParser parser;
 };
 
-class ParseFault : public Fault, public testing::WithParamInterface<FaultRow> {};
+class ArgvParserFaultText : public ArgvParserFault, public testing::WithParamInterface<FaultRow> {};
 
-TEST_P(ParseFault, HasItsResultAndNamesItsOption) {
+TEST_P(ArgvParserFaultText, HasItsResultAndNamesItsOption) {
     EXPECT_EQ(parse(GetParam().arguments), GetParam().result);
     EXPECT_EQ(parser.errorOption(), GetParam().error_option);
 }
 
 constexpr auto unknown = ArgvParser::ParserUnknownOption;
 INSTANTIATE_TEST_SUITE_P(
-    UnknownOption, ParseFault,
+    UnknownOption, ArgvParserFaultText,
     testing::Values(FaultRow{"Long", {"--bogus"}, unknown, "bogus"},
                     FaultRow{"LongIsNamedWithoutItsValue", {"--bogus=1"}, unknown, "bogus"},
                     FaultRow{"Short", {"-x"}, unknown, "x"},
@@ -68,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 constexpr auto missing = ArgvParser::ParserMissingValue;
 INSTANTIATE_TEST_SUITE_P(
-    MissingValue, ParseFault,
+    MissingValue, ArgvParserFaultText,
     testing::Values(FaultRow{"LongIsTheLastElement", {"--port"}, missing, "port"},
                     FaultRow{"LongIsFollowedByAnOption", {"--port", "--threads"}, missing, "port"},
                     FaultRow{"LongIsFollowedByAnUnknownOption", {"--port", "-x"}, missing, "port"},
@@ -78,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 constexpr auto misplaced = ArgvParser::ParserOptionAfterArgument;
 INSTANTIATE_TEST_SUITE_P(
-    OptionAfterArgument, ParseFault,
+    OptionAfterArgument, ArgvParserFaultText,
     testing::Values(
         FaultRow{"AfterANegativeNumber", {"-5", "-x"}, misplaced, "-x"},
         FaultRow{"AfterTwoDashes", {"--", "-v"}, misplaced, "-v"},
@@ -87,30 +87,30 @@ INSTANTIATE_TEST_SUITE_P(
         FaultRow{"AfterTheArgumentAfterAValue", {"--port", "80", "81", "-v"}, misplaced, "-v"}),
     rowName);
 
-TEST_F(Fault, KeepsWhatWasFoundBeforeIt) {
+TEST_F(ArgvParserFault, KeepsWhatWasFoundBeforeIt) {
     EXPECT_EQ(parse({"--port=80", "file", "-v"}), misplaced);
     EXPECT_EQ(parser.optionValue("port"), "80");
     EXPECT_EQ(parser.argument(0), "file");
 }
 
-TEST_F(Fault, StopsTheWalk) {
+TEST_F(ArgvParserFault, StopsTheWalk) {
     EXPECT_EQ(parse({"--bogus", "-v", "file"}), unknown);
     EXPECT_FALSE(parser.foundOption("v"));
     EXPECT_EQ(parser.arguments(), 0U);
 }
 
-TEST_F(Fault, OfAMissingValueRecordsNothing) {
+TEST_F(ArgvParserFault, OfAMissingValueRecordsNothing) {
     EXPECT_EQ(parse({"--port"}), missing);
     EXPECT_FALSE(parser.foundOption("port"));
 }
 
-TEST_F(Fault, ReplacesTheErrorOptionOfAnEarlierOne) {
+TEST_F(ArgvParserFault, ReplacesTheErrorOptionOfAnEarlierOne) {
     parse({"--bogus"});
     EXPECT_EQ(parse({"-p"}), missing);
     EXPECT_EQ(parser.errorOption(), "p");
 }
 
-TEST_F(Fault, WinsOverAMissingRequiredOption) {
+TEST_F(ArgvParserFault, WinsOverAMissingRequiredOption) {
     parser.defineOption("ini", "", ArgvParser::OptionRequired);
     EXPECT_EQ(parse({"--bogus"}), unknown);
 }

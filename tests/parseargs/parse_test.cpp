@@ -20,9 +20,9 @@ using CommandLineProcessing::ArgvParser;
 using Arguments = ArgvParser::ArgumentContainer;
 
 // "port"/"p" takes a value, "verbose"/"v" and "quiet"/"q" are flags.
-class Parse : public testing::Test {
+class ArgvParserParse : public testing::Test {
 protected:
-    Parse() {
+    ArgvParserParse() {
         parser.defineOption("port", "", ArgvParser::OptionRequiresValue);
         parser.defineOptionAlternative("port", "p");
         parser.defineOption("verbose", "", ArgvParser::NoOptionAttribute);
@@ -47,15 +47,15 @@ std::ostream& operator<<(std::ostream& out, const SpellingRow& row) {
     return out << testing::PrintToString(row.arguments);
 }
 
-class ParseValue : public Parse, public testing::WithParamInterface<SpellingRow> {};
+class ArgvParserValue : public ArgvParserParse, public testing::WithParamInterface<SpellingRow> {};
 
-TEST_P(ParseValue, IsRecorded) {
+TEST_P(ArgvParserValue, IsRecorded) {
     EXPECT_EQ(parse(GetParam().arguments), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "8080");
     EXPECT_EQ(parser.arguments(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Spellings, ParseValue,
+INSTANTIATE_TEST_SUITE_P(Spellings, ArgvParserValue,
                          testing::Values(SpellingRow{"LongJoined", {"--port=8080"}},
                                          SpellingRow{"LongApart", {"--port", "8080"}},
                                          SpellingRow{"ShortApart", {"-p", "8080"}},
@@ -63,177 +63,177 @@ INSTANTIATE_TEST_SUITE_P(Spellings, ParseValue,
                                          SpellingRow{"ShortLabelAfterTwoDashes", {"--p=8080"}}),
                          rowName);
 
-TEST_F(Parse, FindsNothingOnAnEmptyCommandLine) {
+TEST_F(ArgvParserParse, FindsNothingOnAnEmptyCommandLine) {
     EXPECT_EQ(parse({}), ArgvParser::NoParserError);
     EXPECT_FALSE(parser.foundOption("port"));
     EXPECT_EQ(parser.arguments(), 0U);
 }
 
-TEST_F(Parse, PrintsNothing) {
+TEST_F(ArgvParserParse, PrintsNothing) {
     OutputCapture capture(stderr);
     parse({"-v", "--bogus"});
     EXPECT_EQ(capture.text(), "");
 }
 
-TEST_F(Parse, LeavesTheErrorOptionEmptyWithoutAFault) {
+TEST_F(ArgvParserParse, LeavesTheErrorOptionEmptyWithoutAFault) {
     parse({"-v", "--port=1", "file"});
     EXPECT_EQ(parser.errorOption(), "");
 }
 
-TEST_F(Parse, NeverExaminesTheProgramName) {
+TEST_F(ArgvParserParse, NeverExaminesTheProgramName) {
     ArgumentVector elements({"--bogus", "-v"});
     EXPECT_EQ(parser.parse(elements.argc(), elements.argv()), ArgvParser::NoParserError);
     EXPECT_EQ(parser.arguments(), 0U);
 }
 
-TEST_F(Parse, TakesACountBelowTwoForNoElements) {
+TEST_F(ArgvParserParse, TakesACountBelowTwoForNoElements) {
     ArgumentVector elements({"prog", "--bogus"});
     EXPECT_EQ(parser.parse(1, elements.argv()), ArgvParser::NoParserError);
     EXPECT_EQ(parser.parse(0, elements.argv()), ArgvParser::NoParserError);
     EXPECT_EQ(parser.parse(-1, elements.argv()), ArgvParser::NoParserError);
 }
 
-TEST_F(Parse, TakesANullVectorForNoElements) {
+TEST_F(ArgvParserParse, TakesANullVectorForNoElements) {
     EXPECT_EQ(parser.parse(3, nullptr), ArgvParser::NoParserError);
 }
 
-TEST_F(Parse, DoesNotLookAtTheProgramsName) {
+TEST_F(ArgvParserParse, DoesNotLookAtTheProgramsName) {
     ArgumentVector elements({"prog", "file"});
     elements.argv()[0] = nullptr;
     EXPECT_EQ(parser.parse(elements.argc(), elements.argv()), ArgvParser::NoParserError);
     EXPECT_EQ(parser.allArguments(), Arguments{"file"});
 }
 
-TEST_F(Parse, EndsAtANullPointer) {
+TEST_F(ArgvParserParse, EndsAtANullPointer) {
     ArgumentVector elements({"prog", "file"});
     EXPECT_EQ(parser.parse(elements.argc() + 1, elements.argv()), ArgvParser::NoParserError);
     EXPECT_EQ(parser.allArguments(), Arguments{"file"});
 }
 
-TEST_F(Parse, FindsNoValueInANullPointer) {
+TEST_F(ArgvParserParse, FindsNoValueInANullPointer) {
     ArgumentVector elements({"prog", "--port"});
     EXPECT_EQ(parser.parse(elements.argc() + 1, elements.argv()), ArgvParser::ParserMissingValue);
 }
 
-TEST_F(Parse, RecordsAFlagWithAnEmptyValue) {
+TEST_F(ArgvParserParse, RecordsAFlagWithAnEmptyValue) {
     EXPECT_EQ(parse({"--verbose"}), ArgvParser::NoParserError);
     EXPECT_TRUE(parser.foundOption("v"));
     EXPECT_EQ(parser.optionValue("v"), "");
 }
 
-TEST_F(Parse, RecordsAValueJoinedToAFlag) {
+TEST_F(ArgvParserParse, RecordsAValueJoinedToAFlag) {
     EXPECT_EQ(parse({"--verbose=3", "-q=4"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("verbose"), "3");
     EXPECT_EQ(parser.optionValue("quiet"), "4");
 }
 
-TEST_F(Parse, LeavesTheElementAfterAFlagAsAnArgument) {
+TEST_F(ArgvParserParse, LeavesTheElementAfterAFlagAsAnArgument) {
     EXPECT_EQ(parse({"-v", "3"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("v"), "");
     EXPECT_EQ(parser.allArguments(), Arguments{"3"});
 }
 
-TEST_F(Parse, DropsTheEqualsSignsInsideAValue) {
+TEST_F(ArgvParserParse, DropsTheEqualsSignsInsideAValue) {
     EXPECT_EQ(parse({"--p=b=c"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("p"), "bc");
     EXPECT_EQ(parse({"-p=d==e="}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("p"), "de");
 }
 
-TEST_F(Parse, KeepsTheEqualsSignsOfAValueOfItsOwn) {
+TEST_F(ArgvParserParse, KeepsTheEqualsSignsOfAValueOfItsOwn) {
     EXPECT_EQ(parse({"--port", "a=b=c"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "a=b=c");
 }
 
-TEST_F(Parse, SkipsEqualsSignsBeforeTheName) {
+TEST_F(ArgvParserParse, SkipsEqualsSignsBeforeTheName) {
     EXPECT_EQ(parse({"--=port=80"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "80");
     EXPECT_EQ(parse({"-=p=81"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "81");
 }
 
-TEST_F(Parse, TakesANegativeNumberAsAValue) {
+TEST_F(ArgvParserParse, TakesANegativeNumberAsAValue) {
     EXPECT_EQ(parse({"--port", "-1"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "-1");
 }
 
-TEST_F(Parse, TakesDashesAloneAsAValue) {
+TEST_F(ArgvParserParse, TakesDashesAloneAsAValue) {
     EXPECT_EQ(parse({"--port", "--"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "--");
     EXPECT_EQ(parse({"--port", "-"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "-");
 }
 
-TEST_F(Parse, TakesAnEmptyElementAsAValue) {
+TEST_F(ArgvParserParse, TakesAnEmptyElementAsAValue) {
     EXPECT_EQ(parse({"--port", "", "file"}), ArgvParser::NoParserError);
     EXPECT_TRUE(parser.foundOption("port"));
     EXPECT_EQ(parser.optionValue("port"), "");
     EXPECT_EQ(parser.allArguments(), Arguments{"file"});
 }
 
-TEST_F(Parse, TakesAValueThatLooksLikeAnOptionWhenItIsJoined) {
+TEST_F(ArgvParserParse, TakesAValueThatLooksLikeAnOptionWhenItIsJoined) {
     EXPECT_EQ(parse({"--port=-v"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "-v");
     EXPECT_FALSE(parser.foundOption("v"));
 }
 
-TEST_F(Parse, ConsumesTheValueSoThatOptionsMayFollow) {
+TEST_F(ArgvParserParse, ConsumesTheValueSoThatOptionsMayFollow) {
     EXPECT_EQ(parse({"--port", "80", "-v"}), ArgvParser::NoParserError);
     EXPECT_TRUE(parser.foundOption("v"));
     EXPECT_EQ(parser.arguments(), 0U);
 }
 
-TEST_F(Parse, LetsARepeatedOptionOverwriteTheEarlierValue) {
+TEST_F(ArgvParserParse, LetsARepeatedOptionOverwriteTheEarlierValue) {
     EXPECT_EQ(parse({"--port=80", "-p", "81"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "81");
 }
 
-TEST_F(Parse, TakesANegativeNumberAsAnArgument) {
+TEST_F(ArgvParserParse, TakesANegativeNumberAsAnArgument) {
     EXPECT_EQ(parse({"-5", "-12"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.allArguments(), (Arguments{"-5", "-12"}));
 }
 
-TEST_F(Parse, TakesDashesAloneAsArguments) {
+TEST_F(ArgvParserParse, TakesDashesAloneAsArguments) {
     EXPECT_EQ(parse({"--", "-"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.allArguments(), (Arguments{"--", "-"}));
 }
 
-TEST_F(Parse, TakesAnEmptyElementAsAnArgument) {
+TEST_F(ArgvParserParse, TakesAnEmptyElementAsAnArgument) {
     EXPECT_EQ(parse({""}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.allArguments(), Arguments{""});
 }
 
-TEST_F(Parse, TakesALabelOfSeveralWordsAsItStands) {
+TEST_F(ArgvParserParse, TakesALabelOfSeveralWordsAsItStands) {
     parser.defineOption("dry-run", "", ArgvParser::NoOptionAttribute);
     EXPECT_EQ(parse({"--dry-run"}), ArgvParser::NoParserError);
     EXPECT_TRUE(parser.foundOption("dry-run"));
 }
 
-TEST_F(Parse, NeverMatchesALabelThatHoldsAnEqualsSign) {
+TEST_F(ArgvParserParse, NeverMatchesALabelThatHoldsAnEqualsSign) {
     parser.defineOption("a=b", "", ArgvParser::NoOptionAttribute);
     EXPECT_EQ(parse({"--a=b"}), ArgvParser::ParserUnknownOption);
     EXPECT_EQ(parser.errorOption(), "a");
 }
 
-TEST_F(Parse, CalledAgainAddsToTheOptions) {
+TEST_F(ArgvParserParse, CalledAgainAddsToTheOptions) {
     parse({"--port=80"});
     EXPECT_EQ(parse({"-v"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.optionValue("port"), "80");
     EXPECT_TRUE(parser.foundOption("v"));
 }
 
-TEST_F(Parse, CalledAgainAddsToTheArguments) {
+TEST_F(ArgvParserParse, CalledAgainAddsToTheArguments) {
     parse({"first"});
     EXPECT_EQ(parse({"second"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.allArguments(), (Arguments{"first", "second"}));
 }
 
-TEST_F(Parse, CalledAgainTakesOptionsAfterTheEarlierArguments) {
+TEST_F(ArgvParserParse, CalledAgainTakesOptionsAfterTheEarlierArguments) {
     parse({"first"});
     EXPECT_EQ(parse({"-v"}), ArgvParser::NoParserError);
 }
 
-TEST_F(Parse, CalledAgainKeepsTheErrorOption) {
+TEST_F(ArgvParserParse, CalledAgainKeepsTheErrorOption) {
     parse({"--bogus"});
     EXPECT_EQ(parse({"-v"}), ArgvParser::NoParserError);
     EXPECT_EQ(parser.errorOption(), "bogus");

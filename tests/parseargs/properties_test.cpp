@@ -114,7 +114,7 @@ ArgvParser randomParser(Random& random) {
     return parser;
 }
 
-TEST(ParseProperty, ResultIsOneOfSeven) {
+TEST(ArgvParserProperty, ResultIsOneOfSeven) {
     const std::set<int> results{0, 1, 2, 4, 8, 22, 50};
     std::set<int> seen;
     Random random(5);
@@ -128,7 +128,7 @@ TEST(ParseProperty, ResultIsOneOfSeven) {
     EXPECT_EQ(seen, results) << "the inputs do not reach every result";
 }
 
-TEST(ParseProperty, EveryFaultNamesAnOption) {
+TEST(ArgvParserProperty, EveryFaultNamesAnOption) {
     const std::set<int> without_option{ArgvParser::NoParserError, ArgvParser::ParserHelpRequested};
     Random random(6);
     for (int i = 0; i < 5000; ++i) {
@@ -154,7 +154,7 @@ std::string parsedValue(const std::vector<std::string>& arguments) {
                                                : parser.parseErrorDescription(result);
 }
 
-TEST(ParseProperty, AValueIsTheSameInAllItsSpellings) {
+TEST(ArgvParserProperty, AValueIsTheSameInAllItsSpellings) {
     Random random(7);
     for (int i = 0; i < 3000; ++i) {
         // Neither empty nor an option, thanks to its first character.
@@ -166,7 +166,7 @@ TEST(ParseProperty, AValueIsTheSameInAllItsSpellings) {
     }
 }
 
-TEST(ParseProperty, AValueThatLooksLikeAnOptionMustBeJoined) {
+TEST(ArgvParserProperty, AValueThatLooksLikeAnOptionMustBeJoined) {
     Random random(8);
     for (int i = 0; i < 1000; ++i) {
         const std::string value = std::string("-a").append(random.text("ab5-, ", 12));
@@ -177,7 +177,7 @@ TEST(ParseProperty, AValueThatLooksLikeAnOptionMustBeJoined) {
     }
 }
 
-TEST(ParseProperty, ANegativeNumberIsAValueInAllItsSpellings) {
+TEST(ArgvParserProperty, ANegativeNumberIsAValueInAllItsSpellings) {
     Random random(9);
     for (int i = 0; i < 1000; ++i) {
         const std::string value = std::to_string(-1 - static_cast<int>(random.upTo(99999)));

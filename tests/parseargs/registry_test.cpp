@@ -47,7 +47,7 @@ TEST(ArgvParserTypes, AreNestedInTheClass) {
     static_assert(std::is_same_v<ArgvParser::ArgumentContainer, std::vector<std::string>>);
 }
 
-TEST(NewParser, KnowsNothing) {
+TEST(NewArgvParser, KnowsNothing) {
     const ArgvParser parser;
     EXPECT_FALSE(parser.isDefinedOption("h"));
     EXPECT_FALSE(parser.isDefinedOption("help"));

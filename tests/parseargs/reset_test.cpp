@@ -13,9 +13,9 @@ namespace {
 using CommandLineProcessing::ArgvParser;
 
 // A parser with something of everything in it, then reset.
-class Reset : public testing::Test {
+class ArgvParserReset : public testing::Test {
 protected:
-    Reset() {
+    ArgvParserReset() {
         parser.setIntroductoryDescription("Velmora Service");
         parser.setHelpOption("h", "help", "Show this text.");
         parser.defineOption("port", "Port", ArgvParser::OptionRequired);
@@ -27,53 +27,53 @@ protected:
     ArgvParser parser;
 };
 
-TEST_F(Reset, ForgetsTheLabels) {
+TEST_F(ArgvParserReset, ForgetsTheLabels) {
     EXPECT_FALSE(parser.isDefinedOption("h"));
     EXPECT_FALSE(parser.isDefinedOption("help"));
     EXPECT_FALSE(parser.isDefinedOption("port"));
 }
 
-TEST_F(Reset, LeavesRoomForOptionsFromTheFirstOn) {
+TEST_F(ArgvParserReset, LeavesRoomForOptionsFromTheFirstOn) {
     parser.defineOption("threads", "", ArgvParser::NoOptionAttribute);
     EXPECT_EQ(parser.usageDescription(80),
               "Available options\n-----------------\n--threads\n    (no description)\n\n");
 }
 
-TEST_F(Reset, ForgetsTheHelpOption) {
+TEST_F(ArgvParserReset, ForgetsTheHelpOption) {
     parser.defineOption("h", "", ArgvParser::NoOptionAttribute);
     EXPECT_EQ(parseCommandLine(parser, {"-h"}), ArgvParser::NoParserError);
 }
 
-TEST_F(Reset, ForgetsWhatWasRequired) {
+TEST_F(ArgvParserReset, ForgetsWhatWasRequired) {
     EXPECT_EQ(parseCommandLine(parser, {}), ArgvParser::NoParserError);
 }
 
-TEST_F(Reset, ForgetsTheArguments) {
+TEST_F(ArgvParserReset, ForgetsTheArguments) {
     EXPECT_EQ(parser.arguments(), 0U);
 }
 
-TEST_F(Reset, ForgetsTheValues) {
+TEST_F(ArgvParserReset, ForgetsTheValues) {
     parser.defineOption("a", "", ArgvParser::NoOptionAttribute);
     parser.defineOption("port", "", ArgvParser::NoOptionAttribute);
     EXPECT_FALSE(parser.foundOption("port"));
     EXPECT_EQ(parser.optionValue("port"), "");
 }
 
-TEST_F(Reset, ForgetsTheErrorOption) {
+TEST_F(ArgvParserReset, ForgetsTheErrorOption) {
     EXPECT_EQ(parser.errorOption(), "");
 }
 
-TEST_F(Reset, ForgetsIntroductionOptionsAndReturnCodes) {
+TEST_F(ArgvParserReset, ForgetsIntroductionOptionsAndReturnCodes) {
     EXPECT_EQ(parser.usageDescription(80), "");
 }
 
-TEST_F(Reset, ForgetsTheDescriptions) {
+TEST_F(ArgvParserReset, ForgetsTheDescriptions) {
     parser.defineOption("v", "", ArgvParser::NoOptionAttribute);
     EXPECT_EQ(parser.usageDescription(80),
               "Available options\n-----------------\n-v\n    (no description)\n\n");
 }
 
-TEST_F(Reset, IsSilent) {
+TEST_F(ArgvParserReset, IsSilent) {
     OutputCapture capture(stderr);
     parser.reset();
     EXPECT_EQ(capture.text(), "");

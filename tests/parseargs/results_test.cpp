@@ -15,9 +15,9 @@ using CommandLineProcessing::ArgvParser;
 
 constexpr char noSuchArgument[] = "ArgvParser::argument(): Request for non-existing argument.\n";
 
-class Results : public testing::Test {
+class ArgvParserResults : public testing::Test {
 protected:
-    Results() {
+    ArgvParserResults() {
         parser.defineOption("port", "", ArgvParser::OptionRequiresValue);
         parser.defineOptionAlternative("port", "p");
         parser.defineOption("verbose", "", ArgvParser::NoOptionAttribute);
@@ -26,26 +26,26 @@ protected:
     ArgvParser parser;
 };
 
-TEST_F(Results, FoundOptionAgreesForAllLabelsOfAnOption) {
+TEST_F(ArgvParserResults, FoundOptionAgreesForAllLabelsOfAnOption) {
     parseCommandLine(parser, {"-p", "80"});
     EXPECT_TRUE(parser.foundOption("p"));
     EXPECT_TRUE(parser.foundOption("port"));
     EXPECT_FALSE(parser.foundOption("verbose"));
 }
 
-TEST_F(Results, FoundOptionIsFalseForAnUnknownLabelWithoutAMessage) {
+TEST_F(ArgvParserResults, FoundOptionIsFalseForAnUnknownLabelWithoutAMessage) {
     OutputCapture capture(stderr);
     EXPECT_FALSE(parser.foundOption("threads"));
     EXPECT_EQ(capture.text(), "");
 }
 
-TEST_F(Results, OptionValueAgreesForAllLabelsOfAnOption) {
+TEST_F(ArgvParserResults, OptionValueAgreesForAllLabelsOfAnOption) {
     parseCommandLine(parser, {"--port", "80"});
     EXPECT_EQ(parser.optionValue("p"), "80");
     EXPECT_EQ(parser.optionValue("port"), "80");
 }
 
-TEST_F(Results, OptionValueOfAnUnknownLabelIsMisuse) {
+TEST_F(ArgvParserResults, OptionValueOfAnUnknownLabelIsMisuse) {
     OutputCapture capture(stderr);
     EXPECT_EQ(parser.optionValue("threads"), "");
     EXPECT_EQ(capture.text(),
@@ -53,14 +53,14 @@ TEST_F(Results, OptionValueOfAnUnknownLabelIsMisuse) {
               "does not know.\n");
 }
 
-TEST_F(Results, OptionValueOfAnOptionNotFoundIsEmptyWithoutAMessage) {
+TEST_F(ArgvParserResults, OptionValueOfAnOptionNotFoundIsEmptyWithoutAMessage) {
     parseCommandLine(parser, {"--verbose"});
     OutputCapture capture(stderr);
     EXPECT_EQ(parser.optionValue("port"), "");
     EXPECT_EQ(capture.text(), "");
 }
 
-TEST_F(Results, ArgumentsAreInTheOrderOfTheCommandLine) {
+TEST_F(ArgvParserResults, ArgumentsAreInTheOrderOfTheCommandLine) {
     parseCommandLine(parser, {"--verbose", "b", "a", "b"});
     EXPECT_EQ(parser.arguments(), 3U);
     EXPECT_EQ(parser.argument(0), "b");
@@ -68,14 +68,14 @@ TEST_F(Results, ArgumentsAreInTheOrderOfTheCommandLine) {
     EXPECT_EQ(parser.allArguments(), (ArgvParser::ArgumentContainer{"b", "a", "b"}));
 }
 
-TEST_F(Results, ArgumentPastTheEndIsMisuse) {
+TEST_F(ArgvParserResults, ArgumentPastTheEndIsMisuse) {
     parseCommandLine(parser, {"a"});
     OutputCapture capture(stderr);
     EXPECT_EQ(parser.argument(parser.arguments()), "");
     EXPECT_EQ(capture.text(), noSuchArgument);
 }
 
-TEST_F(Results, ArgumentOfTheLargestIndexIsMisuse) {
+TEST_F(ArgvParserResults, ArgumentOfTheLargestIndexIsMisuse) {
     OutputCapture capture(stderr);
     EXPECT_EQ(parser.argument(std::numeric_limits<unsigned int>::max()), "");
     EXPECT_EQ(capture.text(), noSuchArgument);

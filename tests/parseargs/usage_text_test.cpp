@@ -498,55 +498,55 @@ TEST(UsageTextParts, DescriptionOfBlanksIsAnEmptyLine) {
     EXPECT_EQ(parser.usageDescription(80), "Available options\n-----------------\n-v\n\n\n");
 }
 
-TEST(ReturnCode, IsLaidOverTheIndentOfItsDescription) {
+TEST(UsageTextReturnCode, IsLaidOverTheIndentOfItsDescription) {
     ArgvParser parser;
     parser.addErrorCode(0, "OK");
     EXPECT_EQ(parser.usageDescription(80), header + std::string("    0     OK\n"));
 }
 
-TEST(ReturnCode, OfSixCharactersTouchesItsDescription) {
+TEST(UsageTextReturnCode, OfSixCharactersTouchesItsDescription) {
     ArgvParser parser;
     parser.addErrorCode(-12345, "Failed");
     EXPECT_EQ(parser.usageDescription(80), header + std::string("    -12345Failed\n"));
 }
 
-TEST(ReturnCode, OfEightCharactersCoversTheBeginningOfItsDescription) {
+TEST(UsageTextReturnCode, OfEightCharactersCoversTheBeginningOfItsDescription) {
     ArgvParser parser;
     parser.addErrorCode(-1000000, "Failed");
     EXPECT_EQ(parser.usageDescription(80), header + std::string("    -1000000iled\n"));
 }
 
-TEST(ReturnCode, MayCoverAllOfItsDescription) {
+TEST(UsageTextReturnCode, MayCoverAllOfItsDescription) {
     ArgvParser parser;
     parser.addErrorCode(-1000000, "OK");
     EXPECT_EQ(parser.usageDescription(80), header + std::string("    -1000000\n"));
 }
 
-TEST(ReturnCode, LongerThanItsDescriptionFails) {
+TEST(UsageTextReturnCode, LongerThanItsDescriptionFails) {
     ArgvParser parser;
     parser.addErrorCode(-10000000, "OK");
     EXPECT_THROW((void)parser.usageDescription(80), std::out_of_range);
 }
 
-TEST(ReturnCode, WithoutADescriptionFails) {
+TEST(UsageTextReturnCode, WithoutADescriptionFails) {
     ArgvParser parser;
     parser.addErrorCode(0, "");
     EXPECT_THROW((void)parser.usageDescription(80), std::out_of_range);
 }
 
-TEST(ReturnCode, WithADescriptionOfBlanksFails) {
+TEST(UsageTextReturnCode, WithADescriptionOfBlanksFails) {
     ArgvParser parser;
     parser.addErrorCode(0, "  ");
     EXPECT_THROW((void)parser.usageDescription(80), std::out_of_range);
 }
 
-TEST(ReturnCode, LongerThanAnUnindentedDescriptionOnANarrowLineFails) {
+TEST(UsageTextReturnCode, LongerThanAnUnindentedDescriptionOnANarrowLineFails) {
     ArgvParser parser;
     parser.addErrorCode(0, "OK");
     EXPECT_THROW((void)parser.usageDescription(5), std::out_of_range);
 }
 
-TEST(ReturnCode, FailsWithTheMessageOfTheStandardLibrary) {
+TEST(UsageTextReturnCode, FailsWithTheMessageOfTheStandardLibrary) {
     ArgvParser parser;
     parser.addErrorCode(0, "");
     try {
@@ -557,34 +557,34 @@ TEST(ReturnCode, FailsWithTheMessageOfTheStandardLibrary) {
     }
 }
 
-TEST(ReturnCode, CoversAnUnindentedDescriptionOnANarrowLine) {
+TEST(UsageTextReturnCode, CoversAnUnindentedDescriptionOnANarrowLine) {
     ArgvParser parser;
     parser.addErrorCode(0, "Everything went well");
     EXPECT_EQ(parser.usageDescription(10),
               "Return\ncodes\n----------\n-------\n    0thing went well\n");
 }
 
-TEST(ReturnCode, IsNotIndentedWhereNothingIs) {
+TEST(UsageTextReturnCode, IsNotIndentedWhereNothingIs) {
     ArgvParser parser;
     parser.addErrorCode(0, "Everything went well");
     EXPECT_EQ(parser.usageDescription(0), header + std::string("0verything went well\n"));
 }
 
-TEST(ReturnCode, OfSeveralLinesCoversTheFirstCharacters) {
+TEST(UsageTextReturnCode, OfSeveralLinesCoversTheFirstCharacters) {
     ArgvParser parser;
     parser.addErrorCode(12, "Nothing went well here");
     EXPECT_EQ(parser.usageDescription(5),
               "Retur\nn\ncodes\n-----\n-----\n-----\n--\n    1\n    2t well here\n");
 }
 
-TEST(ReturnCode, AddedAgainReplacesTheFormerText) {
+TEST(UsageTextReturnCode, AddedAgainReplacesTheFormerText) {
     ArgvParser parser;
     parser.addErrorCode(1, "first");
     parser.addErrorCode(1, "second");
     EXPECT_EQ(parser.usageDescription(80), header + std::string("    1     second\n"));
 }
 
-TEST(ReturnCode, StandsInAscendingNumericOrder) {
+TEST(UsageTextReturnCode, StandsInAscendingNumericOrder) {
     ArgvParser parser;
     parser.addErrorCode(10, "ten");
     parser.addErrorCode(9, "nine");

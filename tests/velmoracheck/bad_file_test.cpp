@@ -31,21 +31,21 @@ std::ostream& operator<<(std::ostream& out, const Row& row) {
     return out << row.name;
 }
 
-class BadFile : public CheckTest, public testing::WithParamInterface<Row> {};
+class UnreadableFileFinding : public CheckTest, public testing::WithParamInterface<Row> {};
 
-TEST_P(BadFile, IsAFindingAsIniFile) {
+TEST_P(UnreadableFileFinding, IsAFindingAsIniFile) {
     GetParam().make(directory.path("bad"));
     writeFile(directory.path("vlog.cfg"), goodLog);
     EXPECT_EQ(check({"--quiet", "--logcfg", "vlog.cfg", "-i", "bad"}).output, GetParam().ini);
 }
 
-TEST_P(BadFile, IsAFindingAsLogConfiguration) {
+TEST_P(UnreadableFileFinding, IsAFindingAsLogConfiguration) {
     GetParam().make(directory.path("bad"));
     EXPECT_EQ(check({"--quiet", "--logcfg", "bad", "-p", "6000"}).output, GetParam().log);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Kinds, BadFile,
+    Kinds, UnreadableFileFinding,
     testing::Values(
         Row{"Missing", [](const std::string&) {},
             "bad:1: error: cannot be opened: No such file or directory: the daemon does not "

@@ -19,16 +19,16 @@ std::ostream& operator<<(std::ostream& out, const Row& row) {
     return out << row.name;
 }
 
-class CommandLine : public CheckTest, public testing::WithParamInterface<Row> {
+class CheckerCommandLine : public CheckTest, public testing::WithParamInterface<Row> {
 protected:
-    CommandLine() {
+    CheckerCommandLine() {
         writeFile(directory.path("good.ini"), goodIni);
         writeFile(directory.path("vlog.cfg"), goodLog);
         environment["VL_LOGCFG"] = "vlog.cfg";
     }
 };
 
-TEST_P(CommandLine, IsCheckedAsTheDaemonReadsIt) {
+TEST_P(CheckerCommandLine, IsCheckedAsTheDaemonReadsIt) {
     const CheckOutcome outcome = check(GetParam().arguments);
     EXPECT_EQ(outcome.output, GetParam().output);
     EXPECT_EQ(outcome.errors, GetParam().errors);
@@ -36,7 +36,7 @@ TEST_P(CommandLine, IsCheckedAsTheDaemonReadsIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Settings, CommandLine,
+    Settings, CheckerCommandLine,
     testing::Values(
         Row{"Good", {"--quiet", "-p", "6000", "-c=2", "--threads=2"}, "", "", "exit 0"},
         Row{"GoodIniFile", {"--quiet", "-i", "good.ini"}, "", "", "exit 0"},
@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
     rowName);
 
 INSTANTIATE_TEST_SUITE_P(
-    Strict, CommandLine,
+    Strict, CheckerCommandLine,
     testing::Values(
         Row{"Nothing", {"--quiet", "--strict", "-i", "good.ini"}, "", "", "exit 0"},
         Row{"Warning",
@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
     rowName);
 
 INSTANTIATE_TEST_SUITE_P(
-    CalledWrongly, CommandLine,
+    CalledWrongly, CheckerCommandLine,
     testing::Values(
         Row{"UnknownOption",
             {"--prot", "6000"},
@@ -154,14 +154,14 @@ TEST_F(CheckTest, TellsItsVersionAndBuild) {
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
-class Help : public CheckTest, public testing::WithParamInterface<const char*> {};
+class CheckerHelp : public CheckTest, public testing::WithParamInterface<const char*> {};
 
-TEST_P(Help, TellsOf) {
+TEST_P(CheckerHelp, TellsOf) {
     EXPECT_NE(check({"-h"}).output.find(GetParam()), std::string::npos);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Options, Help,
+    Options, CheckerHelp,
     testing::Values("  --strict ", "  --quiet ", "  --json ", "  --logcfg FILE ", "  --rehearse ",
                     "  --cwd DIR ", "  --user NAME ", "  --version ", "  -h, --help ",
                     "  -i, --ini FILE ", "  -c, --connections N ", "  -p, --port N ",

@@ -12,7 +12,7 @@
 
 namespace {
 
-class Destination : public CheckTest {
+class LogDestinationFinding : public CheckTest {
 protected:
     // The findings for one more rule, in line 3.
     [[nodiscard]] std::string findings(const std::string& files, const std::string& sizes) {
@@ -27,7 +27,7 @@ protected:
     }
 };
 
-TEST_F(Destination, IsLeftAsItIs) {
+TEST_F(LogDestinationFinding, IsLeftAsItIs) {
     writeFile(directory.path("old.log"), "a line\n");
     EXPECT_EQ(findings("old.log,new.log", "1M"), "");
     EXPECT_EQ(readFile(directory.path("old.log")), "a line\n");
@@ -35,19 +35,19 @@ TEST_F(Destination, IsLeftAsItIs) {
     EXPECT_FALSE(std::filesystem::exists(directory.path("new.log.bkp")));
 }
 
-TEST_F(Destination, NeedsItsDirectory) {
+TEST_F(LogDestinationFinding, NeedsItsDirectory) {
     EXPECT_EQ(findings("missing/x.log", "0"),
               "vlog.cfg:3: error: destination 'missing/x.log' cannot be written: No such file or "
               "directory\n");
 }
 
-TEST_F(Destination, IsNoDirectory) {
+TEST_F(LogDestinationFinding, IsNoDirectory) {
     std::filesystem::create_directory(directory.path("x.log"));
     EXPECT_EQ(findings("x.log", "0"),
               "vlog.cfg:3: error: destination 'x.log' cannot be written: Is a directory\n");
 }
 
-TEST_F(Destination, IsAFifoWithAWarning) {
+TEST_F(LogDestinationFinding, IsAFifoWithAWarning) {
     ASSERT_EQ(::mkfifo(directory.path("x.log").c_str(), 0600), 0);
     std::filesystem::create_directory(directory.path("x.log.bkp"));  // which it never gets
     for (const char* size : {"0", "1M", "5"}) {
@@ -57,7 +57,7 @@ TEST_F(Destination, IsAFifoWithAWarning) {
     }
 }
 
-TEST_F(Destination, IsAFifoWhoseReaderStays) {
+TEST_F(LogDestinationFinding, IsAFifoWhoseReaderStays) {
     const std::string path = directory.path("x.log");
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
     const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -67,12 +67,12 @@ TEST_F(Destination, IsAFifoWhoseReaderStays) {
     ::close(reader);
 }
 
-TEST_F(Destination, IsNoFifoThatTheUserMayNotWrite) {
+TEST_F(LogDestinationFinding, IsNoFifoThatTheUserMayNotWrite) {
     ASSERT_EQ(::mkfifo(directory.path("x.log").c_str(), 0444), 0);
     expectDenied();
 }
 
-TEST_F(Destination, IsNoSocket) {
+TEST_F(LogDestinationFinding, IsNoSocket) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     directory.path("x.log").copy(address.sun_path, sizeof address.sun_path - 1);
@@ -83,24 +83,24 @@ TEST_F(Destination, IsNoSocket) {
     ::close(socket);
 }
 
-TEST_F(Destination, NeedsABackupThatIsNoFifo) {
+TEST_F(LogDestinationFinding, NeedsABackupThatIsNoFifo) {
     ASSERT_EQ(::mkfifo(directory.path("x.log.bkp").c_str(), 0600), 0);
     EXPECT_EQ(findings("x.log", "1M"),
               "vlog.cfg:3: error: backup 'x.log.bkp' cannot be written: It is no regular file\n");
 }
 
-TEST_F(Destination, MayBeADevice) {
+TEST_F(LogDestinationFinding, MayBeADevice) {
     EXPECT_EQ(findings("/dev/null", "0"), "");
 }
 
-TEST_F(Destination, MayBeBehindALinkWithoutATarget) {
+TEST_F(LogDestinationFinding, MayBeBehindALinkWithoutATarget) {
     std::filesystem::create_symlink("missing/x.log", directory.path("link.log"));
     EXPECT_EQ(findings("link.log", "0"),
               "vlog.cfg:3: error: destination 'link.log' cannot be written: No such file or "
               "directory\n");
 }
 
-TEST_F(Destination, IsAFileOfItsOwnBehindALinkLoop) {
+TEST_F(LogDestinationFinding, IsAFileOfItsOwnBehindALinkLoop) {
     std::filesystem::create_symlink("loop", directory.path("loop"));
     EXPECT_EQ(findings("loop/a.log,loop/b.log", "1M,0"),
               "vlog.cfg:3: error: destination 'loop/a.log' cannot be written: Too many levels of "
@@ -113,7 +113,7 @@ TEST_F(Destination, IsAFileOfItsOwnBehindALinkLoop) {
               "symbolic links\n");
 }
 
-TEST_F(Destination, IsTheSameUnderTwoNamesBehindALinkLoop) {
+TEST_F(LogDestinationFinding, IsTheSameUnderTwoNamesBehindALinkLoop) {
     std::filesystem::create_symlink("loop", directory.path("loop"));
     EXPECT_NE(findings("loop/a.log,./loop/a.log", "0")
                   .find("warning: './loop/a.log' is the file 'loop/a.log' again: it gets each line "
@@ -121,24 +121,24 @@ TEST_F(Destination, IsTheSameUnderTwoNamesBehindALinkLoop) {
               std::string::npos);
 }
 
-TEST_F(Destination, MustBeWritableByTheUser) {
+TEST_F(LogDestinationFinding, MustBeWritableByTheUser) {
     writeFile(directory.path("x.log"), "");
     std::filesystem::permissions(directory.path("x.log"), std::filesystem::perms(0444));
     expectDenied();
 }
 
-TEST_F(Destination, NeedsABackupThatCanBeWrittenWhenItIsLimited) {
+TEST_F(LogDestinationFinding, NeedsABackupThatCanBeWrittenWhenItIsLimited) {
     std::filesystem::create_directory(directory.path("x.log.bkp"));
     EXPECT_EQ(findings("x.log", "1M"),
               "vlog.cfg:3: error: backup 'x.log.bkp' cannot be written: Is a directory\n");
 }
 
-TEST_F(Destination, NeedsNoBackupWhenItIsNotLimited) {
+TEST_F(LogDestinationFinding, NeedsNoBackupWhenItIsNotLimited) {
     std::filesystem::create_directory(directory.path("x.log.bkp"));
     EXPECT_EQ(findings("x.log", "0"), "");
 }
 
-TEST_F(Destination, NeverRotatesWhenItsLimitIsSmallerThanALine) {
+TEST_F(LogDestinationFinding, NeverRotatesWhenItsLimitIsSmallerThanALine) {
     // [2026:11:22 02:36:29.123456 : 140737348003648 : LOGGER   : 0x0001 : INFO : vlog : 77] ->
     // VLib...
     EXPECT_EQ(findings("x.log", "114"),
@@ -147,19 +147,19 @@ TEST_F(Destination, NeverRotatesWhenItsLimitIsSmallerThanALine) {
     EXPECT_EQ(findings("x.log", "115"), "");
 }
 
-TEST_F(Destination, HasOneLimitInAllRules) {
+TEST_F(LogDestinationFinding, HasOneLimitInAllRules) {
     EXPECT_EQ(findings("./service.log", "5M"),
               "vlog.cfg:3: warning: './service.log' has the limit 5000000 here and 10000000 in "
               "line 1: give it one limit\n");
 }
 
-TEST_F(Destination, HasNoOtherLimitWhereANegativeSizeMeetsNone) {
+TEST_F(LogDestinationFinding, HasNoOtherLimitWhereANegativeSizeMeetsNone) {
     EXPECT_EQ(
         checkLog("VELMORASRV;INFO;FULL;x.log;0\nVELMORASRV;CRITICAL;FULL;x.log;-5\n").output,
         "vlog.cfg:2: error: size '-5' is negative and counts as no limit; write 0 for none\n");
 }
 
-TEST_F(Destination, IsToldOfOnceWhenSeveralRulesNameIt) {
+TEST_F(LogDestinationFinding, IsToldOfOnceWhenSeveralRulesNameIt) {
     const CheckOutcome outcome =
         checkLog(goodLog + std::string("LOGGER;INFO;FULL;missing/x;0\n"
                                        "LOGGER;CRITICAL;FULL;missing/x;0\n"));
@@ -168,7 +168,7 @@ TEST_F(Destination, IsToldOfOnceWhenSeveralRulesNameIt) {
               "directory\n");
 }
 
-TEST_F(Destination, IsAFileWhenTheConsoleIsMisspelt) {
+TEST_F(LogDestinationFinding, IsAFileWhenTheConsoleIsMisspelt) {
     EXPECT_EQ(findings("[stdout]", "0"),
               "vlog.cfg:3: warning: '[stdout]' is a file of this name: did you mean '[STDOUT]'?\n");
 }

@@ -15,7 +15,7 @@ std::vector<std::string> texts(const Findings& findings) {
     return result;
 }
 
-TEST(Findings, AreSortedByFileInTheOrderOfTheFirstAndByLine) {
+TEST(CheckerFindings, AreSortedByFileInTheOrderOfTheFirstAndByLine) {
     Findings findings;
     findings.error({"z", 9}, "first file, line 9");
     findings.warning({"a", 1}, "second file");
@@ -25,14 +25,14 @@ TEST(Findings, AreSortedByFileInTheOrderOfTheFirstAndByLine) {
                                                       "first file, line 10", "second file"));
 }
 
-TEST(Findings, OfTheSameLineStayInTheirOrder) {
+TEST(CheckerFindings, OfTheSameLineStayInTheirOrder) {
     Findings findings;
     findings.warning({"a", 1}, "b");
     findings.error({"a", 1}, "a");
     EXPECT_THAT(texts(findings), testing::ElementsAre("b", "a"));
 }
 
-TEST(Findings, AreCountedBeyondThoseThatAreKept) {
+TEST(CheckerFindings, AreCountedBeyondThoseThatAreKept) {
     Findings findings;
     for (std::size_t i = 0; i < 101; ++i) {
         findings.warning({"a", 1}, "again");
@@ -43,7 +43,7 @@ TEST(Findings, AreCountedBeyondThoseThatAreKept) {
     EXPECT_EQ(texts(findings).back(), "of another file");
 }
 
-TEST(Findings, ThatAreErrorsAreKeptWhateverTheNumberOfWarnings) {
+TEST(CheckerFindings, ThatAreErrorsAreKeptWhateverTheNumberOfWarnings) {
     Findings findings;
     for (std::size_t i = 0; i < 150; ++i) {
         findings.warning({"a", 1}, "noise");
@@ -53,7 +53,7 @@ TEST(Findings, ThatAreErrorsAreKeptWhateverTheNumberOfWarnings) {
     EXPECT_EQ(texts(findings).back(), "after them");
 }
 
-TEST(Findings, ThatAreErrorsAreKeptUpToAThousandOfAFile) {
+TEST(CheckerFindings, ThatAreErrorsAreKeptUpToAThousandOfAFile) {
     Findings findings;
     for (std::size_t i = 0; i < 1001; ++i) {
         findings.error({"a", 1}, "again");

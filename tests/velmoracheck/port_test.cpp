@@ -73,12 +73,12 @@ TEST(EndpointOf, IsNothingForAnAddressThatIsNone) {
     }
 }
 
-class Port : public CheckTest {
+class PortFinding : public CheckTest {
 protected:
-    Port() { writeFile(directory.path("vlog.cfg"), goodLog); }
+    PortFinding() { writeFile(directory.path("vlog.cfg"), goodLog); }
 };
 
-TEST_F(Port, InUseIsAWarningAtThePlaceOfTheSetting) {
+TEST_F(PortFinding, InUseIsAWarningAtThePlaceOfTheSetting) {
     const Listener server(environment["VELMORA_LIGHT_BIND"]);
     const std::string port = std::to_string(server.port());
     const CheckOutcome outcome = checkIni("[default]\nthreads = 1\nport = " + port + "\n");
@@ -89,7 +89,7 @@ TEST_F(Port, InUseIsAWarningAtThePlaceOfTheSetting) {
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
-TEST_F(Port, IsTriedOnTheLoopbackAddressWithoutAVariable) {
+TEST_F(PortFinding, IsTriedOnTheLoopbackAddressWithoutAVariable) {
     const Listener server("127.0.0.1");
     environment.erase("VELMORA_LIGHT_BIND");
     const std::string port = std::to_string(server.port());
@@ -99,14 +99,14 @@ TEST_F(Port, IsTriedOnTheLoopbackAddressWithoutAVariable) {
                   std::to_string(::getpid()) + "): stop it, or choose another port\n");
 }
 
-TEST_F(Port, CannotBeTriedOnAnAddressThatIsNone) {
+TEST_F(PortFinding, CannotBeTriedOnAnAddressThatIsNone) {
     environment["VELMORA_LIGHT_BIND"] = "everywhere";
     EXPECT_EQ(
         check({"--quiet", "--logcfg", "vlog.cfg", "-p", "6000"}).output,
         "<environment>:1: warning: VELMORA_LIGHT_BIND is 'everywhere', which is no IP address\n");
 }
 
-TEST_F(Port, OfALinkLocalAddressMayNameItsInterface) {
+TEST_F(PortFinding, OfALinkLocalAddressMayNameItsInterface) {
     for (const char* address : {"::1%lo", "fe80::1%lo", "::1", "0.0.0.0"}) {
         EXPECT_TRUE(endpointOf(address, 6000)) << address;
     }
@@ -115,7 +115,7 @@ TEST_F(Port, OfALinkLocalAddressMayNameItsInterface) {
 }
 
 // A daemon that serves on a free port, and the checker beside it.
-class PortOfTheDaemon : public Port {
+class PortOfTheDaemon : public PortFinding {
 protected:
     PortOfTheDaemon() {
         environment["LD_LIBRARY_PATH"] = SPECIAL_ENGINES "/listening";

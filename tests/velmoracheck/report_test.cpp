@@ -8,9 +8,9 @@
 
 namespace {
 
-class Report : public CheckTest {
+class CheckerReport : public CheckTest {
 protected:
-    Report() {
+    CheckerReport() {
         environment["ENGINE_DOUBLE_VERSION"] = "1 2 3";
         environment["ENGINE_DOUBLE_BUILD"] = "abc123";
         writeFile(directory.path("velmora.ini"), goodIni);
@@ -22,7 +22,7 @@ protected:
     const Arguments goodFiles{"--logcfg", "vlog.cfg", "--ini", "velmora.ini"};
 };
 
-TEST_F(Report, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
+TEST_F(CheckerReport, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
     const CheckOutcome outcome = check(goodFiles);
     EXPECT_EQ(outcome.output,
               "Settings\n"
@@ -49,7 +49,7 @@ TEST_F(Report, HasSettingsEngineRulesAndOneLineWhenAllIsWell) {
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
-TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
+TEST_F(CheckerReport, BeginsWithTheFindingsAndEndsWithTheirNumber) {
     const CheckOutcome outcome = check({"-p", "6000", "-t", "0", "x"});
     EXPECT_EQ(
         outcome.output,
@@ -78,7 +78,7 @@ TEST_F(Report, BeginsWithTheFindingsAndEndsWithTheirNumber) {
     EXPECT_EQ(outcome.ending, "exit 1");
 }
 
-TEST_F(Report, SaysThatSettingsAndEngineAreUnknown) {
+TEST_F(CheckerReport, SaysThatSettingsAndEngineAreUnknown) {
     environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
     const std::string text = check({"--logcfg", "vlog.cfg", "-i", "missing"}).output;
     EXPECT_NE(text.find("\n\nSettings: unknown\n\nEngine: unknown\n\nLog rules (vlog.cfg), "),
@@ -86,7 +86,7 @@ TEST_F(Report, SaysThatSettingsAndEngineAreUnknown) {
         << text;
 }
 
-TEST_F(Report, ShowsTheBuiltInRulesWhenTheDaemonUsesThem) {
+TEST_F(CheckerReport, ShowsTheBuiltInRulesWhenTheDaemonUsesThem) {
     writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;FULL;x.log\n"));
     const std::string text = check(goodFiles).output;
     EXPECT_NE(text.find("\nLog rules (built-in)\n  *          INFO      SIMPLE_TS  [STDOUT]\n"),
@@ -94,20 +94,20 @@ TEST_F(Report, ShowsTheBuiltInRulesWhenTheDaemonUsesThem) {
         << text;
 }
 
-TEST_F(Report, ShowsTheBuiltInRulesForADirectory) {
+TEST_F(CheckerReport, ShowsTheBuiltInRulesForADirectory) {
     const std::string text = check({"--logcfg", ".", "-p", "6000"}).output;
     EXPECT_NE(text.find("\nLog rules (built-in)\n  *          INFO      SIMPLE_TS  [STDOUT]\n"),
               std::string::npos)
         << text;
 }
 
-TEST_F(Report, KnowsNoRulesForAFifo) {
+TEST_F(CheckerReport, KnowsNoRulesForAFifo) {
     ASSERT_EQ(::mkfifo(directory.path("fifo").c_str(), 0600), 0);
     const std::string text = check({"--logcfg", "fifo", "-p", "6000"}).output;
     EXPECT_NE(text.find("\nLog rules (unknown)\n\n"), std::string::npos) << text;
 }
 
-TEST_F(Report, ShowsNoLimitForANegativeSize) {
+TEST_F(CheckerReport, ShowsNoLimitForANegativeSize) {
     writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;SIMPLE;x.log;-5\n"));
     const std::string text = check({"--logcfg", "vlog.cfg", "-p", "6000"}).output;
     EXPECT_NE(text.find("\n  LOGGER      INFO      SIMPLE     x.log        no limit\n"),
@@ -115,7 +115,7 @@ TEST_F(Report, ShowsNoLimitForANegativeSize) {
         << text;
 }
 
-TEST_F(Report, HasNoLimitForProgramsOfANegativeSize) {
+TEST_F(CheckerReport, HasNoLimitForProgramsOfANegativeSize) {
     writeFile(directory.path("vlog.cfg"), "LOGGER;INFO;SIMPLE;x.log;-5\n");
     const nlohmann::json json = nlohmann::json::parse(
         check({"--json", "--logcfg", "vlog.cfg", "--ini", "velmora.ini"}).output);
@@ -123,14 +123,14 @@ TEST_F(Report, HasNoLimitForProgramsOfANegativeSize) {
               nlohmann::json::parse(R"([{"name": "x.log", "limit": 0}])"));
 }
 
-TEST_F(Report, ShowsARuleThatHasNoDestination) {
+TEST_F(CheckerReport, ShowsARuleThatHasNoDestination) {
     writeFile(directory.path("vlog.cfg"), goodLog + std::string("LOGGER;INFO;SIMPLE;,;0\n"));
     const std::string text = check({"--logcfg", "vlog.cfg", "-p", "6000"}).output;
     EXPECT_NE(text.find("\n  LOGGER      INFO      SIMPLE\n"), std::string::npos) << text;
 }
 
 // What somebody is told who has broken one key and one rule of the sample files.
-TEST_F(Report, TellsANewcomerBothPlacesAndWhatToWrite) {
+TEST_F(CheckerReport, TellsANewcomerBothPlacesAndWhatToWrite) {
     std::string ini = readFile(SAMPLE_DIRECTORY "/velmora.ini");
     std::string log = readFile(SAMPLE_DIRECTORY "/vlog.cfg");
     ini.replace(ini.find("\nthreads ="), 10, "\nthread =");
@@ -146,7 +146,7 @@ TEST_F(Report, TellsANewcomerBothPlacesAndWhatToWrite) {
     EXPECT_EQ(outcome.ending, "exit 1");
 }
 
-TEST_F(Report, FindsNothingInTheSampleFiles) {
+TEST_F(CheckerReport, FindsNothingInTheSampleFiles) {
     const CheckOutcome outcome =
         check({"--strict", "--quiet", "--ini", SAMPLE_DIRECTORY "/velmora.ini", "--logcfg",
                SAMPLE_DIRECTORY "/vlog.cfg"});
@@ -154,7 +154,7 @@ TEST_F(Report, FindsNothingInTheSampleFiles) {
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
-TEST_F(Report, IsTheSameForPrograms) {
+TEST_F(CheckerReport, IsTheSameForPrograms) {
     const nlohmann::json json = nlohmann::json::parse(
         check({"--json", "--logcfg", "vlog.cfg", "--ini", "velmora.ini", "-t", "2"}).output);
     EXPECT_EQ(json["errors"], 0);
@@ -180,7 +180,7 @@ TEST_F(Report, IsTheSameForPrograms) {
             {"name": "[STDOUT]", "limit": 0}]}])"));
 }
 
-TEST_F(Report, HasNullsForProgramsWhereNothingIsKnown) {
+TEST_F(CheckerReport, HasNullsForProgramsWhereNothingIsKnown) {
     environment["LD_LIBRARY_PATH"] = INCOMPLETE_ENGINE_DIRECTORY;
     const nlohmann::json json = nlohmann::json::parse(check({"--json", "--ini", "missing"}).output);
     EXPECT_TRUE(json["settings"].is_null());
@@ -188,7 +188,7 @@ TEST_F(Report, HasNullsForProgramsWhereNothingIsKnown) {
     EXPECT_EQ(json["errors"], 2);
 }
 
-TEST_F(Report, HasFindingsAloneForQuietPrograms) {
+TEST_F(CheckerReport, HasFindingsAloneForQuietPrograms) {
     const std::string text =
         check({"--json", "--quiet", "--logcfg", "vlog.cfg", "--ini", "velmora.ini"}).output;
     EXPECT_EQ(
@@ -196,14 +196,14 @@ TEST_F(Report, HasFindingsAloneForQuietPrograms) {
         "{\n  \"errors\": 0,\n  \"warnings\": 0,\n  \"leftOut\": 0,\n  \"findings\": []\n}\n");
 }
 
-TEST_F(Report, IsJsonWhateverBytesAreInAFile) {
+TEST_F(CheckerReport, IsJsonWhateverBytesAreInAFile) {
     writeFile(directory.path("vlog.cfg"), std::string(goodLog) + "\xff\xfe;INFO;FULL;x\xff;0\n");
     const nlohmann::json json = nlohmann::json::parse(
         check({"--json", "--logcfg", "vlog.cfg", "--ini", "velmora.ini"}).output);
     EXPECT_EQ(json["log"]["rules"][2]["topic"], "\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
-TEST_F(Report, ShowsNamesThatAreNotAsciiAlikeInTableAndFindings) {
+TEST_F(CheckerReport, ShowsNamesThatAreNotAsciiAlikeInTableAndFindings) {
     writeFile(directory.path("vlog.cfg"),
               goodLog + std::string("LOGGER;INFO;SIMPLE;gr\xc3\xb6\xc3\x9f"
                                     "e/x.log;5K\n"));
@@ -219,7 +219,7 @@ TEST_F(Report, ShowsNamesThatAreNotAsciiAlikeInTableAndFindings) {
         << text;
 }
 
-TEST_F(Report, KeepsControlCharactersOfEitherRangeFromTheTerminal) {
+TEST_F(CheckerReport, KeepsControlCharactersOfEitherRangeFromTheTerminal) {
     const std::string name =
         "x\x1b[31m\x9b"
         "31m\xc2\x9b"
@@ -235,14 +235,14 @@ TEST_F(Report, KeepsControlCharactersOfEitherRangeFromTheTerminal) {
     }
 }
 
-TEST_F(Report, ThatCannotBeWrittenIsStatusTwo) {
+TEST_F(CheckerReport, ThatCannotBeWrittenIsStatusTwo) {
     output = "/dev/full";
     const CheckOutcome outcome = check(goodFiles);
     EXPECT_EQ(outcome.errors, "velmoracheck: the report cannot be written\n");
     EXPECT_EQ(outcome.ending, "exit 2");
 }
 
-TEST_F(Report, ThatGoesToAClosedStandardOutputIsStatusTwo) {
+TEST_F(CheckerReport, ThatGoesToAClosedStandardOutputIsStatusTwo) {
     prefix = {"/bin/sh", "-c", "exec \"$@\" >&-", "sh"};
     const CheckOutcome outcome = check(goodFiles);
     EXPECT_EQ(outcome.errors, "velmoracheck: the report cannot be written\n");
@@ -281,9 +281,9 @@ private:
     int terminal = -1;
 };
 
-class Colour : public Report {
+class ReportColour : public CheckerReport {
 protected:
-    Colour() {
+    ReportColour() {
         environment["TERM"] = "xterm";
         output = terminal.path;
     }
@@ -303,23 +303,23 @@ protected:
     Terminal terminal;
 };
 
-TEST_F(Colour, MarksPlaceAndSeverityOnATerminal) {
+TEST_F(ReportColour, MarksPlaceAndSeverityOnATerminal) {
     EXPECT_EQ(finding(),
               "\x1b[1m<command-line>:1:\x1b[0m \x1b[1;31merror:\x1b[0m 'threads' is 0: write at "
               "least 1\r\n");
 }
 
-TEST_F(Colour, IsNotUsedAgainstTheUsersWish) {
+TEST_F(ReportColour, IsNotUsedAgainstTheUsersWish) {
     environment["NO_COLOR"] = "1";
     EXPECT_EQ(finding(), plain);
 }
 
-TEST_F(Colour, IsUsedWhenTheWishIsEmpty) {
+TEST_F(ReportColour, IsUsedWhenTheWishIsEmpty) {
     environment["NO_COLOR"] = "";
     EXPECT_NE(finding(), plain);
 }
 
-TEST_F(Colour, IsNotUsedOnATerminalThatHasNone) {
+TEST_F(ReportColour, IsNotUsedOnATerminalThatHasNone) {
     environment["TERM"] = "dumb";
     EXPECT_EQ(finding(), plain);
 }

@@ -58,7 +58,7 @@ void insistOnAnswer(const Engine& engine, std::atomic<int>& refusals) {
 
 }  // namespace
 
-TEST(Places, AreRefusedWith503WhenAllAreInUse) {
+TEST(ConnectionPlaces, AreRefusedWith503WhenAllAreInUse) {
     const Engine engine(withConnections(2));
     const auto first = busyClient(engine);
     const auto second = busyClient(engine);
@@ -69,7 +69,7 @@ TEST(Places, AreRefusedWith503WhenAllAreInUse) {
     EXPECT_EQ(json::parse(reply.body)["name"], "VELMORA_LIGHT_ERROR_OTHER");
 }
 
-TEST(Places, LetTheRefusedClientSeeItsAnswerAndNoReset) {
+TEST(ConnectionPlaces, LetTheRefusedClientSeeItsAnswerAndNoReset) {
     const Engine engine(withConnections(1));
     const auto first = busyClient(engine);
     HttpClient refused(engine.port());
@@ -79,14 +79,14 @@ TEST(Places, LetTheRefusedClientSeeItsAnswerAndNoReset) {
     EXPECT_EQ(refused.awaitHangup(), Hangup::Orderly);
 }
 
-TEST(Places, AreRefusedToASilentClientToo) {
+TEST(ConnectionPlaces, AreRefusedToASilentClientToo) {
     const Engine engine(withConnections(1));
     const auto first = busyClient(engine);
     HttpClient silent(engine.port());
     EXPECT_EQ(silent.receive().status, 503);
 }
 
-TEST(Places, StayWithThoseInTheMiddleOfARequest) {
+TEST(ConnectionPlaces, StayWithThoseInTheMiddleOfARequest) {
     const Engine engine(withConnections(1));
     const auto first = busyClient(engine);
     EXPECT_EQ(httpExchange(engine.port(), "GET", kNeedsPlace).status, 503);
@@ -96,7 +96,7 @@ TEST(Places, StayWithThoseInTheMiddleOfARequest) {
     EXPECT_EQ(counters["connectionsOpen"], 1);
 }
 
-TEST(Places, PassFromTheLongestIdleToWhoeverWaits) {
+TEST(ConnectionPlaces, PassFromTheLongestIdleToWhoeverWaits) {
     const Engine engine(withConnections(2));
     const auto longest = admittedClient(engine);
     const auto other = admittedClient(engine);
@@ -108,7 +108,7 @@ TEST(Places, PassFromTheLongestIdleToWhoeverWaits) {
     }
 }
 
-TEST(Places, AreNotTakenFromTheIdleWhenOneIsFree) {
+TEST(ConnectionPlaces, AreNotTakenFromTheIdleWhenOneIsFree) {
     const Engine engine(withConnections(3));
     const auto first = admittedClient(engine);
     const auto second = admittedClient(engine);
@@ -116,7 +116,7 @@ TEST(Places, AreNotTakenFromTheIdleWhenOneIsFree) {
     EXPECT_EQ(Engine::counter(*first, "connectionsOpen"), 3);
 }
 
-TEST(Places, AreNotHeldByWhoHasSaidNothingYet) {
+TEST(ConnectionPlaces, AreNotHeldByWhoHasSaidNothingYet) {
     const Engine engine(withConnections(1));
     HttpClient silent(engine.port());
     EXPECT_EQ(httpExchange(engine.port(), "GET", kNeedsPlace).status, 200);
@@ -124,7 +124,7 @@ TEST(Places, AreNotHeldByWhoHasSaidNothingYet) {
     EXPECT_EQ(silent.receive().status, 200);
 }
 
-TEST(Places, AreNotBlockedByTwoWhoComeAndGo) {
+TEST(ConnectionPlaces, AreNotBlockedByTwoWhoComeAndGo) {
     const Engine engine(withConnections(1));
     const auto before = std::chrono::steady_clock::now();
     for (int round = 0; round < 20; ++round) {
@@ -134,14 +134,14 @@ TEST(Places, AreNotBlockedByTwoWhoComeAndGo) {
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
 }
 
-TEST(Places, AreNotRefusedToAClientThatComesBackAtOnce) {
+TEST(ConnectionPlaces, AreNotRefusedToAClientThatComesBackAtOnce) {
     const Engine engine(withConnections(1));
     for (int i = 0; i < 500; ++i) {
         ASSERT_EQ(httpExchange(engine.port(), "GET", kNeedsPlace).status, 200);
     }
 }
 
-TEST(Places, AreNotNeededForHealthAndMetrics) {
+TEST(ConnectionPlaces, AreNotNeededForHealthAndMetrics) {
     const Engine engine(withConnections(1));
     const auto first = busyClient(engine);
     for (const char* target : {"/healthz", "/metrics"}) {
@@ -152,7 +152,7 @@ TEST(Places, AreNotNeededForHealthAndMetrics) {
     EXPECT_EQ(httpExchange(engine.port(), "GET", "/nowhere").status, 404);
 }
 
-TEST(Places, AreGivenToTwoHundredClientsInTurn) {
+TEST(ConnectionPlaces, AreGivenToTwoHundredClientsInTurn) {
     const Engine engine(withConnections(4));
     std::atomic<int> refusals = 0;
     std::vector<std::thread> clients;
@@ -167,7 +167,7 @@ TEST(Places, AreGivenToTwoHundredClientsInTurn) {
     EXPECT_EQ(Engine::counter(observer, "connectionsAdmitted"), 201);
 }
 
-TEST(Places, AreNeverMoreThanWereAskedFor) {
+TEST(ConnectionPlaces, AreNeverMoreThanWereAskedFor) {
     const Engine engine(withConnections(4));
     std::vector<std::unique_ptr<HttpClient>> clients;
     for (int i = 0; i < 200; ++i) {
@@ -179,7 +179,7 @@ TEST(Places, AreNeverMoreThanWereAskedFor) {
     }
 }
 
-TEST(Places, AreNotTakenFromAClientThatAsksAtTheSameMoment) {
+TEST(ConnectionPlaces, AreNotTakenFromAClientThatAsksAtTheSameMoment) {
     VelmoraLightServerConfig config = withConnections(2);
     const auto port = static_cast<uint16_t>(config.port);
     const HostProcess host([&] { return velmoraLightServer_create(&config); });
@@ -202,7 +202,7 @@ TEST(Places, AreNotTakenFromAClientThatAsksAtTheSameMoment) {
     }
 }
 
-TEST(DestroyUnderLoad, ReturnsWhileClientsAreInAllStages) {
+TEST(ServerDestroyUnderLoad, ReturnsWhileClientsAreInAllStages) {
     Engine engine;
     const auto idle = admittedClient(engine);
     HttpClient silent(engine.port());
@@ -214,7 +214,7 @@ TEST(DestroyUnderLoad, ReturnsWhileClientsAreInAllStages) {
     EXPECT_EQ(idle->awaitHangup(), Hangup::Orderly);
 }
 
-TEST(DestroyUnderLoad, ReturnsWhileManyClientsAsk) {
+TEST(ServerDestroyUnderLoad, ReturnsWhileManyClientsAsk) {
     Engine engine;
     std::atomic<bool> stop = false;
     std::vector<std::thread> clients;

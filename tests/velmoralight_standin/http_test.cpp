@@ -138,7 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
         Exchange{"NewVersion", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n", 505, 999}),
     rowName);
 
-TEST(Method, IsAnsweredWithThoseThatThePathKnows) {
+TEST(RequestMethod, IsAnsweredWithThoseThatThePathKnows) {
     const Engine engine;
     EXPECT_EQ(httpExchange(engine.port(), "DELETE", "/v1/recognize").fields.at("allow"),
               "POST, OPTIONS");
@@ -146,7 +146,7 @@ TEST(Method, IsAnsweredWithThoseThatThePathKnows) {
               "GET, HEAD, OPTIONS");
 }
 
-TEST(Options, AreAnsweredWithTheMethodsOfThePath) {
+TEST(OptionsRequest, AreAnsweredWithTheMethodsOfThePath) {
     const Engine engine;
     HttpClient client(engine.port());
     for (const auto& [target, methods] :
@@ -190,7 +190,7 @@ INSTANTIATE_TEST_SUITE_P(
                     GoodHost{"ItsOwnPageBehindAProxy", "Host: x\r\nOrigin: https://x\r\n"}),
     rowName);
 
-TEST(Form, IsToldHowToSendTheImage) {
+TEST(MultipartForm, IsToldHowToSendTheImage) {
     const Engine engine;
     const HttpReply reply =
         answerTo(engine,
@@ -201,7 +201,7 @@ TEST(Form, IsToldHowToSendTheImage) {
               "http://x:3333/v1/recognize");
 }
 
-TEST(Head, GetsTheFieldsOfGetAndNoBody) {
+TEST(HeadRequest, GetsTheFieldsOfGetAndNoBody) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("HEAD", "/healthz") + httpRequest("GET", "/healthz"));
@@ -212,23 +212,23 @@ TEST(Head, GetsTheFieldsOfGetAndNoBody) {
     EXPECT_EQ(get.status, 200);
 }
 
-TEST(Target, MayNameTheHost) {
+TEST(RequestTarget, MayNameTheHost) {
     const Engine engine;
     EXPECT_EQ(httpExchange(engine.port(), "GET", "http://localhost/healthz").status, 200);
 }
 
-TEST(Target, MayHaveAQueryThatNobodyLooksAt) {
+TEST(RequestTarget, MayHaveAQueryThatNobodyLooksAt) {
     const Engine engine;
     EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz?fresh=1").status, 200);
 }
 
-TEST(Header, MayBeAlmostAsLargeAsTheLimit) {
+TEST(RequestHeader, MayBeAlmostAsLargeAsTheLimit) {
     const Engine engine;
     const std::string field = "X-Padding: " + std::string(8000, 'x') + "\r\n";
     EXPECT_EQ(answerTo(engine, httpRequest("GET", "/healthz", "", field)).status, 200);
 }
 
-TEST(Header, IsRefusedWhenItIsTooLarge) {
+TEST(RequestHeader, IsRefusedWhenItIsTooLarge) {
     const Engine engine;
     const std::string field = "X-Padding: " + std::string(100'000, 'x') + "\r\n";
     const HttpReply reply = answerTo(engine, httpRequest("GET", "/healthz", "", field));
@@ -236,20 +236,20 @@ TEST(Header, IsRefusedWhenItIsTooLarge) {
     EXPECT_EQ(json::parse(reply.body)["name"], "VELMORA_LIGHT_ERROR_OTHER");
 }
 
-TEST(Header, IsRefusedWhenItNeverEnds) {
+TEST(RequestHeader, IsRefusedWhenItNeverEnds) {
     const Engine engine;
     const std::string endless(200'000, 'x');
     EXPECT_EQ(answerTo(engine, "GET /" + endless).status, 431);
 }
 
-TEST(Body, MayComeInChunks) {
+TEST(RequestBody, MayComeInChunks) {
     const Engine engine;
     const HttpReply reply = answerTo(engine, chunkedRequest(qrPng("in chunks"), 17));
     EXPECT_EQ(reply.status, 200);
     EXPECT_EQ(firstText(reply), "in chunks");
 }
 
-TEST(Body, IsRefusedWhenItsChunksAddUpToTooMuch) {
+TEST(RequestBody, IsRefusedWhenItsChunksAddUpToTooMuch) {
     const Engine engine;
     const std::string body(17 * 1024 * 1024, 'x');
     const HttpReply reply = answerTo(engine, chunkedRequest(body, 1024 * 1024));
@@ -257,7 +257,7 @@ TEST(Body, IsRefusedWhenItsChunksAddUpToTooMuch) {
     EXPECT_EQ(json::parse(reply.body)["code"], 10);
 }
 
-TEST(Body, MayBeginWhenTheServerSaysContinue) {
+TEST(RequestBody, MayBeginWhenTheServerSaysContinue) {
     const Engine engine;
     const std::string image = qrPng("continued");
     const std::string request =
@@ -269,7 +269,7 @@ TEST(Body, MayBeginWhenTheServerSaysContinue) {
     EXPECT_EQ(firstText(client.receive()), "continued");
 }
 
-TEST(Body, IsNotAskedForWhenItIsTooLarge) {
+TEST(RequestBody, IsNotAskedForWhenItIsTooLarge) {
     const Engine engine;
     const HttpReply reply = answerTo(engine,
                                      "POST /v1/recognize HTTP/1.1\r\nHost: x\r\n"
@@ -277,7 +277,7 @@ TEST(Body, IsNotAskedForWhenItIsTooLarge) {
     EXPECT_EQ(reply.status, 413);
 }
 
-TEST(Body, IsNotAskedForWhenThePathIsUnknown) {
+TEST(RequestBody, IsNotAskedForWhenThePathIsUnknown) {
     const Engine engine;
     const HttpReply reply = answerTo(engine,
                                      "POST /nowhere HTTP/1.1\r\nHost: x\r\n"
@@ -286,7 +286,7 @@ TEST(Body, IsNotAskedForWhenThePathIsUnknown) {
     EXPECT_EQ(reply.fields.at("connection"), "close");
 }
 
-TEST(Connection, ServesSeveralRequests) {
+TEST(ServerConnection, ServesSeveralRequests) {
     const Engine engine;
     HttpClient client(engine.port());
     for (const std::string text : {"first", "second", "third"}) {
@@ -296,7 +296,7 @@ TEST(Connection, ServesSeveralRequests) {
     EXPECT_EQ(Engine::counter(client, "connectionsAdmitted"), 1);
 }
 
-TEST(Connection, GoesOnAfterARefusedImage) {
+TEST(ServerConnection, GoesOnAfterARefusedImage) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("POST", "/v1/recognize", "no image"));
@@ -305,7 +305,7 @@ TEST(Connection, GoesOnAfterARefusedImage) {
     EXPECT_EQ(client.receive().status, 200);
 }
 
-TEST(Connection, AnswersPipelinedRequestsInTheirOrder) {
+TEST(ServerConnection, AnswersPipelinedRequestsInTheirOrder) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("POST", "/v1/recognize", qrPng("one")) +
@@ -316,7 +316,7 @@ TEST(Connection, AnswersPipelinedRequestsInTheirOrder) {
     EXPECT_EQ(firstText(client.receive()), "two");
 }
 
-TEST(Connection, IsClosedWhenTheClientAsksForIt) {
+TEST(ServerConnection, IsClosedWhenTheClientAsksForIt) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("GET", "/healthz", "", "Connection: close\r\n"));
@@ -324,7 +324,7 @@ TEST(Connection, IsClosedWhenTheClientAsksForIt) {
     EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
 }
 
-TEST(Connection, IsClosedWhenAPageAsksForIt) {
+TEST(ServerConnection, IsClosedWhenAPageAsksForIt) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("GET", "/healthz", "", "Velmora-Connection: Close\r\n"));
@@ -332,7 +332,7 @@ TEST(Connection, IsClosedWhenAPageAsksForIt) {
     EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
 }
 
-TEST(Connection, IsClosedWhenAPageAsksForItAndIsRefused) {
+TEST(ServerConnection, IsClosedWhenAPageAsksForItAndIsRefused) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("GET", "/v1/recognize", "", "Velmora-Connection: close\r\n"));
@@ -342,7 +342,7 @@ TEST(Connection, IsClosedWhenAPageAsksForItAndIsRefused) {
     EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
 }
 
-TEST(Connection, StaysWhenAPageAsksForIt) {
+TEST(ServerConnection, StaysWhenAPageAsksForIt) {
     const Engine engine;
     HttpClient client(engine.port());
     for (int request = 0; request < 2; ++request) {
@@ -351,7 +351,7 @@ TEST(Connection, StaysWhenAPageAsksForIt) {
     }
 }
 
-TEST(Connection, IsClosedAfterARequestOfTheOldVersion) {
+TEST(ServerConnection, IsClosedAfterARequestOfTheOldVersion) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send("GET /healthz HTTP/1.0\r\n\r\n");
@@ -359,7 +359,7 @@ TEST(Connection, IsClosedAfterARequestOfTheOldVersion) {
     EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
 }
 
-TEST(Client, MaySendItsRequestByteByByte) {
+TEST(HttpClient, MaySendItsRequestByteByByte) {
     const Engine engine;
     HttpClient client(engine.port());
     for (const char byte : httpRequest("POST", "/v1/recognize", qrPng("slow", 2))) {
@@ -368,7 +368,7 @@ TEST(Client, MaySendItsRequestByteByByte) {
     EXPECT_EQ(firstText(client.receive()), "slow");
 }
 
-TEST(Client, MaySayThatItSendsNothingMore) {
+TEST(HttpClient, MaySayThatItSendsNothingMore) {
     const Engine engine;
     // From here on a reader is ready: a request that waited would be taken for that of a client
     // that has left.
@@ -380,7 +380,7 @@ TEST(Client, MaySayThatItSendsNothingMore) {
     EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
 }
 
-TEST(Client, IsToldThatItsRequestEndedEarly) {
+TEST(HttpClient, IsToldThatItsRequestEndedEarly) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 100\r\n\r\nhalf");
@@ -388,7 +388,7 @@ TEST(Client, IsToldThatItsRequestEndedEarly) {
     EXPECT_EQ(client.receive().status, 400);
 }
 
-TEST(Client, MayHangUpInTheMiddleOfARequest) {
+TEST(HttpClient, MayHangUpInTheMiddleOfARequest) {
     const Engine engine;
     for (const std::string part : {"", "GET /hea", "POST /v1/recognize HTTP/1.1\r\nContent-"}) {
         HttpClient client(engine.port());
@@ -397,7 +397,7 @@ TEST(Client, MayHangUpInTheMiddleOfARequest) {
     EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
 }
 
-TEST(Client, MayHangUpBeforeItsAnswer) {
+TEST(HttpClient, MayHangUpBeforeItsAnswer) {
     const Engine engine;
     // The reader is there after this: a request that still waits for one goes with its client.
     httpExchange(engine.port(), "POST", "/v1/recognize", qrPng("somebody waits"));
@@ -409,7 +409,7 @@ TEST(Client, MayHangUpBeforeItsAnswer) {
     EXPECT_TRUE(waitUntil([&] { return Engine::counter(observer, "symbols") == 2; }));
 }
 
-TEST(Client, SeesTheAnswerToABodyThatWasNotRead) {
+TEST(HttpClient, SeesTheAnswerToABodyThatWasNotRead) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send("POST /nowhere HTTP/1.1\r\nHost: x\r\nContent-Length: 8000000\r\n\r\n");

@@ -103,7 +103,7 @@ TEST(GetBuildSHA1, SaysThatItIsAStandIn) {
     EXPECT_THAT(velmoraLight_getBuildSHA1(), testing::MatchesRegex("stand-in-[0-9a-f]{7}"));
 }
 
-TEST(Library, ExportsTheFourOperationsAndNothingElse) {
+TEST(EngineLibrary, ExportsTheFourOperationsAndNothingElse) {
     EXPECT_EQ(exportedSymbols(),
               "velmoraLightServer_create\n"
               "velmoraLightServer_destroy\n"
@@ -122,9 +122,9 @@ std::ostream& operator<<(std::ostream& out, const SenselessNumber& row) {
     return out << row.name;
 }
 
-class CreateWithSenselessNumber : public testing::TestWithParam<SenselessNumber> {};
+class ServerCreateWithSenselessNumber : public testing::TestWithParam<SenselessNumber> {};
 
-TEST_P(CreateWithSenselessNumber, ReturnsNullAndSaysWhyInOneLine) {
+TEST_P(ServerCreateWithSenselessNumber, ReturnsNullAndSaysWhyInOneLine) {
     VelmoraLightServerConfig config = sensibleConfig();
     config.*GetParam().field = GetParam().value;
     const Refused refused = tryToCreate(&config);
@@ -134,7 +134,7 @@ TEST_P(CreateWithSenselessNumber, ReturnsNullAndSaysWhyInOneLine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Numbers, CreateWithSenselessNumber,
+    Numbers, ServerCreateWithSenselessNumber,
     testing::Values(SenselessNumber{"PortZero", &VelmoraLightServerConfig::port, 0,
                                     "port 0 is not in 1..65535"},
                     SenselessNumber{"PortNegative", &VelmoraLightServerConfig::port, -1,
@@ -163,13 +163,13 @@ INSTANTIATE_TEST_SUITE_P(
                                     86400001, "queueTimeout 86400001 is not in 0..86400000"}),
     rowName);
 
-TEST(Create, ReturnsNullWithoutAConfiguration) {
+TEST(ServerCreate, ReturnsNullWithoutAConfiguration) {
     const Refused refused = tryToCreate(nullptr);
     EXPECT_EQ(refused.server, nullptr);
     EXPECT_EQ(refused.said, "velmoraLight: no server created: there is no configuration\n");
 }
 
-TEST(Create, ReturnsNullWhenThePortIsTaken) {
+TEST(ServerCreate, ReturnsNullWhenThePortIsTaken) {
     const Engine engine;
     VelmoraLightServerConfig config = sensibleConfig();
     config.port = engine.port();
@@ -179,7 +179,7 @@ TEST(Create, ReturnsNullWhenThePortIsTaken) {
                                 std::to_string(engine.port()) + ": Address already in use\n");
 }
 
-TEST(Create, ReturnsNullWhenTheReaderIsNotBesideTheLibrary) {
+TEST(ServerCreate, ReturnsNullWhenTheReaderIsNotBesideTheLibrary) {
     const TemporaryDirectory directory;
     const std::string file = directory.path() + "/libvelmoraLight.so";
     fs::copy_file(VELMORA_ENGINE_FILE, file);
@@ -196,32 +196,32 @@ TEST(Create, ReturnsNullWhenTheReaderIsNotBesideTheLibrary) {
     // The library stays loaded: what it keeps until the end would look lost without it.
 }
 
-TEST(Create, LeavesTheRecordAsItWas) {
+TEST(ServerCreate, LeavesTheRecordAsItWas) {
     VelmoraLightServerConfig config = sensibleConfig();
     const VelmoraLightServerConfig before = config;
     velmoraLightServer_destroy(velmoraLightServer_create(&config));
     EXPECT_EQ(std::memcmp(&config, &before, sizeof config), 0);
 }
 
-TEST(Create, ListensOnTheAddressThatTheEnvironmentNames) {
+TEST(ServerCreate, ListensOnTheAddressThatTheEnvironmentNames) {
     const EnvironmentVariable address("VELMORA_LIGHT_BIND", "127.0.0.2");
     const Engine engine;
     EXPECT_THROW(HttpClient client(engine.port()), std::runtime_error);
 }
 
-TEST(Create, ListensOnAllAddressesWhenTheEnvironmentSaysSo) {
+TEST(ServerCreate, ListensOnAllAddressesWhenTheEnvironmentSaysSo) {
     const EnvironmentVariable address("VELMORA_LIGHT_BIND", "0.0.0.0");
     const Engine engine;
     EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
 }
 
-TEST(Create, TakesAnEmptyAddressForNone) {
+TEST(ServerCreate, TakesAnEmptyAddressForNone) {
     const EnvironmentVariable address("VELMORA_LIGHT_BIND", "");
     const Engine engine;
     EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
 }
 
-TEST(Create, ReturnsNullWhenTheEnvironmentNamesNoAddress) {
+TEST(ServerCreate, ReturnsNullWhenTheEnvironmentNamesNoAddress) {
     const EnvironmentVariable address("VELMORA_LIGHT_BIND", "everywhere\n");
     VelmoraLightServerConfig config = sensibleConfig();
     const Refused refused = tryToCreate(&config);
@@ -231,38 +231,38 @@ TEST(Create, ReturnsNullWhenTheEnvironmentNamesNoAddress) {
         "velmoraLight: no server created: VELMORA_LIGHT_BIND names no IPv4 or IPv6 address\n");
 }
 
-TEST(Create, SaysNothingWhenItSucceeds) {
+TEST(ServerCreate, SaysNothingWhenItSucceeds) {
     OutputCapture capture(stderr);
     const Engine engine;
     EXPECT_EQ(capture.text(), "");
 }
 
-TEST(Create, MakesServersThatDoNotKnowOneAnother) {
+TEST(ServerCreate, MakesServersThatDoNotKnowOneAnother) {
     const Engine first;
     Engine second;
     EXPECT_EQ(second.destroy(), VELMORA_LIGHT_SUCCESS);
     EXPECT_EQ(httpExchange(first.port(), "GET", "/healthz").status, 200);
 }
 
-TEST(Destroy, RefusesTheNullHandle) {
+TEST(ServerDestroy, RefusesTheNullHandle) {
     EXPECT_EQ(velmoraLightServer_destroy(nullptr), VELMORA_LIGHT_ERROR_INVALID_HANDLE);
 }
 
-TEST(Destroy, RefusesAHandleThatHasBeenDestroyed) {
+TEST(ServerDestroy, RefusesAHandleThatHasBeenDestroyed) {
     VelmoraLightServerConfig config = sensibleConfig();
     VelmoraLightServer* const server = velmoraLightServer_create(&config);
     EXPECT_EQ(velmoraLightServer_destroy(server), VELMORA_LIGHT_SUCCESS);
     EXPECT_EQ(velmoraLightServer_destroy(server), VELMORA_LIGHT_ERROR_INVALID_HANDLE);
 }
 
-TEST(Destroy, FreesThePort) {
+TEST(ServerDestroy, FreesThePort) {
     Engine engine;
     EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
     EXPECT_EQ(engine.destroy(), VELMORA_LIGHT_SUCCESS);
     EXPECT_THROW(HttpClient client(engine.port()), std::runtime_error);
 }
 
-TEST(Destroy, LetsAServerBeCreatedOnTheSamePortAgain) {
+TEST(ServerDestroy, LetsAServerBeCreatedOnTheSamePortAgain) {
     VelmoraLightServerConfig config = sensibleConfig();
     VelmoraLightServer* first = velmoraLightServer_create(&config);
     ASSERT_NE(first, nullptr);
@@ -273,7 +273,7 @@ TEST(Destroy, LetsAServerBeCreatedOnTheSamePortAgain) {
     EXPECT_EQ(velmoraLightServer_destroy(second), VELMORA_LIGHT_SUCCESS);
 }
 
-TEST(Destroy, LeavesNoThreadProcessOrDescriptorAfterAHundredServers) {
+TEST(ServerDestroy, LeavesNoThreadProcessOrDescriptorAfterAHundredServers) {
     // With the first thread of a process a sanitizer may start one of its own, which stays.
     std::thread([] {}).join();
     const std::ptrdiff_t threads = entriesOf("/proc/self/task");

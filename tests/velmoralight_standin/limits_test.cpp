@@ -284,7 +284,7 @@ TEST(MaxBodiesBytes, AreGivenBackHoweverARequestEnds) {
     }
 }
 
-TEST(Accept, RestsWhileThereAreNoDescriptors) {
+TEST(ServerAccept, RestsWhileThereAreNoDescriptors) {
     const LimitedServer server{Limits()};
     HttpClient client(server.port);
     // Twice: the second answer tells that the server is through with the first in all its parts.
@@ -336,7 +336,7 @@ TEST(StopGrace, BoundsTheWaitForAClientThatDoesNotTakeItsAnswers) {
     EXPECT_LT(time, 60s);
 }
 
-TEST(Stop, DoesNotWaitForASilentClient) {
+TEST(ServerStop, DoesNotWaitForASilentClient) {
     Limits limits;
     limits.idleTimeout = 600s;
     auto server = std::make_unique<LimitedServer>(limits);

@@ -73,7 +73,7 @@ private:
 
 }  // namespace
 
-class Memory : public testing::Test {
+class EngineMemory : public testing::Test {
 protected:
     void SetUp() override {
         if (failedAllocationIsFatal) {
@@ -82,7 +82,7 @@ protected:
     }
 };
 
-TEST_F(Memory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
+TEST_F(EngineMemory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
     const MeasuredHost engine;
     const std::string half(15 * kMegabyte / 2, 'x');
     const std::string head = "POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: " +
@@ -105,7 +105,7 @@ TEST_F(Memory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
     RecordProperty("peak", std::to_string(engine.peak()));
 }
 
-TEST_F(Memory, StaysBoundedWithFourLargeProgressiveJpegsAtOnce) {
+TEST_F(EngineMemory, StaysBoundedWithFourLargeProgressiveJpegsAtOnce) {
     const MeasuredHost engine;
     const std::string image = encodeProgressiveJpeg(plain(8000, 6250));
     std::vector<std::thread> clients;

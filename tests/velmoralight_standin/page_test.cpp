@@ -34,7 +34,7 @@ std::string hashOf(const std::string& text) {
 
 }  // namespace
 
-TEST(Page, IsAWholeDocument) {
+TEST(EnginePage, IsAWholeDocument) {
     const Engine engine;
     const HttpReply reply = pageOf(engine);
     EXPECT_EQ(reply.status, 200);
@@ -43,7 +43,7 @@ TEST(Page, IsAWholeDocument) {
     EXPECT_THAT(reply.body, testing::EndsWith("\n</body>\n</html>\n"));
 }
 
-TEST(Page, IsAllowedNothingButItsOwnParts) {
+TEST(EnginePage, IsAllowedNothingButItsOwnParts) {
     const Engine engine;
     const HttpReply reply = pageOf(engine);
     const std::string script = hashOf(between(reply.body, "<script type=\"module\">", "</script>"));
@@ -55,7 +55,7 @@ TEST(Page, IsAllowedNothingButItsOwnParts) {
                   "require-trusted-types-for 'script'; trusted-types 'none'");
 }
 
-TEST(Page, IsGuardedByItsFields) {
+TEST(EnginePage, IsGuardedByItsFields) {
     const Engine engine;
     const HttpReply reply = pageOf(engine);
     EXPECT_EQ(reply.fields.at("x-content-type-options"), "nosniff");
@@ -65,7 +65,7 @@ TEST(Page, IsGuardedByItsFields) {
     EXPECT_EQ(reply.fields.at("cache-control"), "no-store");
 }
 
-TEST(Page, HasItsPartsInside) {
+TEST(EnginePage, HasItsPartsInside) {
     const Engine engine;
     const std::string page = pageOf(engine).body;
     for (const char* const place : {"@css@", "@js@", "@SAMPLE@"}) {
@@ -73,20 +73,20 @@ TEST(Page, HasItsPartsInside) {
     }
 }
 
-TEST(Page, CarriesTheSampleImage) {
+TEST(EnginePage, CarriesTheSampleImage) {
     const Engine engine;
     const std::string sample = outputOf("base64 -w 0 '" VELMORA_SAMPLE_IMAGE "'");
     EXPECT_THAT(pageOf(engine).body, testing::HasSubstr("atob('" + sample + "')"));
 }
 
-TEST(Page, TakesNoQueryIntoAccount) {
+TEST(EnginePage, TakesNoQueryIntoAccount) {
     const Engine engine;
     const HttpReply reply = httpExchange(engine.port(), "GET", "/?a=b");
     EXPECT_EQ(reply.status, 200);
     EXPECT_EQ(reply.body, pageOf(engine).body);
 }
 
-TEST(Page, AnswersHeadWithTheFieldsOfGetAndNoBody) {
+TEST(EnginePage, AnswersHeadWithTheFieldsOfGetAndNoBody) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("HEAD", "/"));
@@ -96,7 +96,7 @@ TEST(Page, AnswersHeadWithTheFieldsOfGetAndNoBody) {
     EXPECT_THROW(static_cast<void>(client.receive()), std::runtime_error);
 }
 
-TEST(Page, KnowsNoOtherMethod) {
+TEST(EnginePage, KnowsNoOtherMethod) {
     const Engine engine;
     for (const std::string method : {"POST", "PUT", "DELETE"}) {
         const HttpReply reply = pageOf(engine, method);
@@ -105,7 +105,7 @@ TEST(Page, KnowsNoOtherMethod) {
     }
 }
 
-TEST(Page, GivesItsConnectionBack) {
+TEST(EnginePage, GivesItsConnectionBack) {
     const Engine engine;
     HttpClient client(engine.port());
     client.send(httpRequest("GET", "/"));

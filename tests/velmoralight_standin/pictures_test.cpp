@@ -66,23 +66,23 @@ GreyImage photograph(const GreyImage& symbol, int width, int height) {
 
 }  // namespace
 
-TEST(Pictures, BarCodeInAnImageWithAShorterSideOver500PixelsIsRead) {
+TEST(ReaderPictures, BarCodeInAnImageWithAShorterSideOver500PixelsIsRead) {
     EXPECT_THAT(symbolsIn(encodePng(placed(plain(900, 700), enlarged(ean(), 3), 60, 60))),
                 ElementsAre(kEanText));
 }
 
-TEST(Pictures, TwoEqualBarCodesInOneImageAreBothRead) {
+TEST(ReaderPictures, TwoEqualBarCodesInOneImageAreBothRead) {
     const GreyImage image = placed(placed(plain(660, 180), ean(), 20, 30), ean(), 380, 30);
     EXPECT_THAT(symbolsIn(encodePng(image)), ElementsAre(kEanText, kEanText));
 }
 
-TEST(Pictures, TwoEqualBarCodesInALargeImageAreBothRead) {
+TEST(ReaderPictures, TwoEqualBarCodesInALargeImageAreBothRead) {
     const GreyImage large = enlarged(ean(), 3);
     const GreyImage image = placed(placed(plain(1600, 1200), large, 50, 50), large, 800, 700);
     EXPECT_THAT(symbolsIn(encodePng(image)), ElementsAre(kEanText, kEanText));
 }
 
-TEST(Pictures, BarCodeStandingUprightInALargeImageIsRead) {
+TEST(ReaderPictures, BarCodeStandingUprightInALargeImageIsRead) {
     EXPECT_THAT(symbolsIn(encodePng(rotated(enlarged(ean(), 4), 90))), ElementsAre(kEanText));
 }
 
@@ -181,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Encoding{"TransparentWebp", "webp", encodeTransparentWebp}),
     rowName);
 
-TEST(Pictures, AnimatedWebpIsRefusedByName) {
+TEST(ReaderPictures, AnimatedWebpIsRefusedByName) {
     // The extended header with the mark of an animation, and no more than that.
     std::string file("RIFF\x16\0\0\0WEBPVP8X\x0a\0\0\0\x02\0\0\0\x0f\0\0\x0f\0\0", 30);
     const standin::Recognition result = recognize(file);
@@ -189,19 +189,19 @@ TEST(Pictures, AnimatedWebpIsRefusedByName) {
     EXPECT_EQ(result.message, "animated WebP images are not supported");
 }
 
-TEST(Pictures, WebpIsRefusedWhereverItIsCut) {
+TEST(ReaderPictures, WebpIsRefusedWhereverItIsCut) {
     const std::string file = encodeWebp(code());
     for (size_t size = 12; size < file.size(); size += 1 + size / 8) {
         EXPECT_EQ(recognize(file.substr(0, size)).code, VELMORA_LIGHT_ERROR_INVALID_IMAGE) << size;
     }
 }
 
-TEST(Pictures, JpegWithoutItsLastTwoBytesIsRead) {
+TEST(ReaderPictures, JpegWithoutItsLastTwoBytesIsRead) {
     const std::string file = encodeJpeg(code());
     EXPECT_THAT(symbolsIn(file.substr(0, file.size() - 2)), ElementsAre(kCodeText));
 }
 
-TEST(Pictures, JpegWithTwoOddBytesBeforeAMarkerIsRead) {
+TEST(ReaderPictures, JpegWithTwoOddBytesBeforeAMarkerIsRead) {
     std::string file = encodeJpeg(code());
     file.insert(file.find("\xff\xdb"), "ab");
     EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
@@ -209,13 +209,13 @@ TEST(Pictures, JpegWithTwoOddBytesBeforeAMarkerIsRead) {
     EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
 }
 
-TEST(Pictures, JpegThatEndsInItsDataShowsWhatIsThere) {
+TEST(ReaderPictures, JpegThatEndsInItsDataShowsWhatIsThere) {
     const GreyImage image = placed(plain(600, 900), enlarged(code(), 2), 20, 20);
     const std::string file = encodeJpeg(image);
     EXPECT_THAT(symbolsIn(file.substr(0, file.size() - file.size() / 20)), ElementsAre(kCodeText));
 }
 
-TEST(Pictures, JpegThatEndsBeforeItsDataIsRefused) {
+TEST(ReaderPictures, JpegThatEndsBeforeItsDataIsRefused) {
     const std::string file = encodeJpeg(code());
     const size_t scan = file.find("\xff\xda");
     for (size_t size = 3; size <= scan + 10; ++size) {
@@ -223,13 +223,13 @@ TEST(Pictures, JpegThatEndsBeforeItsDataIsRefused) {
     }
 }
 
-TEST(Pictures, JpegWithAThumbnailIsTakenForThePicture) {
+TEST(ReaderPictures, JpegWithAThumbnailIsTakenForThePicture) {
     const std::string file = withThumbnail(encodeJpeg(code()), encodeJpeg(plain(160, 120)));
     EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
     EXPECT_EQ(answerFor(file)["image"]["width"], code().width);
 }
 
-TEST(Pictures, JpegIsReadWhateverFollowsIt) {
+TEST(ReaderPictures, JpegIsReadWhateverFollowsIt) {
     const std::string file = encodeJpeg(code());
     // A film of the moment before, or the picture's brighter half.
     EXPECT_THAT(symbolsIn(file +
@@ -241,13 +241,13 @@ TEST(Pictures, JpegIsReadWhateverFollowsIt) {
     EXPECT_THAT(symbolsIn(file + encodeProgressiveJpeg(plain(900, 900))), ElementsAre(kCodeText));
 }
 
-TEST(Pictures, FrameOfAWebcamIsRead) {
+TEST(ReaderPictures, FrameOfAWebcamIsRead) {
     const std::string file = withoutHuffmanTables(encodeColourJpeg(code()));
     ASSERT_EQ(file.find("\xff\xc4"), std::string::npos);
     EXPECT_THAT(symbolsIn(file), ElementsAre(kCodeText));
 }
 
-TEST(Pictures, DarkColoursStayDark) {
+TEST(ReaderPictures, DarkColoursStayDark) {
     // As light, the two differ little; as bytes, they do.
     constexpr Colour kDarkRed = {110, 10, 20};
     constexpr Colour kOrange = {250, 130, 60};
@@ -256,18 +256,18 @@ TEST(Pictures, DarkColoursStayDark) {
                 ElementsAre(kEanText));
 }
 
-TEST(Pictures, LightOnDarkIsReadWhenNothingElseWasFound) {
+TEST(ReaderPictures, LightOnDarkIsReadWhenNothingElseWasFound) {
     EXPECT_THAT(symbolsIn(encodePng(inverted(code()))), ElementsAre(kCodeText));
     EXPECT_THAT(symbolsIn(encodePng(inverted(enlarged(ean(), 2)))), ElementsAre(kEanText));
 }
 
-TEST(Pictures, DarkOnLightIsPreferred) {
+TEST(ReaderPictures, DarkOnLightIsPreferred) {
     const GreyImage image =
         placed(placed(plain(900, 300), code(), 10, 10), inverted(ean()), 300, 9);
     EXPECT_THAT(symbolsIn(encodePng(image)), ElementsAre(kCodeText));
 }
 
-TEST(Pictures, OrientationIsTold) {
+TEST(ReaderPictures, OrientationIsTold) {
     EXPECT_EQ(answerFor(withOrientation(encodeJpeg(code()), 6))["image"]["orientation"], 6);
     const std::string png = withPngChunks(encodePng(code()), pngChunk("eXIf", exifBlock(3)));
     EXPECT_EQ(answerFor(png)["image"]["orientation"], 3);
@@ -276,13 +276,13 @@ TEST(Pictures, OrientationIsTold) {
         8);
 }
 
-TEST(Pictures, OrientationIsAbsentWhereTheFileTellsNone) {
+TEST(ReaderPictures, OrientationIsAbsentWhereTheFileTellsNone) {
     EXPECT_FALSE(answerFor(encodeJpeg(code()))["image"].contains("orientation"));
     EXPECT_FALSE(
         answerFor(withOrientation(encodeJpeg(code()), 9))["image"].contains("orientation"));
 }
 
-TEST(Pictures, CornersLieInThePictureAsItIsStored) {
+TEST(ReaderPictures, CornersLieInThePictureAsItIsStored) {
     const GreyImage image = placed(plain(600, 300), code(), 400, 20);
     const json stored = answerFor(encodeJpeg(image));
     const json turned = answerFor(withOrientation(encodeJpeg(image), 6));
@@ -290,7 +290,7 @@ TEST(Pictures, CornersLieInThePictureAsItIsStored) {
     EXPECT_EQ(turned["symbols"], stored["symbols"]);
 }
 
-TEST(Pictures, FormatsLimitWhatIsLookedFor) {
+TEST(ReaderPictures, FormatsLimitWhatIsLookedFor) {
     const std::string file =
         encodePng(placed(placed(plain(900, 400), code(), 10, 10), enlarged(ean(), 2), 300, 50));
     EXPECT_THAT(symbolsIn(file, "formats=QRCode"), ElementsAre(kCodeText));
@@ -300,13 +300,13 @@ TEST(Pictures, FormatsLimitWhatIsLookedFor) {
     EXPECT_THAT(symbolsIn(file, "formats=Aztec"), ElementsAre());
 }
 
-TEST(Pictures, FormatsAndRegionGoTogether) {
+TEST(ReaderPictures, FormatsAndRegionGoTogether) {
     const std::string file =
         encodePng(placed(placed(plain(900, 400), code(), 10, 10), enlarged(ean(), 2), 300, 50));
     EXPECT_THAT(symbolsIn(file, "roi=0,0,300,400&formats=EAN-13"), ElementsAre());
 }
 
-TEST(Pictures, UnknownFormatIsRefusedWithTheKnownOnes) {
+TEST(ReaderPictures, UnknownFormatIsRefusedWithTheKnownOnes) {
     const standin::Recognition result = recognize(encodePng(code()), "formats=QRCode,Qr");
     EXPECT_EQ(result.code, VELMORA_LIGHT_ERROR_INVALID_PROPERTY);
     EXPECT_EQ(result.message,
@@ -315,7 +315,7 @@ TEST(Pictures, UnknownFormatIsRefusedWithTheKnownOnes) {
               "UPC-A, UPC-E, MicroQRCode");
 }
 
-TEST(Pictures, MalformedFormatsAreRefused) {
+TEST(ReaderPictures, MalformedFormatsAreRefused) {
     for (const char* query : {"formats=", "formats=QRCode,", "formats=,", "formats=qrcode",
                               "formats=QRCode&formats=Aztec"}) {
         EXPECT_EQ(recognize(encodePng(code()), query).code, VELMORA_LIGHT_ERROR_INVALID_PROPERTY)
@@ -323,17 +323,17 @@ TEST(Pictures, MalformedFormatsAreRefused) {
     }
 }
 
-TEST(Pictures, BytesAreToldWhereTheyAreNoText) {
+TEST(ReaderPictures, BytesAreToldWhereTheyAreNoText) {
     const json symbol = answerFor(qrPng("\xff\xfe\x80\xc3"))["symbols"][0];
     EXPECT_EQ(symbol["bytes"], "//6Aww==");
 }
 
-TEST(Pictures, BytesAreAbsentWhereTheyAreText) {
+TEST(ReaderPictures, BytesAreAbsentWhereTheyAreText) {
     EXPECT_FALSE(answerFor(qrPng("Grüße, 日本"))["symbols"][0].contains("bytes"));
     EXPECT_FALSE(answerFor(encodePng(ean()))["symbols"][0].contains("bytes"));
 }
 
-TEST(Pictures, SixtyFourMegapixelsAreReadAndNotOnePixelMore) {
+TEST(ReaderPictures, SixtyFourMegapixelsAreReadAndNotOnePixelMore) {
     // As the cameras of telephones have them that are sold with this number.
     const GreyImage picture = placed(plain(9248, 6936), enlarged(code(), 4), 100, 100);
     EXPECT_THAT(symbolsIn(encodeColourJpeg(picture)), ElementsAre(kCodeText));
@@ -343,7 +343,7 @@ TEST(Pictures, SixtyFourMegapixelsAreReadAndNotOnePixelMore) {
     EXPECT_EQ(recognize(pngHeader(8192, 8192)).code, VELMORA_LIGHT_ERROR_INVALID_IMAGE);
 }
 
-TEST(Pictures, PictureThatNeedsMoreThanAllMemoryIsRefused) {
+TEST(ReaderPictures, PictureThatNeedsMoreThanAllMemoryIsRefused) {
     standin::Limits limits;
     limits.pictureMemory = 1;
     const std::string file = encodeProgressiveJpeg(plain(600, 600));
@@ -353,7 +353,7 @@ TEST(Pictures, PictureThatNeedsMoreThanAllMemoryIsRefused) {
     EXPECT_THAT(result.message, HasSubstr("memory"));
 }
 
-TEST(Pictures, JpegOfTooManyScansIsRefused) {
+TEST(ReaderPictures, JpegOfTooManyScansIsRefused) {
     const standin::Recognition result =
         recognize(withFirstScanRepeated(encodeProgressiveJpeg(code()), 499));
     EXPECT_EQ(result.code, VELMORA_LIGHT_ERROR_INVALID_IMAGE);

@@ -55,7 +55,7 @@ void expectBusy(const HttpReply& reply, const std::string& message) {
 
 }  // namespace
 
-TEST(Queue, RefusesARequestWhenItIsFull) {
+TEST(PictureQueue, RefusesARequestWhenItIsFull) {
     BusyServer server(withQueue(1));
     const auto waiting = server.waitingClient();
     expectBusy(server.server.recognize("too much"), "the queue is full");
@@ -64,19 +64,19 @@ TEST(Queue, RefusesARequestWhenItIsFull) {
     EXPECT_EQ(waiting->receive().status, 200);
 }
 
-TEST(Queue, TakesNothingWhenItsSizeIsZeroAndTheReaderIsBusy) {
+TEST(PictureQueue, TakesNothingWhenItsSizeIsZeroAndTheReaderIsBusy) {
     BusyServer server(withQueue(0));
     expectBusy(server.server.recognize("too much"), "the queue is full");
     EXPECT_EQ(server.busy.receive().status, 200);
 }
 
-TEST(Queue, LetsAnIdleReaderServeWhenItsSizeIsZero) {
+TEST(PictureQueue, LetsAnIdleReaderServeWhenItsSizeIsZero) {
     const LimitedServer server(withQueue(0), Limits(), VELMORA_SCRIPTED_READER);
     EXPECT_EQ(server.recognize("idle").status, 200);
     EXPECT_EQ(server.recognize("idle again").status, 200);
 }
 
-TEST(Queue, RefusesARequestThatHasWaitedTooLongAndDoesNotWorkOnIt) {
+TEST(PictureQueue, RefusesARequestThatHasWaitedTooLongAndDoesNotWorkOnIt) {
     BusyServer server(withQueue(5, 50));
     expectBusy(server.server.recognize("too late"), "the request waited longer than 50 ms");
     EXPECT_EQ(server.counter("queueTimeouts"), 1);
@@ -84,20 +84,20 @@ TEST(Queue, RefusesARequestThatHasWaitedTooLongAndDoesNotWorkOnIt) {
     EXPECT_EQ(server.counter("symbols"), 1);
 }
 
-TEST(Queue, DoesNotLetTheWorkItselfCountAsWaiting) {
+TEST(PictureQueue, DoesNotLetTheWorkItselfCountAsWaiting) {
     BusyServer server(withQueue(5, 50));
     EXPECT_EQ(server.busy.receive().status, 200);
     EXPECT_EQ(server.counter("queueTimeouts"), 0);
 }
 
-TEST(Queue, TellsHowLongARequestWaited) {
+TEST(PictureQueue, TellsHowLongARequestWaited) {
     BusyServer server(withQueue(5));
     const HttpReply reply = server.server.recognize("patient");
     EXPECT_EQ(reply.status, 200);
     EXPECT_GT(json::parse(reply.body)["waitedMs"].get<double>(), 1.0);
 }
 
-TEST(Queue, IsAnsweredWithoutWorkWhenTheServerIsDestroyed) {
+TEST(PictureQueue, IsAnsweredWithoutWorkWhenTheServerIsDestroyed) {
     BusyServer server(withQueue(5));
     const auto waiting = server.waitingClient();
     server.server.stop();
@@ -105,14 +105,14 @@ TEST(Queue, IsAnsweredWithoutWorkWhenTheServerIsDestroyed) {
     EXPECT_EQ(server.busy.receive().status, 200);
 }
 
-TEST(Queue, DoesNotHoldUpTheReports) {
+TEST(PictureQueue, DoesNotHoldUpTheReports) {
     BusyServer server(withQueue(0));
     EXPECT_EQ(httpExchange(server.server.port, "GET", "/healthz").status, 200);
     EXPECT_EQ(server.counter("workersBusy"), 1);
     EXPECT_EQ(server.busy.receive().status, 200);
 }
 
-TEST(Queue, LosesTheRequestOfAClientThatLeaves) {
+TEST(PictureQueue, LosesTheRequestOfAClientThatLeaves) {
     BusyServer server(withQueue(5), "sleep 1000");
     for (int i = 0; i < 3; ++i) {
         auto waiting = server.waitingClient();
@@ -123,7 +123,7 @@ TEST(Queue, LosesTheRequestOfAClientThatLeaves) {
     EXPECT_EQ(server.counter("symbols"), 1);
 }
 
-TEST(Queue, IsOneForAllReaders) {
+TEST(PictureQueue, IsOneForAllReaders) {
     VelmoraLightServerConfig config = withQueue(5);
     config.threads = 2;
     BusyServer server(config, "sleep 2000");
@@ -135,7 +135,7 @@ TEST(Queue, IsOneForAllReaders) {
     EXPECT_EQ(server.counter("workersBusy"), 1);
 }
 
-TEST(Queue, HasRoomForTheThreadsTimesItsSize) {
+TEST(PictureQueue, HasRoomForTheThreadsTimesItsSize) {
     VelmoraLightServerConfig config = withQueue(2);
     config.threads = 2;
     config.conns = 20;

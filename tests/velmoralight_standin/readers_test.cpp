@@ -145,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "the reader gave no proper answer"}),
     rowName);
 
-TEST(Reader, IsNotGivenADeadlyPictureASecondTime) {
+TEST(ReaderPool, IsNotGivenADeadlyPictureASecondTime) {
     const ScriptedServer server(2);
     for (int i = 1; i <= 5; ++i) {
         expectFailure(server.recognize("die"), "the reader died of the picture");
@@ -153,7 +153,7 @@ TEST(Reader, IsNotGivenADeadlyPictureASecondTime) {
     }
 }
 
-TEST(Reader, LeavesItsPictureToTheQueueAndItsTimeLimitWhenItDiedBeforeIt) {
+TEST(ReaderPool, LeavesItsPictureToTheQueueAndItsTimeLimitWhenItDiedBeforeIt) {
     const TemporaryDirectory directory;
     // The first is a reader as all are; the next ones never say that they are ready.
     const std::string program = directory.path("reader");
@@ -178,7 +178,7 @@ TEST(Reader, LeavesItsPictureToTheQueueAndItsTimeLimitWhenItDiedBeforeIt) {
     EXPECT_EQ(server.counters()["requestsWaiting"], 0);
 }
 
-TEST(Reader, IsReplacedWhenItDiesIdle) {
+TEST(ReaderPool, IsReplacedWhenItDiesIdle) {
     const ScriptedServer server(1);
     EXPECT_EQ(server.recognize("good").status, 200);
     const pid_t before = readersOnceThereAre(1).at(0);
@@ -188,7 +188,7 @@ TEST(Reader, IsReplacedWhenItDiesIdle) {
     EXPECT_EQ(server.replaced("died"), 1);
 }
 
-TEST(Reader, IsCountedByWhatWasWrongWithIt) {
+TEST(ReaderPool, IsCountedByWhatWasWrongWithIt) {
     Limits limits;
     limits.pictureTime = 300ms;
     const ScriptedServer server(1, limits);
@@ -214,7 +214,7 @@ TEST(Reader, IsCountedByWhatWasWrongWithIt) {
                                testing::HasSubstr("worked_seconds_count 6\n")));
 }
 
-TEST(Reader, IsEndedWhileTheOthersServeWhenAPictureTakesTooLong) {
+TEST(ReaderPool, IsEndedWhileTheOthersServeWhenAPictureTakesTooLong) {
     Limits limits;
     limits.pictureTime = 3s;
     const LimitedServer server(withReaders(2), limits, VELMORA_READER_FILE);
@@ -233,7 +233,7 @@ TEST(Reader, IsEndedWhileTheOthersServeWhenAPictureTakesTooLong) {
     EXPECT_EQ(server.recognize(good).status, 200);
 }
 
-TEST(Reader, IsFreedByTheTimeLimitWhenTheClientHasLeft) {
+TEST(ReaderPool, IsFreedByTheTimeLimitWhenTheClientHasLeft) {
     Limits limits;
     limits.pictureTime = 300ms;
     const ScriptedServer server(1, limits);
@@ -246,7 +246,7 @@ TEST(Reader, IsFreedByTheTimeLimitWhenTheClientHasLeft) {
     EXPECT_EQ(server.replaced("timeout"), 1);
 }
 
-TEST(Reader, HasNothingButItsSocketAndTheOutputs) {
+TEST(ReaderPool, HasNothingButItsSocketAndTheOutputs) {
     const int leak = ::dup(STDIN_FILENO);  // a descriptor that the host lets its children have
     ::signal(SIGUSR2, SIG_IGN);
     const ScriptedServer server(1);
@@ -262,7 +262,7 @@ TEST(Reader, HasNothingButItsSocketAndTheOutputs) {
     EXPECT_EQ(signalsOf(self, "SigIgn:\t"), 0U);
 }
 
-TEST(Reader, EndsWithTheServer) {
+TEST(ReaderPool, EndsWithTheServer) {
     {
         ScriptedServer server(3);
         EXPECT_EQ(readersOnceThereAre(3).size(), 3U);
@@ -273,14 +273,14 @@ TEST(Reader, EndsWithTheServer) {
     EXPECT_EQ(errno, ECHILD);
 }
 
-TEST(Reader, EndsWithAHostThatIsKilled) {
+TEST(ReaderPool, EndsWithAHostThatIsKilled) {
     const HostProcess host([] { return ScriptedServer(2); });
     const std::vector<pid_t> readers = readersOnceThereAre(2, host.id);
     ::kill(host.id, SIGKILL);
     EXPECT_TRUE(waitUntil([&] { return !runs(readers.at(0)) && !runs(readers.at(1)); }));
 }
 
-TEST(Reader, HoldsNobodyUpUntilItIsGone) {
+TEST(ReaderPool, HoldsNobodyUpUntilItIsGone) {
     const HostOfDyingReader host;
     if (!host.holdReader()) {
         GTEST_SKIP() << "nobody may be traced here";
@@ -293,7 +293,7 @@ TEST(Reader, HoldsNobodyUpUntilItIsGone) {
     EXPECT_TRUE(waitUntil([&] { return statOf(std::to_string(host.reader)).empty(); }));
 }
 
-TEST(Reader, HoldsNobodyUpForLongWhoDestroysTheServer) {
+TEST(ReaderPool, HoldsNobodyUpForLongWhoDestroysTheServer) {
     ScriptedServer server(1);
     const pid_t reader = readersOnceThereAre(1).at(0);
     {
@@ -312,7 +312,7 @@ TEST(Reader, HoldsNobodyUpForLongWhoDestroysTheServer) {
     EXPECT_EQ(::waitpid(reader, nullptr, 0), reader);
 }
 
-TEST(Reader, IsReplacedInAHostThatIgnoresItsChildren) {
+TEST(ReaderPool, IsReplacedInAHostThatIgnoresItsChildren) {
     ::signal(SIGCHLD, SIG_IGN);
     {
         const ScriptedServer server(1);
@@ -322,7 +322,7 @@ TEST(Reader, IsReplacedInAHostThatIgnoresItsChildren) {
     ::signal(SIGCHLD, SIG_DFL);
 }
 
-TEST(Reader, IsNobodysProblemWhenTwoHundredAreKilledUnderLoad) {
+TEST(ReaderPool, IsNobodysProblemWhenTwoHundredAreKilledUnderLoad) {
     constexpr int kKills = 200;
     const ScriptedServer server(2);
     std::atomic<bool> enough = false;
@@ -363,7 +363,7 @@ TEST(Reader, IsNobodysProblemWhenTwoHundredAreKilledUnderLoad) {
     EXPECT_EQ(readersOnceThereAre(2).size(), 2U);
 }
 
-TEST(Reader, ThatCannotStartIsTriedAgainNowAndThen) {
+TEST(ReaderPool, ThatCannotStartIsTriedAgainNowAndThen) {
     const LimitedServer server(withReaders(1), Limits(), "/bin/false");
     EXPECT_TRUE(
         waitUntil([&] { return httpExchange(server.port, "GET", "/healthz").status == 503; }));
@@ -374,7 +374,7 @@ TEST(Reader, ThatCannotStartIsTriedAgainNowAndThen) {
     EXPECT_LE(server.counters()["readersReplaced"]["died"], 12);
 }
 
-TEST(Reader, ThatIsNeverReadyIsReplaced) {
+TEST(ReaderPool, ThatIsNeverReadyIsReplaced) {
     Limits limits;
     limits.readerStart = 200ms;
     limits.readerPause = 10ms;
@@ -386,7 +386,7 @@ TEST(Reader, ThatIsNeverReadyIsReplaced) {
     EXPECT_EQ(server.recognize("good").status, 503);
 }
 
-TEST(Reader, CountsAsAliveWhileItWorks) {
+TEST(ReaderPool, CountsAsAliveWhileItWorks) {
     const ScriptedServer server(1);
     HttpClient client(server.port);
     client.send(httpRequest("POST", "/v1/recognize", "sleep 300"));
@@ -395,12 +395,12 @@ TEST(Reader, CountsAsAliveWhileItWorks) {
     EXPECT_EQ(client.receive().status, 200);
 }
 
-TEST(Reader, MustBeThere) {
+TEST(ReaderPool, MustBeThere) {
     EXPECT_EQ(messageOfCreation("/nowhere/velmoralight-reader"),
               "cannot start /nowhere/velmoralight-reader: No such file or directory");
 }
 
-TEST(Reader, MustBeExecutable) {
+TEST(ReaderPool, MustBeExecutable) {
     EXPECT_EQ(messageOfCreation("/etc/passwd"), "cannot start /etc/passwd: Permission denied");
 }
 
@@ -520,7 +520,7 @@ TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {
     EXPECT_EQ(server.recognize("memory 400 0").status, 200);
 }
 
-TEST(Origins, MayAskWhenTheyAreListed) {
+TEST(RequestOrigins, MayAskWhenTheyAreListed) {
     const LimitedServer server(withReaders(1), Limits(), VELMORA_SCRIPTED_READER,
                                "https://one.example, http://two.example:8080");
     for (const auto& [origin, status] :

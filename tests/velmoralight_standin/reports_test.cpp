@@ -39,7 +39,7 @@ bool isNumber(const std::string& text) {
 
 }  // namespace
 
-TEST(Status, TellsVersionAndBuild) {
+TEST(StatusReport, TellsVersionAndBuild) {
     const Engine engine;
     const json status = statusOf(engine);
     EXPECT_EQ(status["code"], 0);
@@ -48,7 +48,7 @@ TEST(Status, TellsVersionAndBuild) {
     EXPECT_EQ(status["description"], "stand-in engine for development");
 }
 
-TEST(Status, TellsTheFiveNumbers) {
+TEST(StatusReport, TellsTheFiveNumbers) {
     VelmoraLightServerConfig config = sensibleConfig();
     config.conns = 3;
     config.threads = 4;
@@ -62,7 +62,7 @@ TEST(Status, TellsTheFiveNumbers) {
                                                 {"queueTimeout", 6}}));
 }
 
-TEST(Status, TellsWhenTheServerWasCreated) {
+TEST(StatusReport, TellsWhenTheServerWasCreated) {
     using std::chrono::system_clock;
     const std::chrono::duration<double> before = system_clock::now().time_since_epoch();
     const Engine engine;
@@ -73,13 +73,13 @@ TEST(Status, TellsWhenTheServerWasCreated) {
     EXPECT_EQ(statusOf(engine)["startTimeSeconds"], start);
 }
 
-TEST(Status, TellsServersApart) {
+TEST(StatusReport, TellsServersApart) {
     const Engine one;
     const Engine other;
     EXPECT_NE(statusOf(one)["startTimeSeconds"], statusOf(other)["startTimeSeconds"]);
 }
 
-TEST(Status, CountsWhatHappened) {
+TEST(StatusReport, CountsWhatHappened) {
     const Engine engine;
     EXPECT_EQ(engine.recognize(qrPng("counted")).status, 200);
     EXPECT_EQ(engine.recognize("no image").status, 415);
@@ -92,7 +92,7 @@ TEST(Status, CountsWhatHappened) {
     EXPECT_GT(counters["workedSeconds"].get<double>(), 0.0);
 }
 
-TEST(Status, TellsOfTheReaders) {
+TEST(StatusReport, TellsOfTheReaders) {
     const Engine engine;
     const json counters = statusOf(engine)["counters"];
     EXPECT_EQ(counters["readersAlive"], 2);
@@ -102,7 +102,7 @@ TEST(Status, TellsOfTheReaders) {
     EXPECT_EQ(counters["requestsWaiting"], 0);
 }
 
-TEST(Status, CountsEachRecognitionByItsTimes) {
+TEST(StatusReport, CountsEachRecognitionByItsTimes) {
     const Engine engine;
     EXPECT_EQ(engine.recognize(qrPng("counted")).status, 200);
     EXPECT_EQ(engine.recognize("no image").status, 415);
@@ -117,21 +117,21 @@ TEST(Status, CountsEachRecognitionByItsTimes) {
     EXPECT_LT(counters["workedSeconds"].get<double>(), 2 * 5.0);
 }
 
-TEST(Health, IsWellWhileTheServerRuns) {
+TEST(HealthReport, IsWellWhileTheServerRuns) {
     const Engine engine;
     const HttpReply reply = httpExchange(engine.port(), "GET", "/healthz");
     EXPECT_EQ(reply.status, 200);
     EXPECT_EQ(reply.body, "{\"code\":0,\"name\":\"VELMORA_LIGHT_SUCCESS\",\"status\":\"ok\"}\n");
 }
 
-TEST(Metrics, AreOfTheTextFormat) {
+TEST(MetricsReport, AreOfTheTextFormat) {
     const Engine engine;
     const HttpReply reply = httpExchange(engine.port(), "GET", "/metrics");
     EXPECT_EQ(reply.status, 200);
     EXPECT_EQ(reply.fields.at("content-type"), "text/plain; version=0.0.4; charset=utf-8");
 }
 
-TEST(Metrics, IntroduceEachSampleByHelpAndType) {
+TEST(MetricsReport, IntroduceEachSampleByHelpAndType) {
     const Engine engine;
     static_cast<void>(engine.recognize(qrPng("metrics")));
     std::string introduced;
@@ -152,7 +152,7 @@ TEST(Metrics, IntroduceEachSampleByHelpAndType) {
     EXPECT_EQ(introduced, "velmora_light_worked_seconds");
 }
 
-TEST(Metrics, CountAnswersAndRecognitions) {
+TEST(MetricsReport, CountAnswersAndRecognitions) {
     const Engine engine;
     static_cast<void>(engine.recognize(qrPng("metrics")));
     EXPECT_THAT(metricsOf(engine),
@@ -164,7 +164,7 @@ TEST(Metrics, CountAnswersAndRecognitions) {
                     testing::HasSubstr("\nvelmora_light_connections 1\n")));
 }
 
-TEST(Metrics, TellOfReadersAndTimes) {
+TEST(MetricsReport, TellOfReadersAndTimes) {
     const Engine engine;
     static_cast<void>(engine.recognize(qrPng("metrics")));
     const std::string metrics = metricsOf(engine);

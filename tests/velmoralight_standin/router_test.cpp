@@ -5,30 +5,30 @@
 using standin::Response;
 using standin::Route;
 
-TEST(Router, KnowsThePaths) {
+TEST(RequestRouter, KnowsThePaths) {
     EXPECT_EQ(std::get<Route>(standin::route("POST", "/v1/recognize")), Route::Recognize);
     EXPECT_EQ(std::get<Route>(standin::route("GET", "/v1/status")), Route::Status);
     EXPECT_EQ(std::get<Route>(standin::route("GET", "/healthz")), Route::Health);
     EXPECT_EQ(std::get<Route>(standin::route("HEAD", "/metrics")), Route::Metrics);
 }
 
-TEST(Router, HasThePageAtTheRoot) {
+TEST(RequestRouter, HasThePageAtTheRoot) {
     EXPECT_EQ(std::get<Route>(standin::route("GET", "/")), Route::Page);
     EXPECT_EQ(std::get<Route>(standin::route("HEAD", "/")), Route::Page);
 }
 
-TEST(Router, MatchesPathsExactly) {
+TEST(RequestRouter, MatchesPathsExactly) {
     EXPECT_EQ(std::get<Response>(standin::route("GET", "//")).status, 404);
     EXPECT_EQ(std::get<Response>(standin::route("GET", "/HEALTHZ")).status, 404);
     EXPECT_EQ(std::get<Response>(standin::route("GET", "")).status, 404);
 }
 
-TEST(Router, MatchesMethodsExactly) {
+TEST(RequestRouter, MatchesMethodsExactly) {
     EXPECT_EQ(std::get<Response>(standin::route("get", "/healthz")).status, 405);
     EXPECT_EQ(std::get<Response>(standin::route("HEAD", "/v1/recognize")).status, 405);
 }
 
-TEST(Router, AnswersOptionsItself) {
+TEST(RequestRouter, AnswersOptionsItself) {
     const auto answer = std::get<Response>(standin::route("OPTIONS", "/"));
     EXPECT_EQ(answer.status, 204);
     EXPECT_EQ(answer.fields.at(0),

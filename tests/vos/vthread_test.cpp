@@ -105,9 +105,9 @@ TEST(VThreadConstruction, RunsNothing) {
     EXPECT_EQ(runnable.cleanups(), 0);
 }
 
-class EveryPriority : public testing::TestWithParam<uint32_t> {};
+class VThreadEveryPriority : public testing::TestWithParam<uint32_t> {};
 
-TEST_P(EveryPriority, RunsAlike) {
+TEST_P(VThreadEveryPriority, RunsAlike) {
     CountingRunnable runnable;
     VThread thread(&runnable, "worker", 0, GetParam(), 0, false);
     thread.start();
@@ -115,14 +115,14 @@ TEST_P(EveryPriority, RunsAlike) {
     EXPECT_GE(runnable.runs(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, EveryPriority,
+INSTANTIATE_TEST_SUITE_P(Values, VThreadEveryPriority,
                          testing::Values(VTHREAD_PRIO_AUTO, VTHREAD_PRIO_LOW, VTHREAD_PRIO_MEDIUM,
                                          VTHREAD_PRIO_HIGH, 4000000000U),
                          testing::PrintToStringParamName());
 
-class EveryStackSize : public testing::TestWithParam<uint32_t> {};
+class VThreadEveryStackSize : public testing::TestWithParam<uint32_t> {};
 
-TEST_P(EveryStackSize, Runs) {
+TEST_P(VThreadEveryStackSize, Runs) {
     CountingRunnable runnable;
     VThread thread(&runnable, "worker", GetParam(), VTHREAD_PRIO_AUTO, 0, false);
     thread.start();
@@ -130,7 +130,7 @@ TEST_P(EveryStackSize, Runs) {
     EXPECT_GE(runnable.runs(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Bytes, EveryStackSize,
+INSTANTIATE_TEST_SUITE_P(Bytes, VThreadEveryStackSize,
                          testing::Values(0, 1, 4095, 4096, 4097, 1000000, 1 << 20),
                          testing::PrintToStringParamName());
 
@@ -286,7 +286,7 @@ constexpr auto pairName = [](const auto& row) {
 
 using StatePair = std::tuple<VThreadState, VThreadState>;
 
-class SetState : public testing::TestWithParam<StatePair> {
+class VThreadSetState : public testing::TestWithParam<StatePair> {
 protected:
     void TearDown() override { thread.setState(STOPPED); }
 
@@ -294,14 +294,14 @@ protected:
     PlainThread thread{&runnable};
 };
 
-TEST_P(SetState, GivesTheStateThatItIsGiven) {
+TEST_P(VThreadSetState, GivesTheStateThatItIsGiven) {
     const auto [from, to] = GetParam();
     thread.setState(from);
     thread.setState(to);
     EXPECT_EQ(thread.getState(), to);
 }
 
-TEST_P(SetState, MakesTheThreadCountAsRunningInStartingAndRunningOnly) {
+TEST_P(VThreadSetState, MakesTheThreadCountAsRunningInStartingAndRunningOnly) {
     const auto [from, to] = GetParam();
     thread.setState(from);
     thread.setState(to);
@@ -309,7 +309,7 @@ TEST_P(SetState, MakesTheThreadCountAsRunningInStartingAndRunningOnly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    FromAnyToAny, SetState,
+    FromAnyToAny, VThreadSetState,
     testing::Combine(testing::Values(STOPPED, STARTING, RUNNING, STOPPING, DONE),
                      testing::Values(STOPPED, STARTING, RUNNING, STOPPING, DONE)),
     pairName);
