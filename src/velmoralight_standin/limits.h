@@ -12,8 +12,8 @@ namespace standin {
 //
 // Memory at most: 24 MiB for the server, maxBodiesBytes (96), pictureMemory (400), and for each
 // reader 12 of its own, a file (16) and a small picture (16); with four readers 696 MiB, 730 MB.
-// Each connection adds up to 28 KiB: 2,000 of them 55 MiB. A reader that is ended has its 44 for some
-// milliseconds beside the next one.
+// Each connection adds up to 28 KiB: 2,000 of them 55 MiB. A reader that is ended has its 44 for
+// some milliseconds beside the next one.
 struct Limits {
     // Client connections that may be asked for. Each takes a descriptor and, while it sends an
     // image, up to maxBodyBytes of memory.
