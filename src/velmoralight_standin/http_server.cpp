@@ -82,9 +82,13 @@ asio::awaitable<void> HttpServer::acceptClients() {
         }
         error_code error;
         Socket socket = co_await acceptor_.async_accept(into(error));
+        if (context_.stopping) {
+            // A client that came just before would be one more to wait for.
+            continue;
+        }
         if (!error) {
             begin(std::move(socket));
-        } else if (error != asio::error::connection_aborted && !context_.stopping) {
+        } else if (error != asio::error::connection_aborted) {
             // Not enough of something, mostly of descriptors. The client is still in the backlog:
             // to try again at once would keep a core busy.
             const auto now = asio::steady_timer::clock_type::now();

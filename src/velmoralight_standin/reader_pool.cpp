@@ -191,6 +191,12 @@ void ReaderPool::refuseWaiting(const std::string& why) {
     count();
 }
 
+void ReaderPool::refuseIfNoneIsAlive() {
+    if (counters_.readersAlive == 0) {
+        refuseWaiting("no reader is alive");
+    }
+}
+
 // Has a reader in its place as long as the pool runs.
 asio::awaitable<void> ReaderPool::keep(Reader& reader) {
     error_code cancelled;
@@ -207,6 +213,7 @@ asio::awaitable<void> ReaderPool::keep(Reader& reader) {
         }
         if (!stopped_) {
             reopen(reader);
+            refuseIfNoneIsAlive();
         }
     }
 }
@@ -235,7 +242,7 @@ void ReaderPool::close(Reader& reader, const ReaderEnd& end) {
     if (!stopped_) {
         ++counters_.readersReplaced[end.reason];
     }
-    if (reader.job != nullptr && &end == &kDiedBefore && !stopped_ &&
+    if (reader.job != nullptr && &end == &kDiedBefore && !stopped_ && !reader.job->isAbandoned &&
         !std::exchange(reader.job->wasGivenTwice, true)) {
         reader.job->enter(State::Waiting);
         waiting_.push_front(std::exchange(reader.job, nullptr));
@@ -244,9 +251,7 @@ void ReaderPool::close(Reader& reader, const ReaderEnd& end) {
         finish(reader, kCode, errorResponse(httpStatusOf(kCode), kCode, end.message));
     }
     dispatch();
-    if (counters_.readersAlive == 0) {
-        refuseWaiting("no reader is alive");
-    }
+    refuseIfNoneIsAlive();
 }
 
 // Ends a process, and gives back what it was lent once it is gone. Nobody waits for that meanwhile.

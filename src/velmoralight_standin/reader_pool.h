@@ -67,6 +67,7 @@ private:
     void finish(Reader& reader, VelmoraLightReturnCode code, Response answer);
     [[nodiscard]] Response refusal(const std::string& why) const;
     void refuseWaiting(const std::string& why);
+    void refuseIfNoneIsAlive();
     [[nodiscard]] std::size_t capacity() const;
     void count();
 

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -334,6 +336,30 @@ TEST(StopGrace, BoundsTheWaitForAClientThatDoesNotTakeItsAnswers) {
     EXPECT_TRUE(waitUntil([&] { return servesNobodyElse(observer); }));
     const auto time = timeOf([&] { server.reset(); });
     EXPECT_LT(time, 60s);
+}
+
+TEST(ServerStop, DoesNotWaitForThoseWhoComeMeanwhile) {
+    Limits limits;
+    limits.idleTimeout = 20s;
+    for (int round = 0; round < 20; ++round) {
+        auto server = std::make_unique<LimitedServer>(limits, 200);
+        std::vector<std::unique_ptr<HttpClient>> silent;
+        std::atomic<bool> stop = false;
+        std::thread crowd([&] {
+            try {
+                while (!stop && silent.size() < 300) {
+                    silent.push_back(std::make_unique<HttpClient>(server->port));
+                }
+            } catch (const std::runtime_error&) {
+                // Nobody listens any more.
+            }
+        });
+        std::this_thread::yield();
+        const auto time = timeOf([&] { server->stop(); });
+        stop = true;
+        crowd.join();
+        ASSERT_LT(time, 15s);
+    }
 }
 
 TEST(ServerStop, DoesNotWaitForASilentClient) {

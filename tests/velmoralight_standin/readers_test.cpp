@@ -178,6 +178,24 @@ TEST(ReaderPool, LeavesItsPictureToTheQueueAndItsTimeLimitWhenItDiedBeforeIt) {
     EXPECT_EQ(server.counters()["requestsWaiting"], 0);
 }
 
+TEST(ReaderPool, IsNotGivenThePictureOfAClientThatHasLeft) {
+    const ScriptedServer server(1);
+    const pid_t reader = readersOnceThereAre(1).at(0);
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["readersAlive"] == 1; }));
+    ::kill(reader, SIGSTOP);
+    {
+        HttpClient client(server.port);
+        client.send(httpRequest("POST", "/v1/recognize", "left behind"));
+        EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    }
+    // What comes after the client's end is answered after that was seen.
+    EXPECT_EQ(server.counters()["workersBusy"], 1);
+    ::kill(reader, SIGKILL);
+    EXPECT_EQ(server.recognize("good").status, 200);
+    EXPECT_EQ(server.counters()["recognitions"],
+              json({{"VELMORA_LIGHT_SUCCESS", 1}, {"VELMORA_LIGHT_ERROR_OTHER", 1}}));
+}
+
 TEST(ReaderPool, IsReplacedWhenItDiesIdle) {
     const ScriptedServer server(1);
     EXPECT_EQ(server.recognize("good").status, 200);
@@ -372,6 +390,25 @@ TEST(ReaderPool, ThatCannotStartIsTriedAgainNowAndThen) {
     EXPECT_EQ(json::parse(reply.body)["message"], "no reader is alive");
     std::this_thread::sleep_for(1s);  // in which it is not to be tried a thousand times
     EXPECT_LE(server.counters()["readersReplaced"]["died"], 12);
+}
+
+TEST(ReaderPool, WhoseProgramIsGoneLeavesNobodyWaiting) {
+    const TemporaryDirectory directory;
+    const std::string program = directory.path("reader");
+    std::filesystem::copy_file(VELMORA_SCRIPTED_READER, program);
+    const LimitedServer server(withReaders(1), Limits(), program);
+    HttpClient first(server.port);
+    first.send(httpRequest("POST", "/v1/recognize", "hang"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    HttpClient second(server.port);
+    second.send(httpRequest("POST", "/v1/recognize", "good"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["requestsWaiting"] == 1; }));
+    std::filesystem::remove(program);
+    ::kill(readersOnceThereAre(1).at(0), SIGKILL);
+    expectFailure(first.receive(), "the reader died of the picture");
+    const HttpReply reply = second.receive();
+    EXPECT_EQ(reply.status, 503);
+    EXPECT_EQ(json::parse(reply.body)["message"], "no reader is alive");
 }
 
 TEST(ReaderPool, ThatIsNeverReadyIsReplaced) {
