@@ -1,9 +1,12 @@
 // A server with limits and readers of the test's own.
 #pragma once
 
+#include <signal.h>
+
 #include <memory>
 #include <string>
 
+#include "child_processes.h"
 #include "engine.h"
 #include "velmoralight_standin/http_server.h"
 
@@ -44,3 +47,10 @@ private:
 public:
     const uint16_t port;
 };
+
+// Has the scripted readers of this process answer the pictures that told them to hold.
+inline void letReadersGoOn() {
+    for (const pid_t reader : childrenOf(::getpid())) {
+        ::kill(reader, SIGUSR1);
+    }
+}

@@ -246,45 +246,56 @@ std::string largeBody(const std::string& command) {
     return command + std::string(600'000 - command.size(), ' ');
 }
 
-TEST(MaxBodiesBytes, AreGivenBackHoweverARequestEnds) {
-    Limits limits;
-    limits.maxBodiesBytes = 1'000'000;
-    limits.bodyTimeout = 300ms;
-    limits.pictureTime = 300ms;
+VelmoraLightServerConfig withOneReader() {
     VelmoraLightServerConfig config = sensibleConfig();
     config.threads = 1;
     config.threadQueueSize = 0;
-    const LimitedServer server(config, limits, VELMORA_SCRIPTED_READER);
-    const auto expectRoom = [&](const char* after) {
-        EXPECT_TRUE(waitUntil([&] { return server.recognize(largeBody("good")).status == 200; }))
-            << after;
-    };
+    return config;
+}
+
+void expectRoom(const LimitedServer& server, const char* after) {
+    EXPECT_TRUE(waitUntil([&] { return server.recognize(largeBody("good")).status == 200; }))
+        << after;
+}
+
+TEST(MaxBodiesBytes, AreGivenBackHoweverARequestEnds) {
+    Limits limits;
+    limits.maxBodiesBytes = 1'000'000;
+    limits.bodyTimeout = 1s;
+    limits.pictureTime = 1s;
+    const LimitedServer server(withOneReader(), limits, VELMORA_SCRIPTED_READER);
     const std::string head = "POST /v1/recognize HTTP/1.1\r\nHost: x\r\n";
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(server.recognize(largeBody("die")).status, 422);
-        expectRoom("a reader that died");
-        EXPECT_EQ(server.recognize(largeBody("hang")).status, 422);
-        expectRoom("a picture that took too long");
-        HttpClient(server.port).send(head + "Content-Length: 600000\r\n\r\nhalf");
-        expectRoom("a client that left");
-        HttpClient(server.port).send(httpRequest("POST", "/v1/recognize", largeBody("sleep 100")));
-        expectRoom("a client that left during the work");
-        HttpClient slow(server.port);
-        slow.send(head + "Content-Length: 600000\r\n\r\nhalf");
-        EXPECT_EQ(slow.receive().status, 408);
-        expectRoom("a body that took too long");
-        HttpClient bad(server.port);
-        bad.send(head + "Transfer-Encoding: chunked\r\n\r\n7A120\r\n" + std::string(500'000, 'x') +
-                 "no end of a chunk");
-        EXPECT_EQ(bad.receive().status, 400);
-        expectRoom("a malformed body");
-        HttpClient busy(server.port);
-        busy.send(httpRequest("POST", "/v1/recognize", "sleep 200"));
-        EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
-        EXPECT_EQ(server.recognize(largeBody("good")).status, 503);
-        EXPECT_EQ(busy.receive().status, 200);
-        expectRoom("a full queue");
-    }
+    EXPECT_EQ(server.recognize(largeBody("die")).status, 422);
+    expectRoom(server, "a reader that died");
+    EXPECT_EQ(server.recognize(largeBody("hang")).status, 422);
+    expectRoom(server, "a picture that took too long");
+    HttpClient(server.port).send(head + "Content-Length: 600000\r\n\r\nhalf");
+    expectRoom(server, "a client that left");
+    HttpClient(server.port).send(httpRequest("POST", "/v1/recognize", largeBody("sleep 100")));
+    expectRoom(server, "a client that left during the work");
+    HttpClient slow(server.port);
+    slow.send(head + "Content-Length: 600000\r\n\r\nhalf");
+    EXPECT_EQ(slow.receive().status, 408);
+    expectRoom(server, "a body that took too long");
+    HttpClient bad(server.port);
+    bad.send(head + "Transfer-Encoding: chunked\r\n\r\n7A120\r\n" + std::string(500'000, 'x') +
+             "no end of a chunk");
+    EXPECT_EQ(bad.receive().status, 400);
+    expectRoom(server, "a malformed body");
+}
+
+TEST(MaxBodiesBytes, AreGivenBackWhenTheQueueIsFull) {
+    Limits limits;
+    limits.maxBodiesBytes = 1'000'000;
+    limits.pictureTime = 1min;
+    const LimitedServer server(withOneReader(), limits, VELMORA_SCRIPTED_READER);
+    HttpClient busy(server.port);
+    busy.send(httpRequest("POST", "/v1/recognize", "hold"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
+    EXPECT_EQ(server.recognize(largeBody("good")).status, 503);
+    letReadersGoOn();
+    EXPECT_EQ(busy.receive().status, 200);
+    expectRoom(server, "a full queue");
 }
 
 TEST(ServerAccept, RestsWhileThereAreNoDescriptors) {

@@ -68,6 +68,12 @@ std::vector<pid_t> readersOnceThereAre(size_t count, pid_t host = ::getpid()) {
     return childrenOf(host);
 }
 
+// Waits until a scripted reader says by its name how far it has come.
+void awaitName(pid_t reader, const std::string& name) {
+    const std::string file = "/proc/" + std::to_string(reader) + "/comm";
+    EXPECT_TRUE(waitUntil([&] { return readFile(file) == name + "\n"; }));
+}
+
 // A server with one reader in a process of its own. A reader that was killed is not gone before the
 // test allows it: the system keeps a process until its tracer has seen the end of it.
 class HostOfDyingReader {
@@ -117,7 +123,7 @@ class ReaderThatFails : public testing::TestWithParam<BadReader> {};
 
 TEST_P(ReaderThatFails, IsReplacedAndItsClientAnswered422) {
     Limits limits;
-    limits.pictureTime = 500ms;
+    limits.pictureTime = 1s;
     const ScriptedServer server(1, limits);
     expectFailure(server.recognize(GetParam().picture), GetParam().message);
     EXPECT_EQ(server.recognize("good").status, 200);
@@ -180,8 +186,8 @@ TEST(ReaderPool, LeavesItsPictureToTheQueueAndItsTimeLimitWhenItDiedBeforeIt) {
 
 TEST(ReaderPool, IsNotGivenThePictureOfAClientThatHasLeft) {
     const ScriptedServer server(1);
+    EXPECT_EQ(server.recognize("good").status, 200);
     const pid_t reader = readersOnceThereAre(1).at(0);
-    EXPECT_TRUE(waitUntil([&] { return server.counters()["readersAlive"] == 1; }));
     ::kill(reader, SIGSTOP);
     {
         HttpClient client(server.port);
@@ -193,7 +199,7 @@ TEST(ReaderPool, IsNotGivenThePictureOfAClientThatHasLeft) {
     ::kill(reader, SIGKILL);
     EXPECT_EQ(server.recognize("good").status, 200);
     EXPECT_EQ(server.counters()["recognitions"],
-              json({{"VELMORA_LIGHT_SUCCESS", 1}, {"VELMORA_LIGHT_ERROR_OTHER", 1}}));
+              json({{"VELMORA_LIGHT_SUCCESS", 2}, {"VELMORA_LIGHT_ERROR_OTHER", 1}}));
 }
 
 TEST(ReaderPool, IsReplacedWhenItDiesIdle) {
@@ -208,7 +214,7 @@ TEST(ReaderPool, IsReplacedWhenItDiesIdle) {
 
 TEST(ReaderPool, IsCountedByWhatWasWrongWithIt) {
     Limits limits;
-    limits.pictureTime = 300ms;
+    limits.pictureTime = 1s;
     const ScriptedServer server(1, limits);
     EXPECT_EQ(server.recognize("sleep 30").status, 200);
     for (const char* const picture : {"die", "die", "hang", "memory 100000 0", "garbage"}) {
@@ -253,7 +259,7 @@ TEST(ReaderPool, IsEndedWhileTheOthersServeWhenAPictureTakesTooLong) {
 
 TEST(ReaderPool, IsFreedByTheTimeLimitWhenTheClientHasLeft) {
     Limits limits;
-    limits.pictureTime = 300ms;
+    limits.pictureTime = 1s;
     const ScriptedServer server(1, limits);
     {
         HttpClient client(server.port);
@@ -404,7 +410,9 @@ TEST(ReaderPool, WhoseProgramIsGoneLeavesNobodyWaiting) {
     second.send(httpRequest("POST", "/v1/recognize", "good"));
     EXPECT_TRUE(waitUntil([&] { return server.counters()["requestsWaiting"] == 1; }));
     std::filesystem::remove(program);
-    ::kill(readersOnceThereAre(1).at(0), SIGKILL);
+    const pid_t reader = readersOnceThereAre(1).at(0);
+    awaitName(reader, "hangs");
+    ::kill(reader, SIGKILL);
     expectFailure(first.receive(), "the reader died of the picture");
     const HttpReply reply = second.receive();
     EXPECT_EQ(reply.status, 503);
@@ -426,9 +434,10 @@ TEST(ReaderPool, ThatIsNeverReadyIsReplaced) {
 TEST(ReaderPool, CountsAsAliveWhileItWorks) {
     const ScriptedServer server(1);
     HttpClient client(server.port);
-    client.send(httpRequest("POST", "/v1/recognize", "sleep 300"));
+    client.send(httpRequest("POST", "/v1/recognize", "hold"));
     EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 1; }));
     EXPECT_EQ(httpExchange(server.port, "GET", "/healthz").status, 200);
+    letReadersGoOn();
     EXPECT_EQ(client.receive().status, 200);
 }
 
@@ -458,23 +467,23 @@ TEST(LargePictures, AreReadBesideOneAnotherWhereThereIsRoom) {
     const ScriptedServer server(2);
     HttpClient one(server.port);
     HttpClient other(server.port);
-    one.send(httpRequest("POST", "/v1/recognize", "memory 200 500"));
-    other.send(httpRequest("POST", "/v1/recognize", "memory 200 500"));
+    one.send(httpRequest("POST", "/v1/recognize", "memory 200 1500"));
+    other.send(httpRequest("POST", "/v1/recognize", "memory 200 1500"));
     const json first = json::parse(one.receive().body);
     const json second = json::parse(other.receive().body);
-    EXPECT_LT(first["waitedMs"].get<double>() + second["waitedMs"].get<double>(), 450);
+    EXPECT_LT(first["waitedMs"].get<double>() + second["waitedMs"].get<double>(), 1400);
 }
 
 TEST(LargePictures, DoNotSpendTheirTimeOnTheirTurn) {
     Limits limits;
-    limits.pictureTime = 700ms;
+    limits.pictureTime = 2s;
     const ScriptedServer server(3, limits);
     std::vector<std::thread> clients;
     for (int i = 0; i < 3; ++i) {
         clients.emplace_back([&] {
-            const HttpReply reply = server.recognize("memory 300 400");
+            const HttpReply reply = server.recognize("memory 300 1000");
             EXPECT_EQ(reply.status, 200);
-            EXPECT_LT(json::parse(reply.body)["workedMs"].get<double>(), 700);
+            EXPECT_LT(json::parse(reply.body)["workedMs"].get<double>(), 2000);
         });
     }
     for (std::thread& client : clients) {
@@ -484,17 +493,17 @@ TEST(LargePictures, DoNotSpendTheirTimeOnTheirTurn) {
 
 TEST(LargePictures, HaveOneTimeForWhatIsBeforeTheirTurnAndAfterIt) {
     Limits limits;
-    limits.pictureTime = 600ms;
+    limits.pictureTime = 1s;
     const ScriptedServer server(1, limits);
     EXPECT_EQ(server.recognize("memory 10 100 100").status, 200);
-    expectFailure(server.recognize("memory 10 400 400"), "reading the picture took too long");
+    expectFailure(server.recognize("memory 10 600 600"), "reading the picture took too long");
 }
 
 TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
     Limits limits;
-    limits.pictureTime = 200ms;
+    limits.pictureTime = 1s;
     const ScriptedServer server(1, limits);
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 2; ++i) {
         expectFailure(server.recognize("memory 300 9999"), "reading the picture took too long");
     }
     EXPECT_EQ(server.recognize("memory 400 0").status, 200);
@@ -502,7 +511,7 @@ TEST(LargePictures, GiveTheirMemoryBackWhenTheReaderDies) {
 
 TEST(LargePictures, GetNoMemoryOfAReaderThatIsNotGoneYet) {
     Limits limits;
-    limits.pictureTime = 100ms;
+    limits.pictureTime = 1s;
     const HostOfDyingReader host(limits);
     if (!host.holdReader()) {
         GTEST_SKIP() << "nobody may be traced here";
@@ -545,8 +554,7 @@ TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {
     }
     const std::vector<pid_t> readers = readersOnceThereAre(2);
     for (const pid_t reader : readers) {
-        EXPECT_TRUE(waitUntil(
-            [&] { return readFile("/proc/" + std::to_string(reader) + "/comm") == "asked\n"; }));
+        awaitName(reader, "asked");
     }
     for (const pid_t reader : readers) {
         ::kill(reader, SIGKILL);

@@ -2,7 +2,8 @@
 // is answered at once.
 //
 //   die             ends
-//   hang            never answers
+//   hang            never answers; is called "hangs" from then on
+//   hold            answers once it was sent SIGUSR1
 //   sleep MS        answers after so many milliseconds
 //   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some; is
 //                   called "asked" from then on. With one more number it asks after so many.
@@ -19,6 +20,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <sstream>
@@ -57,6 +59,15 @@ void sleepFor(useconds_t milliseconds) {
     ::usleep(milliseconds * 1000);
 }
 
+volatile std::sig_atomic_t signals = 0;
+
+void awaitSignal() {
+    while (signals == 0) {
+        sleepFor(1);
+    }
+    signals = 0;
+}
+
 void obey(const std::string& picture) {
     std::istringstream words(picture);
     std::string command;
@@ -68,7 +79,11 @@ void obey(const std::string& picture) {
     if (command == "die") {
         std::exit(0);
     } else if (command == "hang") {
+        ::prctl(PR_SET_NAME, "hangs");
         ::pause();
+    } else if (command == "hold") {
+        awaitSignal();
+        answer(well);
     } else if (command == "sleep") {
         sleepFor(first);
         answer(well);
@@ -101,6 +116,8 @@ void obey(const std::string& picture) {
 }  // namespace
 
 int main() {
+    // The signal may come before the picture does.
+    std::signal(SIGUSR1, [](int) { signals = 1; });
     say({ReaderWord::Ready, 0, 0, 0});
     for (;;) {
         standin::ReaderRequest request;
