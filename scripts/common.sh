@@ -37,6 +37,14 @@ revision() { git -C "$root" rev-parse HEAD 2>/dev/null | cut -c 1-7 || true; }
 # copy_tracked_files FOLDER: what git tracks, as it lies here.
 copy_tracked_files() { (cd "$root" && git ls-files -z | xargs -0 cp --parents -t "$1"); }
 
+# copy_package_sources FOLDER: these as a Debian package is built from them.
+copy_package_sources() {
+  copy_tracked_files "$1"
+  cp -R "$1/packaging/debian" "$1/debian"
+  "$root/scripts/debian-changelog.py" "$(version_of_project)" "$(git -C "$root" log -1 --format=%cs)" \
+    <"$1/CHANGELOG.md" >"$1/debian/changelog"
+}
+
 # debian_mirror: the mirror of Debian itself, from either form of apt's sources.
 debian_mirror() {
   local mirror

@@ -24,11 +24,7 @@ esac
 (($# == 0)) || die "unknown argument '$1': see --help"
 [[ $arch == "$native" || $arch == arm64 ]] || die "'$arch' cannot be built here: $native and arm64 can"
 
-# What says the version is CMakeLists.txt; the package's own file has to follow it.
 version=$(version_of_project)
-packaged=$(sed -n '1s/.*(\(.*\)).*/\1/p' "$root/packaging/debian/changelog")
-[[ $packaged == "$version" ]] || die "packaging/debian/changelog is at $packaged, CMakeLists.txt at $version"
-
 packages=package
 [[ $arch == "$native" ]] || packages=arm64
 "$root/scripts/deps.sh" "$packages"
@@ -38,8 +34,7 @@ tree="$place/velmoraserver-$version"
 log="$place/build.log"
 rm -rf "$tree" "$place"/*_"$arch".{deb,changes,buildinfo}
 mkdir -p "$tree"
-copy_tracked_files "$tree"
-cp -R "$tree/packaging/debian" "$tree/debian"
+copy_package_sources "$tree"
 VELMORA_BUILD_ID=$(revision) DEB_BUILD_OPTIONS="parallel=$(nproc)"
 export VELMORA_BUILD_ID DEB_BUILD_OPTIONS
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Tags what is checked out as the release that CMakeLists.txt names, "v1.0.0" for 1.0.0, once all gates have passed on a
-# clean checkout of it. It refuses while anything is not committed, while CHANGELOG.md or packaging/debian/changelog is
-# at another version, when a gate fails, and when one could not be tried. Nothing is pushed.
+# clean checkout of it. It refuses while anything is not committed, while CHANGELOG.md does not begin with that version
+# and the day of its release ("## 1.0.0 - 2026-11-21"), when a gate fails, and when one could not be tried. Nothing is
+# pushed.
 #
 # usage: scripts/tag.sh
 set -euo pipefail
@@ -16,10 +17,8 @@ version=$(version_of_project)
 tag="v$version"
 [[ -z $(git status --porcelain) ]] || die 'not all is committed: see git status'
 ! git rev-parse --quiet --verify "refs/tags/$tag" >/dev/null || die "$tag is there already: a release is made once"
-newest=$(sed -n '/^## /{s/^## \[\{0,1\}\([^] ]*\).*/\1/p;q}' CHANGELOG.md)
-[[ $newest == "$version" ]] || die "CHANGELOG.md begins with '$newest', not with $version"
-packaged=$(sed -n '1s/.*(\(.*\)).*/\1/p' packaging/debian/changelog)
-[[ $packaged == "$version" ]] || die "packaging/debian/changelog is at $packaged, CMakeLists.txt at $version"
+newest=$(sed -n '/^## /{s/^## //p;q}' CHANGELOG.md)
+[[ $newest == "$version - "* ]] || die "CHANGELOG.md begins with '$newest', not with '$version - ' and the day"
 
 clean=$(mktemp -d)
 trap 'rm -rf "$clean"' EXIT

@@ -3,10 +3,11 @@
 
 namespace standin {
 
-inline constexpr int kVersionMajor = 1;
-inline constexpr int kVersionMinor = 0;
-inline constexpr int kVersionPatch = 0;
-inline constexpr const char* kVersionText = "1.0.0";
+// The project's version.
+extern const int kVersionMajor;
+extern const int kVersionMinor;
+extern const int kVersionPatch;
+extern const char* const kVersionText;
 
 // Says what this engine is to whoever meets it in a log or over the network.
 inline constexpr const char* kDescription = "stand-in engine for development";

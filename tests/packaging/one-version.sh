@@ -13,12 +13,7 @@ named() {
   [[ $found == "$version" ]] || fail "$1 names '$found', CMakeLists.txt $version"
 }
 version=$2
-named packaging/debian/changelog '1s/.*\((.*)\).*/\1/p'
 named packaging/kubernetes/kustomization.yaml 's/^ *newTag: //p'
-named src/velmoralight_standin/version.h 's/.*kVersionText = "([0-9.]+)".*/\1/p'
 named docs/containers.md 's/.*velmoraserviced:([0-9]+\.[0-9]+\.[0-9]+).*/\1/p'
 named docs/kubernetes.md 's/.*velmoraserviced:([0-9]+\.[0-9]+\.[0-9]+).*/\1/p'
 named docs/operating.md 's/.*velmoraserver_([0-9.]+)_.*/\1/p'
-# Until a release its changes stand under another heading.
-newest=$(sed -n '/^## /{s/^## \[\{0,1\}\([^], ]*\).*/\1/p;q}' CHANGELOG.md)
-[[ $newest == "$version" || $newest == Unreleased ]] || fail "CHANGELOG.md begins with $newest"

@@ -13,8 +13,7 @@ scratch
 package=$(realpath "$1")
 tree="$scratch/quite/another/folder/sources"
 mkdir -p "$tree"
-copy_tracked_files "$tree"
-cp -R "$tree/packaging/debian" "$tree/debian"
+copy_package_sources "$tree"
 chown -R nobody:nogroup "$scratch"
 build_id=$(revision)
 

@@ -10,10 +10,9 @@ scratch
 export GIT_CONFIG_GLOBAL=/dev/null GIT_AUTHOR_NAME=a GIT_AUTHOR_EMAIL=a@b.example GIT_COMMITTER_NAME=a \
   GIT_COMMITTER_EMAIL=a@b.example
 tree="$scratch/sources"
-mkdir -p "$tree"/{scripts,.ci,packaging/debian}
+mkdir -p "$tree"/{scripts,.ci}
 cd "$tree"
 cp "$1"/scripts/{tag,common}.sh scripts/
-cp "$1/packaging/debian/changelog" packaging/debian/
 cp "$1/.gitignore" "$1/CMakeLists.txt" .
 version=$(sed -n 's/^project(velmora VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 printf '# Changelog\n\n## %s - 2026-11-21\n' "$version" >CHANGELOG.md
@@ -41,14 +40,12 @@ gates 0
 echo >>CMakeLists.txt
 refuses 'not all is committed'
 git checkout --quiet CMakeLists.txt
-sed -i 's/^## .*/## Unreleased/' CHANGELOG.md
-commit
-refuses "CHANGELOG.md begins with 'Unreleased'"
-git revert --no-edit HEAD >/dev/null
-sed -i '1s/(.*)/(0.9.9)/' packaging/debian/changelog
-commit
-refuses 'packaging/debian/changelog is at 0.9.9'
-git revert --no-edit HEAD >/dev/null
+for heading in "$version, unreleased" '0.9.9 - 2026-11-21'; do
+  sed -i "s/^## .*/## $heading/" CHANGELOG.md
+  commit
+  refuses "CHANGELOG.md begins with '$heading', not with '$version - ' and the day"
+  git revert --no-edit HEAD >/dev/null
+done
 
 scripts/tag.sh >"$scratch/said" 2>&1 || fail "it does not tag: $(<"$scratch/said")"
 [[ $(git tag) == "v$version" && $(git rev-parse "v$version^{commit}") == $(git rev-parse HEAD) ]] ||

@@ -7,6 +7,7 @@
 //   sleep MS        answers after so many milliseconds
 //   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some; is
 //                   called "asked" from then on. With one more number it asks after so many.
+//   keep MIB        asks for memory likewise, and answers once it was sent SIGUSR1
 //   twice MIB       asks for memory, and for some more once it has it
 //   garbage         says what is no word of the protocol
 //   ready           says a second time that it is ready
@@ -68,6 +69,12 @@ void awaitSignal() {
     signals = 0;
 }
 
+void borrow(uint32_t mebibytes) {
+    say({ReaderWord::NeedsMemory, 0, 0, mebibytes});
+    ::prctl(PR_SET_NAME, "asked");
+    receive(1);
+}
+
 void obey(const std::string& picture) {
     std::istringstream words(picture);
     std::string command;
@@ -89,16 +96,16 @@ void obey(const std::string& picture) {
         answer(well);
     } else if (command == "memory") {
         sleepFor(third);
-        say({ReaderWord::NeedsMemory, 0, 0, first});
-        ::prctl(PR_SET_NAME, "asked");
-        receive(1);
+        borrow(first);
         sleepFor(second);
         answer(well);
+    } else if (command == "keep") {
+        borrow(first);
+        awaitSignal();
+        answer(well);
     } else if (command == "twice") {
-        say({ReaderWord::NeedsMemory, 0, 0, first});
-        receive(1);
-        say({ReaderWord::NeedsMemory, 0, 0, 2 * first});
-        receive(1);
+        borrow(first);
+        borrow(2 * first);
         answer(well);
     } else if (command == "garbage") {
         say({static_cast<ReaderWord>(77), 0, 0, 0});
