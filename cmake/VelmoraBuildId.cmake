@@ -14,8 +14,12 @@ endif()
 set(VELMORA_BUILD_ID "0000000")
 find_package(Git QUIET)
 if(Git_FOUND)
+  # Whoever owns the checkout, and whatever other one a hook of git's is at work on.
+  set(ask_git
+      "${CMAKE_COMMAND}" -E env --unset=GIT_DIR --unset=GIT_WORK_TREE --unset=GIT_INDEX_FILE
+      "${GIT_EXECUTABLE}" -c safe.directory=* -C "${PROJECT_SOURCE_DIR}" rev-parse)
   execute_process(
-    COMMAND "${GIT_EXECUTABLE}" -C "${PROJECT_SOURCE_DIR}" rev-parse --show-prefix HEAD
+    COMMAND ${ask_git} --show-prefix HEAD
     OUTPUT_VARIABLE revision
     ERROR_QUIET RESULT_VARIABLE failed)
   # The first line is empty where this tree is the checkout, and not a copy within another one.
@@ -23,7 +27,7 @@ if(Git_FOUND)
     set(revision "${CMAKE_MATCH_1}")
     string(SUBSTRING "${revision}" 0 7 VELMORA_BUILD_ID)
     execute_process(
-      COMMAND "${GIT_EXECUTABLE}" -C "${PROJECT_SOURCE_DIR}" rev-parse --git-path logs/HEAD
+      COMMAND ${ask_git} --git-path logs/HEAD
       OUTPUT_VARIABLE head_log OUTPUT_STRIP_TRAILING_WHITESPACE)
     cmake_path(ABSOLUTE_PATH head_log BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
     if(EXISTS "${head_log}")

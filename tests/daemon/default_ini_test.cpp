@@ -9,6 +9,12 @@ namespace {
 constexpr char bothLevels[] =
     "VELMORASRV;INFO;SIMPLE;[STDOUT];0\nVELMORASRV;CRITICAL;SIMPLE;[STDOUT];0\n";
 
+constexpr char noDefaultIni[] =
+    "[VELMORASRV : 0x0000 : INFO] -> "
+    "Start parser file : /opt/velmoraserver/velmora.ini\r\n"
+    "[VELMORASRV : 0x0000 : CRITICAL] -> "
+    "Error to open file /opt/velmoraserver/velmora.ini\r\n";
+
 // Runs the daemon in a mount namespace of its own, where its default INI file is that of the test:
 // none, unless it writes one. Skipped where that is not allowed.
 class DaemonDefaultIni : public DaemonTest {
@@ -71,13 +77,30 @@ TEST_F(DaemonWithoutDefaultIni, EndsWithStatusZero) {
 
     const Outcome outcome = run({});
 
-    EXPECT_EQ(outcome.output,
-              "[VELMORASRV : 0x0000 : INFO] -> "
-              "Start parser file : /opt/velmoraserver/velmora.ini\r\n"
-              "[VELMORASRV : 0x0000 : CRITICAL] -> "
-              "Error to open file /opt/velmoraserver/velmora.ini\r\n");
+    EXPECT_EQ(outcome.output, noDefaultIni);
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.calls, "");
+    EXPECT_EQ(outcome.ending, "exit 0");
+}
+
+// A group takes no values, and an empty path is the default one.
+TEST_F(DaemonWithoutDefaultIni, IsAskedForItByAGroupThatHoldsTheIniOption) {
+    writeFile(directory.path("vlog.cfg"), bothLevels);
+    environment["VL_LOGCFG"] = "vlog.cfg";
+
+    const Outcome outcome = run({"-p", "6000", "-ic"});
+
+    EXPECT_EQ(outcome.output, noDefaultIni);
+    EXPECT_EQ(outcome.ending, "exit 0");
+}
+
+TEST_F(DaemonWithoutDefaultIni, IsAskedForItByAnEmptyIniPath) {
+    writeFile(directory.path("vlog.cfg"), bothLevels);
+    environment["VL_LOGCFG"] = "vlog.cfg";
+
+    const Outcome outcome = run({"-i", ""});
+
+    EXPECT_EQ(outcome.output, noDefaultIni);
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
@@ -90,7 +113,6 @@ TEST_F(DaemonWithoutDefaultIni, EndsInSilenceWhenNothingIsLogged) {
     EXPECT_EQ(outcome.ending, "exit 0");
 }
 
-// A group takes no values, and an empty path is the default one.
 TEST_F(DaemonDefaultIni, IsReadForAGroupThatHoldsTheIniOption) {
     writeDefaultIni("[default]\nconnections=7\n");
 

@@ -1,4 +1,5 @@
 #include <memory>
+#include <new>
 #include <ostream>
 #include <vector>
 
@@ -9,6 +10,17 @@
 #include "velmoraserver/app/velmoraserviced/velmoraserviced.h"
 
 using CommandLineProcessing::ArgvParser;
+
+namespace {
+
+bool memoryIsShort = false;
+
+}  // namespace
+
+// What may have no memory asks here; all else in this program throws.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return memoryIsShort ? nullptr : ::operator new(size);
+}
 
 namespace {
 
@@ -153,6 +165,16 @@ TEST_F(Startup, FailsForACommandLineWhenTheEngineFails) {
 }
 
 // The blocks of the controller come first.
+TEST_F(Startup, FailsForACommandLineWithoutMemoryForTheController) {
+    const auto parser = parse({"-p", "6000"});
+    memoryIsShort = true;
+    const int result = startService(parser.get());
+    memoryIsShort = false;
+
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(calls(), "");
+}
+
 TEST_F(Startup, LogsNothingOfItsOwnForACommandLine) {
     const auto parser = parse({"-p", "6000"});
 
@@ -226,6 +248,16 @@ TEST_F(Startup, FailsForAnIniFileWhenTheEngineFails) {
 }
 
 // ----- The stop -----
+
+TEST_F(Startup, FailsForAnIniFileWithoutMemoryForTheController) {
+    const std::string file = ini("[default]\nport=6000\n");
+    memoryIsShort = true;
+    const int result = startService(file);
+    memoryIsShort = false;
+
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(calls(), "");
+}
 
 TEST_F(Startup, StopsTheServerThatItStarted) {
     ASSERT_EQ(startService(ini("")), 0);

@@ -1,5 +1,7 @@
 #include "velmoraserver/app/common/velmoraservice.h"
 
+#include <new>
+
 #include "velmora_build_id.h"
 #include "velmoraserver/app/common/velmora_defaults.h"
 #include "vlib/vlog/vlog.h"
@@ -26,7 +28,8 @@ VelmoraServiceController* VelmoraServiceController::create_instance(int port, in
                                                                     int threads,
                                                                     int threadQueueSize,
                                                                     int queueTimeout) {
-    _instance = new VelmoraServiceController(port, conns, threads, threadQueueSize, queueTimeout);
+    _instance = new (std::nothrow)
+        VelmoraServiceController(port, conns, threads, threadQueueSize, queueTimeout);
     return _instance;
 }
 

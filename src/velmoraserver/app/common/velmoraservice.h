@@ -12,7 +12,8 @@ public:
     [[nodiscard]] static VelmoraServiceController* instance();
 
     // Makes the one controller. It lives until the process ends. A second call replaces the
-    // pointer; the earlier controller is neither looked at nor released.
+    // pointer; the earlier controller is neither looked at nor released. Null when there is no
+    // memory for it.
     static VelmoraServiceController* create_instance(int port, int conns, int threads,
                                                      int threadQueueSize, int queueTimeout);
 
