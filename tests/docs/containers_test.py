@@ -21,14 +21,6 @@ from page import Command, steps_of
 PAGES = ["docs/containers.md", "docs/kubernetes.md"]
 PATIENCE = 300  # seconds for one command
 INSIDE = "VELMORA_CONTAINERS_INSIDE"
-SETTINGS = """[containers]
-cgroups = "disabled"
-default_ulimits = ["nofile=1024:1024", "nproc=1024:1024"]
-netns = "host"
-[engine]
-cgroup_manager = "cgroupfs"
-events_logger = "file"
-"""
 # The runtime wants control groups of the second version alone, also where the system has both.
 NAME_SPACES = """[ "$(stat -f -c %T /sys/fs/cgroup)" = cgroup2fs ] ||
 { umount -R /sys/fs/cgroup && mount -t cgroup2 cgroup2 /sys/fs/cgroup; } && ip link set lo up && exec "$@\""""
@@ -66,7 +58,6 @@ class Reader:
         self.folder.mkdir()
         for name in ("build", "config", "packaging"):
             (self.folder / name).symlink_to(checkout / name)
-        (place / "containers.conf").write_text(SETTINGS, encoding="utf-8")
         podman = place / "bin/podman"
         podman.parent.mkdir()
         podman.write_text(f"#!/bin/sh\nexec /usr/bin/podman --storage-driver vfs --root {place}/storage --runroot {place}/run \"$@\"\n",
@@ -74,7 +65,7 @@ class Reader:
         podman.chmod(0o755)
         # Nobody looks at a container's health by himself here: that is systemd's, by podman's wish.
         self.environment = os.environ | {"PATH": f"{podman.parent}:{os.environ['PATH']}", "DISABLE_HC_SYSTEMD": "true",
-                                         "CONTAINERS_CONF": str(place / "containers.conf")}
+                                         "CONTAINERS_CONF": str(checkout / "tests/packaging/podman.conf")}
 
     def type(self, text):
         done = subprocess.run(["bash", "-c", text], cwd=self.folder, env=self.environment, stdin=subprocess.DEVNULL,

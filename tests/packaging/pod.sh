@@ -19,15 +19,8 @@ manifests=$1 tag=$2
 options=("${@:3}")
 podman() { timeout 60 podman "${options[@]}" "$@"; }
 port=$(free_port)
-export CONTAINERS_CONF="$scratch/containers.conf"
-cat >"$CONTAINERS_CONF" <<CONF
-[containers]
-cgroups = "disabled"
-default_ulimits = ["nofile=1024:1024", "nproc=1024:1024"]
-[engine]
-cgroup_manager = "cgroupfs"
-events_logger = "file"
-CONF
+CONTAINERS_CONF=$(realpath "$(dirname "$0")/podman.conf")
+export CONTAINERS_CONF
 
 # What the manifests ask for, in podman's words, a word a line.
 /usr/bin/python3 - "$manifests" "$scratch/configuration" >"$scratch/words" <<'CODE'
@@ -60,7 +53,7 @@ name=velmoraserviced-$$
 take_down() { podman rm --force --time 0 "$name" >/dev/null 2>&1 || true; }
 trap 'take_down; clean_up' EXIT
 # The health check of the image would want systemd for its times; a cluster has probes instead.
-podman run --detach --name "$name" --network host --no-healthcheck "${words[@]}" "localhost/velmoraserviced:$tag" \
+podman run --detach --name "$name" --no-healthcheck "${words[@]}" "localhost/velmoraserviced:$tag" \
   >"$scratch/said" 2>&1 </dev/null || fail "podman: $(<"$scratch/said")"
 serves() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$port/healthz" 2>/dev/null; }
 until_true serves || fail "it does not serve: $(podman logs "$name" 2>&1)"
