@@ -4,6 +4,7 @@
 // its value: g++ 12 compiles `else if (!co_await ...)` into a crash.
 #pragma once
 
+#include <exception>
 // Boost 1.74 uses std::exchange in its coroutines without including it.
 #include <utility>
 
@@ -26,6 +27,14 @@ using Socket = asio::generic::stream_protocol::socket;
 // What a coroutine hands to an operation: wait for it, and put its outcome into `error`.
 inline auto into(error_code& error) {
     return asio::redirect_error(asio::use_awaitable, error);
+}
+
+// For a coroutine without which the server is none: when it fails, for want of memory, so does the
+// process, and whoever watches over that starts it again.
+inline void endWithIt(const std::exception_ptr& failure) {
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
 }
 
 // Closed is closed, whatever the system thinks of it.

@@ -250,13 +250,21 @@ asio::awaitable<bool> Connection::readHead(Parser& parser) {
     deadline_.within(hasPlace() ? context_.limits.headerTimeout : context_.limits.visitTime);
     error_code error;
     std::optional<Response> objection;
+    std::size_t size = 0;
     while (!error && !objection && !parser.is_header_done()) {
         objection =
             objectionToLines({static_cast<const char*>(buffer_.data().data()), buffer_.size()});
-        buffer_.consume(parser.put(buffer_.data(), error));
+        const std::size_t taken = parser.put(buffer_.data(), error);
+        buffer_.consume(taken);
+        size += taken;
+        if (!objection) {
+            objection = objectionToSize(parser.get(), size, context_.limits);
+        }
         if (error == http::error::need_more) {
             error.clear();
-            co_await readMore(error);
+            if (!objection) {
+                co_await readMore(error);
+            }
         }
     }
     if (!error && !objection) {

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
 
 namespace standin {
@@ -70,7 +69,7 @@ void HttpServer::run(std::promise<void> started) {
         return;
     }
     started.set_value();
-    asio::co_spawn(io_, acceptClients(), asio::detached);
+    asio::co_spawn(io_, acceptClients(), endWithIt);
     io_.run();
 }
 

@@ -12,7 +12,7 @@ namespace standin {
 //
 // Memory at most: 24 MiB for the server, maxBodiesBytes (96), pictureMemory (400), and for each
 // reader 12 of its own, a file (16) and a small picture (16); with four readers 696 MiB, 730 MB.
-// Each connection adds up to 28 KiB: 2,000 of them 55 MiB. A reader that is ended has its 44 for
+// Each connection adds up to 32 KiB: 2,000 of them 63 MiB. A reader that is ended has its 44 for
 // some milliseconds beside the next one.
 struct Limits {
     // Client connections that may be asked for. Each takes a descriptor and, while it sends an
@@ -71,8 +71,9 @@ struct Limits {
     // a picture needs beyond is refused: 413, return code 10.
     std::size_t readerMemory = 512;
 
-    // Request line and header fields together, bytes. Above: 431.
+    // Request line and header fields together, bytes, and the fields. Above: 431.
     std::uint32_t maxHeaderBytes = 8 * 1024;
+    std::int32_t maxHeaderFields = 100;
 
     // From the first byte of a request to the end of its header. Above: 408, and the end of the
     // connection.

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <string>
 #include <utility>
 
 #include <boost/asio/error.hpp>
@@ -21,6 +24,10 @@ constexpr unsigned int kHttp11 = 11;
 
 Response protocolError(int status, const std::string& message) {
     return errorResponse(status, VELMORA_LIGHT_ERROR_OTHER, message);
+}
+
+Response tooLargeHeader(int64_t most, const char* unit) {
+    return protocolError(431, "the header has more than " + std::to_string(most) + " " + unit);
 }
 
 // Whether `text` is a name or an address, and a port or none.
@@ -85,8 +92,7 @@ std::optional<Response> answerToReadError(const boost::system::error_code& error
             "the body has more than " + std::to_string(limits.maxBodyBytes) + " bytes");
     }
     if (error == http::error::header_limit || error == http::error::buffer_overflow) {
-        return protocolError(
-            431, "the header has more than " + std::to_string(limits.maxHeaderBytes) + " bytes");
+        return tooLargeHeader(limits.maxHeaderBytes, "bytes");
     }
     if (error == http::error::bad_version) {
         return protocolError(505, "only HTTP/1.0 and HTTP/1.1 are spoken here");
@@ -101,8 +107,21 @@ std::optional<Response> answerToReadError(const boost::system::error_code& error
     return protocolError(400, "malformed HTTP: " + error.message());
 }
 
+std::optional<Response> objectionToSize(const http::request_header<>& header, std::size_t bytes,
+                                        const Limits& limits) {
+    if (bytes > limits.maxHeaderBytes) {
+        return tooLargeHeader(limits.maxHeaderBytes, "bytes");
+    }
+    if (std::distance(header.begin(), header.end()) > limits.maxHeaderFields) {
+        return tooLargeHeader(limits.maxHeaderFields, "fields");
+    }
+    return std::nullopt;
+}
+
 std::optional<Response> objectionToLines(std::string_view text) {
-    const std::string_view header = text.substr(0, text.find("\r\n\r\n"));
+    // All but the last line's end may have been taken already.
+    const std::string_view header =
+        text.substr(0, text.starts_with("\r\n") ? 0 : text.find("\r\n\r\n"));
     if (header.find("\n ") == std::string_view::npos &&
         header.find("\n\t") == std::string_view::npos) {
         return std::nullopt;
@@ -123,7 +142,8 @@ std::optional<Response> objectionTo(const http::request_header<>& header,
         (codings == 1 && !iequals(header[http::field::transfer_encoding], "chunked"))) {
         return protocolError(501, "no transfer coding but chunked is known");
     }
-    if (header.count(http::field::expect) > 0 && !expectsContinue(header)) {
+    if (header.count(http::field::expect) > 0 && header.version() == kHttp11 &&
+        !expectsContinue(header)) {
         return protocolError(417, "no expectation but 100-continue can be met");
     }
     if (header.count(http::field::origin) > 0 &&

@@ -1,6 +1,7 @@
 // The engine's objections to requests that are not good HTTP/1.1.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string_view>
 
@@ -16,6 +17,11 @@ namespace standin {
 // requests, or the network failed.
 [[nodiscard]] std::optional<Response> answerToReadError(const boost::system::error_code& error,
                                                         const Limits& limits);
+
+// The answer to a header, as far as it was read, with more bytes or fields than are allowed: the
+// parser's own limit is for what it is given at once.
+[[nodiscard]] std::optional<Response> objectionToSize(
+    const boost::beast::http::request_header<>& header, std::size_t bytes, const Limits& limits);
 
 // The answer to a request with a folded line in its header, which may have more behind it or still
 // be incomplete: continued lines are read differently by different programs.

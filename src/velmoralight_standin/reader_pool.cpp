@@ -93,25 +93,25 @@ void ReaderPool::start() {
         open(*readers_.emplace_back(std::make_unique<Reader>(io_, memory_)));
     }
     for (const auto& reader : readers_) {
-        asio::co_spawn(io_, keep(*reader), asio::detached);
+        asio::co_spawn(io_, keep(*reader), endWithIt);
     }
     count();
 }
 
 asio::awaitable<std::optional<Response>> ReaderPool::read(std::shared_ptr<PictureJob> job) {
-    const int32_t timeout = config_.queueTimeout;
-    const auto expiry =
-        timeout > 0 ? job->since + std::chrono::milliseconds(timeout) : Clock::time_point::max();
+    const std::chrono::milliseconds timeout(config_.queueTimeout);
     error_code error;  // a cancelled wait is what is waited for
     submit(job);
     while (job->state != State::Ended) {
-        const bool isWaiting = job->state == State::Waiting;
-        if (isWaiting && Clock::now() >= expiry) {
+        const bool mayExpire = job->state == State::Waiting && timeout.count() > 0;
+        const auto expiry =
+            mayExpire ? job->since + timeout - job->waited : Clock::time_point::max();
+        if (Clock::now() >= expiry) {
             ++counters_.queueTimeouts;
-            withdraw(job,
-                     refusal("the request waited longer than " + std::to_string(timeout) + " ms"));
+            withdraw(job, refusal("the request waited longer than " +
+                                  std::to_string(timeout.count()) + " ms"));
         } else {
-            job->wake.expires_at(isWaiting ? expiry : Clock::time_point::max());
+            job->wake.expires_at(expiry);
             co_await job->wake.async_wait(into(error));
         }
     }
@@ -133,17 +133,11 @@ void ReaderPool::submit(const std::shared_ptr<PictureJob>& job) {
     }
 }
 
+// Ends a job that waits, for a reader or for memory.
 void ReaderPool::withdraw(const std::shared_ptr<PictureJob>& job, std::optional<Response> answer) {
     std::erase(waiting_, job);
     count();
     job->end(std::move(answer));
-}
-
-void ReaderPool::abandon(const std::shared_ptr<PictureJob>& job) {
-    job->isAbandoned = true;
-    if (job->state == State::Waiting) {
-        withdraw(job, std::nullopt);
-    }
     for (Reader* const reader : turns_) {
         if (reader->job == job) {
             reader->timer.cancel();
@@ -151,12 +145,19 @@ void ReaderPool::abandon(const std::shared_ptr<PictureJob>& job) {
     }
 }
 
+void ReaderPool::abandon(const std::shared_ptr<PictureJob>& job) {
+    job->isAbandoned = true;
+    if (job->state == State::Waiting) {
+        withdraw(job, std::nullopt);
+    }
+}
+
 void ReaderPool::stop() {
     stopped_ = true;
     refuseWaiting("the server is being stopped");
     for (const auto& reader : readers_) {
+        reader->timer.cancel();
         if (reader->job == nullptr) {
-            reader->timer.cancel();
             closeQuietly(reader->socket);
         }
     }
@@ -308,22 +309,35 @@ asio::awaitable<const ReaderEnd*> ReaderPool::lendMemory(Reader& reader, std::si
     if (amount > limits_.pictureMemory) {
         co_return &kMemory;
     }
+    const auto job = reader.job;
     reader.deadline.lift();
-    const auto since = Clock::now();
+    const auto asked = Clock::now();
+    const auto worked = asked - std::exchange(job->since, asked);
+    job->enter(State::Waiting);
+    if (job->isAbandoned) {
+        withdraw(job, std::nullopt);
+    }
     turns_.push_back(&reader);
     error_code error;
-    while (!reader.job->isAbandoned &&
+    while (job->state == State::Waiting &&
            (turns_.front() != &reader || !reader.memory.growTo(amount))) {
-        reader.timer.expires_at(asio::steady_timer::time_point::max());
-        co_await reader.timer.async_wait(into(error));
+        if (stopped_) {
+            withdraw(job, refusal("the server is being stopped"));
+        } else {
+            reader.timer.expires_at(asio::steady_timer::time_point::max());
+            co_await reader.timer.async_wait(into(error));
+        }
     }
     std::erase(turns_, &reader);
     wakeNextTurn();
-    const auto waited = Clock::now() - since;
-    reader.job->waited += waited;
-    reader.job->since += waited;
-    reader.deadline.at(reader.job->since + limits_.pictureTime);
-    const char mayGoOn = reader.job->isAbandoned ? 0 : 1;
+    const char mayGoOn = job->state == State::Waiting ? 1 : 0;
+    if (mayGoOn == 1) {
+        job->enter(State::Working);
+    }
+    const auto now = Clock::now();
+    job->waited += now - job->since;
+    job->since = now - worked;
+    reader.deadline.at(job->since + limits_.pictureTime);
     error.clear();
     co_await asio::async_write(reader.socket, asio::buffer(&mayGoOn, sizeof mayGoOn), into(error));
     co_return error ? reader.ending(error) : nullptr;
@@ -358,12 +372,15 @@ asio::awaitable<const ReaderEnd*> ReaderPool::takeResult(Reader& reader,
     co_return nullptr;
 }
 
-// Answers the reader's job, which was worked on.
+// Answers the reader's job, unless it ended while it waited for memory.
 void ReaderPool::finish(Reader& reader, VelmoraLightReturnCode code, Response answer) {
     const auto job = std::exchange(reader.job, nullptr);
     reader.deadline.lift();
     reader.memory.release();
     wakeNextTurn();
+    if (job->state == State::Ended) {
+        return;
+    }
     ++counters_.recognitions[code];
     counters_.waited.add(job->waited);
     counters_.worked.add(Clock::now() - job->since);
@@ -389,6 +406,7 @@ bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
         asio::buffer(&request, sizeof request), asio::buffer(job->query), asio::buffer(job->file)};
     boost::beast::buffers_suffix<std::array<asio::const_buffer, 3>> rest(parts);
     error_code error;
+    const auto now = Clock::now();  // the reader may be done before this thread runs again
     const std::size_t sent = reader.socket.write_some(parts, error);
     if (error || sent < sizeof request) {
         reader.ready = false;
@@ -396,7 +414,6 @@ bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
         return false;
     }
     rest.consume(sent);
-    const auto now = Clock::now();
     job->state = State::Working;
     job->waited += now - std::exchange(job->since, now);
     job->handedOver = false;

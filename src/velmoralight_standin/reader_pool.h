@@ -38,7 +38,7 @@ public:
     void start();
 
     // Waits for the answer to a new job: what a reader has found, or why there is nothing. No
-    // answer when the job was abandoned before a reader took it up.
+    // answer when the job was abandoned before a reader took it up or while it waited for memory.
     asio::awaitable<std::optional<Response>> read(std::shared_ptr<PictureJob> job);
 
     // Nobody wants the answer any more: the job is not begun, or not lent any memory.

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "engine.h"
@@ -240,6 +242,48 @@ TEST(RequestHeader, IsRefusedWhenItNeverEnds) {
     const Engine engine;
     const std::string endless(200'000, 'x');
     EXPECT_EQ(answerTo(engine, "GET /" + endless).status, 431);
+}
+
+TEST(RequestHeader, IsAsLargeAsAllItsPieces) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send("GET /healthz HTTP/1.1\r\nHost: x\r\n");
+    const std::string field = "X-Padding: " + std::string(487, 'x') + "\r\n";
+    // Each piece ends a byte into a name, which the parser does not take before the next one.
+    for (int i = 0; i < 20; ++i) {
+        client.send(i == 0 ? field + "X" : field.substr(1) + "X");
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    client.send("-A: b\r\n\r\n");
+    EXPECT_EQ(client.receive().status, 431);
+}
+
+TEST(RequestHeader, MayHaveAHundredFieldsAndNoMore) {
+    const Engine engine;
+    std::string fields;  // beside Host
+    for (int i = 1; i < 100; ++i) {
+        fields += "A:b\r\n";
+    }
+    EXPECT_EQ(answerTo(engine, httpRequest("GET", "/healthz", "", fields)).status, 200);
+    const HttpReply reply =
+        answerTo(engine, httpRequest("GET", "/healthz", "", fields + "A:b\r\n"));
+    EXPECT_EQ(reply.status, 431);
+    EXPECT_EQ(json::parse(reply.body)["message"], "the header has more than 100 fields");
+}
+
+// RFC 9110, 10.1.1.
+TEST(RequestHeader, HasNoExpectationsInTheOldVersion) {
+    const Engine engine;
+    EXPECT_EQ(answerTo(engine, "GET /healthz HTTP/1.0\r\nExpect: tea\r\n\r\n").status, 200);
+}
+
+TEST(RequestHeader, IsNotMistakenForFoldedWhenItsLastLineEndComesLate) {
+    const Engine engine;
+    HttpClient client(engine.port());
+    client.send("POST /v1/recognize HTTP/1.1\r\nHost: x\r\nContent-Length: 4\r\n\r");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    client.send("\n\n by");
+    EXPECT_EQ(client.receive().status, 415);
 }
 
 TEST(RequestBody, MayComeInChunks) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <future>
 #include <ostream>
 #include <random>
 #include <stdexcept>
@@ -529,15 +530,39 @@ TEST(LargePictures, GetNoMemoryOfAReaderThatIsNotGoneYet) {
     EXPECT_GT(json::parse(client.receive().body)["waitedMs"].get<double>(), 200);
 }
 
+// A server one reader of which has most of the memory until the test has seen enough.
+class ServerWithoutMemory : public ScriptedServer {
+public:
+    explicit ServerWithoutMemory(int32_t queueTimeout = 0)
+        : ScriptedServer(configWith(queueTimeout), patientLimits()), busy(port) {
+        busy.send(httpRequest("POST", "/v1/recognize", "keep 400"));
+        const std::vector<pid_t> readers = readersOnceThereAre(2);
+        EXPECT_TRUE(waitUntil(
+            [&] { return nameOf(readers[0]) == "asked\n" || nameOf(readers[1]) == "asked\n"; }));
+    }
+
+    void expectToFinish() {
+        letReadersGoOn();
+        EXPECT_EQ(busy.receive().status, 200);
+    }
+
+private:
+    static VelmoraLightServerConfig configWith(int32_t queueTimeout) {
+        VelmoraLightServerConfig config = withReaders(2);
+        config.queueTimeout = queueTimeout;
+        return config;
+    }
+    static Limits patientLimits() {
+        Limits limits;
+        limits.pictureTime = 1min;
+        return limits;
+    }
+
+    HttpClient busy;
+};
+
 TEST(LargePictures, GiveTheirTurnBackWhenTheClientLeaves) {
-    Limits limits;
-    limits.pictureTime = 30s;
-    const ScriptedServer server(2, limits);
-    HttpClient patient(server.port);
-    patient.send(httpRequest("POST", "/v1/recognize", "keep 400"));
-    const std::vector<pid_t> readers = readersOnceThereAre(2);
-    EXPECT_TRUE(waitUntil(
-        [&] { return nameOf(readers[0]) == "asked\n" || nameOf(readers[1]) == "asked\n"; }));
+    ServerWithoutMemory server;
     {
         HttpClient leaving(server.port);
         leaving.send(httpRequest("POST", "/v1/recognize", "memory 400 0"));
@@ -545,8 +570,33 @@ TEST(LargePictures, GiveTheirTurnBackWhenTheClientLeaves) {
     }
     EXPECT_EQ(server.recognize("good").status, 200);
     EXPECT_EQ(server.counters()["workersBusy"], 1);  // the one that still has all the memory
-    letReadersGoOn();
-    EXPECT_EQ(patient.receive().status, 200);
+    server.expectToFinish();
+}
+
+TEST(LargePictures, WaitForTheirTurnAsLongAsForAReaderAndNoLonger) {
+    ServerWithoutMemory server(300);
+    const HttpReply reply = server.recognize("memory 400 0");
+    EXPECT_EQ(reply.status, 503);
+    EXPECT_EQ(json::parse(reply.body)["message"], "the request waited longer than 300 ms");
+    EXPECT_EQ(server.recognize("good").status, 200);
+    const json counters = server.counters();
+    EXPECT_EQ(counters["queueTimeouts"], 1);
+    EXPECT_EQ(counters["workersBusy"], 1);
+    EXPECT_EQ(counters["recognitions"], json({{"VELMORA_LIGHT_SUCCESS", 1}}));
+    server.expectToFinish();
+    EXPECT_EQ(server.recognize("memory 400 0").status, 200);
+}
+
+TEST(LargePictures, AreRefusedInTheirWaitWhenTheServerIsDestroyed) {
+    ServerWithoutMemory server;
+    HttpClient waiting(server.port);
+    waiting.send(httpRequest("POST", "/v1/recognize", "memory 400 0"));
+    EXPECT_TRUE(waitUntil([&] { return server.counters()["workersBusy"] == 2; }));
+    const auto stopped = std::async(std::launch::async, [&] { server.stop(); });
+    const HttpReply reply = waiting.receive();
+    EXPECT_EQ(reply.status, 503);
+    EXPECT_EQ(json::parse(reply.body)["message"], "the server is being stopped");
+    server.expectToFinish();
 }
 
 TEST(LargePictures, GiveTheirTurnBackWhenTheReaderDies) {

@@ -55,7 +55,7 @@ bool sendResult(int socket, const Recognition& recognition) {
 
 constexpr uint64_t kMebibyte = uint64_t{1024} * 1024;
 
-// Asks for room, and waits until there is some, or nobody wants to know any more.
+// Asks for room, and waits until there is some, or the request has ended without it.
 void askForMemory(int socket, uint64_t bytes) {
     const auto size = static_cast<uint32_t>((bytes + kMebibyte - 1) / kMebibyte);
     const ReaderAnswer wish{ReaderWord::NeedsMemory, 0, 0, size};
@@ -64,7 +64,7 @@ void askForMemory(int socket, uint64_t bytes) {
         throw std::runtime_error("the server is gone");
     }
     if (granted == 0) {
-        throw std::runtime_error("the client is gone");
+        throw std::runtime_error("no memory was lent");
     }
 }
 
