@@ -21,6 +21,8 @@ sed -i "s/^port = .*/port = $port/" "$tree/config/velmora.ini"
 
 # output_of_run: starts it, ends it once it serves, and says what it said.
 output_of_run() {
+  # Emptied here: the child that comes up below may be later than the first look for what it says.
+  : >"$scratch/output"
   "$tree/scripts/run.sh" >"$scratch/output" 2>&1 &
   started+=($!)
   until_true grep -q -e '^Serving' -e '^run.sh:' "$scratch/output" || fail "it does not serve: $(<"$scratch/output")"
