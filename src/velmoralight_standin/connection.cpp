@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <string>
@@ -124,7 +125,8 @@ bool Connection::takePlace() {
 }
 
 bool Connection::leave(bool isIdle) {
-    const int seen = peek();
+    char byte = 0;
+    const int seen = receive(asio::buffer(&byte, sizeof byte), MSG_PEEK);
     if (!hasPlace() || seen > 0 || (seen < 0 && !isIdle)) {
         return false;
     }
@@ -133,11 +135,10 @@ bool Connection::leave(bool isIdle) {
     return true;
 }
 
-// Positive when something can be read, 0 when the client has hung up, negative when it is silent.
-int Connection::peek() {
-    char byte = 0;
+// Takes what has come already: its size, 0 when the client has hung up, negative when it is silent.
+int Connection::receive(asio::mutable_buffer room, int flags) {
     const ssize_t count =
-        ::recv(socket_.native_handle(), &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT);
+        ::recv(socket_.native_handle(), room.data(), room.size(), flags | MSG_DONTWAIT);
     return count < 0 && errno != EAGAIN ? 0 : static_cast<int>(count);
 }
 
@@ -333,17 +334,26 @@ asio::awaitable<void> Connection::recognize(Parser& parser) {
     }
 }
 
-// A client that leaves takes its request with it. One that sends its next request early is not
-// watched any further.
+// A client that leaves takes its request with it. What it says early is put aside, so that its end
+// can be seen behind that; one that says more than is put aside is not watched any further.
 void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
     // While the job is under way, so is this connection.
-    const auto leave = [this, watched = std::weak_ptr(job)](const error_code& error) {
-        const auto left = watched.lock();
-        if (!error && left && left->state != PictureJob::State::Ended && peek() == 0) {
-            context_.pool.abandon(left);
+    const auto look = [this, weak = std::weak_ptr(job)](const error_code& error) {
+        const auto watched = weak.lock();
+        if (error || !watched || watched->state == PictureJob::State::Ended) {
+            return;
+        }
+        const int seen = receive(buffer_.prepare(kReadSize), 0);
+        if (seen == 0) {
+            context_.pool.abandon(watched);
+        } else {
+            buffer_.commit(static_cast<std::size_t>(std::max(seen, 0)));
+            watchForHangup(watched);
         }
     };
-    socket_.async_wait(Socket::wait_read, leave);
+    if (buffer_.size() <= context_.limits.maxHeaderBytes) {
+        socket_.async_wait(Socket::wait_read, look);
+    }
 }
 
 asio::awaitable<void> Connection::send(Response response) {

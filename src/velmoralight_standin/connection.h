@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include <boost/asio/buffer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
@@ -45,7 +46,7 @@ private:
     [[nodiscard]] bool hasPlace() const { return place_.amount() > 0; }
     bool takePlace();
     bool leave(bool isIdle);
-    [[nodiscard]] int peek();
+    [[nodiscard]] int receive(asio::mutable_buffer room, int flags);
 
     asio::awaitable<bool> awaitFirstWord();
     asio::awaitable<bool> awaitNextWord();

@@ -88,10 +88,12 @@ asio::awaitable<void> HttpServer::acceptClients() {
         if (!error) {
             begin(std::move(socket));
         } else if (error != asio::error::connection_aborted) {
-            // Not enough of something, mostly of descriptors. The client is still in the backlog:
-            // to try again at once would keep a core busy.
-            const auto now = asio::steady_timer::clock_type::now();
-            co_await awaitChange(now + context_.limits.acceptPause);
+            // Not enough of something, mostly of descriptors, of which an idle client has one. The
+            // newcomer is still in the backlog: to try again at once would keep a core busy.
+            if (!context_.places.freeOne()) {
+                const auto now = asio::steady_timer::clock_type::now();
+                co_await awaitChange(now + context_.limits.acceptPause);
+            }
         }
     }
 }

@@ -30,7 +30,7 @@ struct Places {
     // Those that are idle now, the longest first; each adds and removes itself.
     std::list<IdleGuest> idle{};
 
-private:
+    // Has a guest leave. False when there is none that would.
     [[nodiscard]] bool freeOne() const {
         const auto now = Clock::now();
         return std::any_of(idle.begin(), idle.end(), [now](const IdleGuest& guest) {

@@ -43,6 +43,44 @@ private:
     rlimit before{};
 };
 
+// A client that needs no descriptor beyond the one that it begins with.
+class Newcomer {
+public:
+    ~Newcomer() { ::close(descriptor); }
+    Newcomer() = default;
+    Newcomer(const Newcomer&) = delete;
+    Newcomer& operator=(const Newcomer&) = delete;
+
+    void connectTo(uint16_t port) const {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ASSERT_EQ(::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    }
+
+    // The status line, or what there is of it.
+    [[nodiscard]] std::string ask() const {
+        const std::string request = httpRequest("GET", "/healthz");
+        ::send(descriptor, request.data(), request.size(), MSG_NOSIGNAL);
+        char answer[16] = {};
+        ::recv(descriptor, answer, sizeof answer - 1, 0);
+        return answer;
+    }
+
+private:
+    const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
+
+// The second answer tells that the server is through with the first in all its parts. The
+// undefined-behaviour sanitizer needs descriptors to look at a type that it has not met.
+void askTwice(HttpClient& client) {
+    for (int i = 0; i < 2; ++i) {
+        client.send(httpRequest("GET", "/healthz"));
+        EXPECT_EQ(client.receive().status, 200);
+    }
+}
+
 // Asks for more than the buffers between client and server hold, so that the server's answers
 // stick.
 void askWithoutListening(HttpClient& client) {
@@ -301,30 +339,30 @@ TEST(MaxBodiesBytes, AreGivenBackWhenTheQueueIsFull) {
 TEST(ServerAccept, RestsWhileThereAreNoDescriptors) {
     const LimitedServer server{Limits()};
     HttpClient client(server.port);
-    // Twice: the second answer tells that the server is through with the first in all its parts.
-    // The undefined-behaviour sanitizer needs descriptors to look at a type that it has not met.
-    for (int i = 0; i < 2; ++i) {
-        client.send(httpRequest("GET", "/healthz"));
-        EXPECT_EQ(client.receive().status, 200);
-    }
-    const int second = ::socket(AF_INET, SOCK_STREAM, 0);
+    askTwice(client);
+    client.send("GET /healthz");  // which is at work from now on, and gives nothing up
+    const Newcomer second;
     {
         const NoMoreDescriptors nothing;
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(server.port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ASSERT_EQ(::connect(second, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        second.connectTo(server.port);
         const double before = processorSeconds();
         std::this_thread::sleep_for(500ms);  // the time in which it must not work
         EXPECT_LT(processorSeconds() - before, 0.25);
     }
-    const std::string request = httpRequest("GET", "/healthz");
-    ASSERT_GT(::send(second, request.data(), request.size(), MSG_NOSIGNAL), 0);
-    char answer[16] = {};
-    EXPECT_GT(::recv(second, answer, sizeof answer - 1, 0), 0);
-    ::close(second);
-    EXPECT_EQ(std::string(answer), "HTTP/1.1 200 OK");
+    EXPECT_EQ(second.ask(), "HTTP/1.1 200 OK");
+}
+
+TEST(ServerAccept, TakesTheDescriptorOfTheLongestIdleWhenThereAreNoOthers) {
+    Limits limits;
+    limits.idleTimeout = 10min;
+    const LimitedServer server(limits);
+    HttpClient client(server.port);
+    askTwice(client);
+    const Newcomer second;
+    const NoMoreDescriptors nothing;
+    second.connectTo(server.port);
+    EXPECT_EQ(second.ask(), "HTTP/1.1 200 OK");
+    EXPECT_EQ(client.awaitHangup(), Hangup::Orderly);
 }
 
 TEST(AnswerTimeout, EndsAConnectionThatDoesNotTakeItsAnswers) {

@@ -141,6 +141,33 @@ TEST(PictureQueue, LosesTheRequestOfAClientThatLeaves) {
     EXPECT_EQ(server.counter("symbols"), 1);
 }
 
+TEST(PictureQueue, LosesTheRequestOfAClientThatLeavesAfterWordsOfItsNextOne) {
+    BusyServer server(withQueue(5));
+    auto waiting = server.waitingClient();
+    for (const char* early : {"G", "ET /healthz HT"}) {
+        waiting->send(early);
+        std::this_thread::sleep_for(20ms);  // mostly a piece of its own for the server
+    }
+    waiting.reset();
+    EXPECT_TRUE(waitUntil([&] { return server.counter("requestsWaiting") == 0; }));
+    server.expectToFinish();
+}
+
+TEST(PictureQueue, KeepsTheRequestsOfAClientThatSaysMoreThanIsPutAside) {
+    BusyServer server(withQueue(5));
+    const auto waiting = server.waitingClient();
+    std::string more;
+    for (int i = 0; i < 1000; ++i) {
+        more += httpRequest("GET", "/healthz");
+    }
+    waiting->send(more);
+    EXPECT_EQ(server.counter("requestsWaiting"), 1);
+    server.expectToFinish();
+    for (int i = 0; i <= 1000; ++i) {
+        ASSERT_EQ(waiting->receive().status, 200);
+    }
+}
+
 TEST(PictureQueue, IsOneForAllReaders) {
     VelmoraLightServerConfig config = withQueue(5);
     config.threads = 2;
