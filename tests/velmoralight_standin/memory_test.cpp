@@ -44,6 +44,7 @@ public:
 
     [[nodiscard]] uint16_t port() const { return static_cast<uint16_t>(config.port); }
     [[nodiscard]] int64_t peak() const { return largest; }
+    [[nodiscard]] int64_t sizeOfHost() const { return residentSizeOf(host.id); }
 
 private:
     static VelmoraLightServerConfig withFourReaders() {
@@ -103,6 +104,29 @@ TEST_F(EngineMemory, StaysBoundedWithSixtyLargeBodiesHeldOpen) {
     EXPECT_GE(worked, 6);
     EXPECT_LT(engine.peak(), 768 * kMegabyte);
     RecordProperty("peak", std::to_string(engine.peak()));
+}
+
+TEST_F(EngineMemory, IsGivenBackAfterLargeBodies) {
+    const MeasuredHost engine;
+    const auto post = [&](int64_t size) {
+        const std::string body(static_cast<size_t>(size), 'x');
+        const int status = httpExchange(engine.port(), "POST", "/v1/recognize", body).status;
+        EXPECT_TRUE(status == 415 || status == 503) << status;
+    };
+    post(1000);
+    const int64_t before = engine.sizeOfHost();
+    // The second time, the allocator has seen the sizes of the first.
+    for (int i = 0; i < 2; ++i) {
+        std::vector<std::thread> clients;
+        for (const int64_t megabytes : {15, 3, 8, 15, 2, 15, 4, 6, 15, 7}) {
+            clients.emplace_back([&post, megabytes] { post(megabytes * kMegabyte); });
+        }
+        for (std::thread& client : clients) {
+            client.join();
+        }
+    }
+    EXPECT_TRUE(waitUntil([&] { return engine.sizeOfHost() < before + 20 * kMegabyte; }))
+        << engine.sizeOfHost() - before;
 }
 
 TEST_F(EngineMemory, StaysBoundedWithFourLargeProgressiveJpegsAtOnce) {
