@@ -359,7 +359,7 @@ void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
 asio::awaitable<void> Connection::send(Response response) {
     const Limits& limits = context_.limits;
     manner_.stays = manner_.stays && !context_.stopping;
-    ++context_.counters.responses[response.status];
+    ++context_.counters.responses[std::to_string(response.status)];
     auto message = messageOf(response, manner_);
     phase_ = Phase::Answering;
     deadline_.within(context_.stopping ? limits.stopGrace : limits.answerTimeout);

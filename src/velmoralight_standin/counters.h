@@ -6,9 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <string_view>
-
-#include "velmora_light_api_server.h"
+#include <string>
 
 namespace standin {
 
@@ -31,13 +29,16 @@ struct Histogram {
     }
 };
 
+// How often each of several things happened, by their names in the reports.
+using Counts = std::map<std::string, uint64_t>;
+
 // Since the server was created.
 struct Counters {
     uint64_t connectionsAdmitted = 0;
     uint64_t connectionsRefused = 0;
-    std::map<int, uint64_t> responses;                        // by HTTP status
-    std::map<VelmoraLightReturnCode, uint64_t> recognitions;  // those that were worked on
-    uint64_t symbols = 0;                                     // found
+    Counts responses;              // by HTTP status
+    Counts recognitions;           // those that were worked on, by return code
+    uint64_t symbols = 0;          // found
     uint64_t queueFull = 0;        // requests refused because the queue was full
     uint64_t queueTimeouts = 0;    // requests that waited too long
     uint64_t bodiesRefused = 0;    // requests refused because of the others' bodies
@@ -46,8 +47,7 @@ struct Counters {
     uint64_t requestsWaiting = 0;  // now
     uint64_t readersAlive = 0;     // now
     uint64_t readersBusy = 0;      // now
-    // By reason; a reason that has not been met yet counts 0.
-    std::map<std::string_view, uint64_t> readersReplaced;
+    Counts readersReplaced;        // by reason; one that has not been met yet counts 0
 };
 
 }  // namespace standin

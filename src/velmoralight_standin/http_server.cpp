@@ -22,13 +22,6 @@ void closeInChildren(int descriptor) {
     static_cast<void>(::fcntl(descriptor, F_SETFD, FD_CLOEXEC));
 }
 
-// Has the system get the memory of large bodies back as soon as they are gone. By itself the
-// allocator would keep it after the first few, up to all that bodies may have.
-void giveLargeBlocksBack() {
-    constexpr int kLarge = 1024 * 1024;
-    static_cast<void>(::mallopt(M_MMAP_THRESHOLD, kLarge));
-}
-
 }  // namespace
 
 HttpServer::HttpServer(const VelmoraLightServerConfig& config, const Surroundings& surroundings,
@@ -36,7 +29,10 @@ HttpServer::HttpServer(const VelmoraLightServerConfig& config, const Surrounding
     : context_(io_, config, surroundings, limits),
       maxConnections_(static_cast<std::size_t>(config.conns) +
                       static_cast<std::size_t>(limits.maxVisitors)) {
-    giveLargeBlocksBack();
+    // The system gets the memory of large bodies back as soon as they are gone. By itself the
+    // allocator would keep it after the first few, up to all that bodies may have.
+    constexpr int kLarge = 1024 * 1024;
+    static_cast<void>(::mallopt(M_MMAP_THRESHOLD, kLarge));
     listen();
     std::promise<void> starting;
     std::future<void> started = starting.get_future();

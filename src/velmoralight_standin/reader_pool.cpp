@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <string_view>
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
@@ -23,8 +22,8 @@ using State = PictureJob::State;
 using Clock = PictureJob::Clock;
 
 struct ReaderEnd {
-    std::string_view reason;  // as the reports name it
-    const char* message;      // to the client whose picture it was
+    const char* reason;   // as the reports name it
+    const char* message;  // to the client whose picture it was
 };
 
 namespace {
@@ -381,7 +380,7 @@ void ReaderPool::finish(Reader& reader, VelmoraLightReturnCode code, Response an
     if (job->state == State::Ended) {
         return;
     }
-    ++counters_.recognitions[code];
+    ++counters_.recognitions[nameOf(code)];
     counters_.waited.add(job->waited);
     counters_.worked.add(Clock::now() - job->since);
     job->end(std::move(answer));

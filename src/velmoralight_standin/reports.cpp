@@ -17,18 +17,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string labelOf(int status) {
-    return std::to_string(status);
-}
-
-std::string labelOf(VelmoraLightReturnCode code) {
-    return nameOf(code);
-}
-
-std::string labelOf(std::string_view reason) {
-    return std::string(reason);
-}
-
 // Calls `use` with each upper bound as text and how many took no longer.
 template <typename Use>
 void forEachBound(const Histogram& histogram, Use use) {
@@ -47,15 +35,6 @@ Json jsonOf(const VelmoraLightServerConfig& config) {
             {"queueTimeout", config.queueTimeout}};
 }
 
-template <typename Key>
-Json jsonOf(const std::map<Key, uint64_t>& counts) {
-    Json result = Json::object();
-    for (const auto& [key, count] : counts) {
-        result[labelOf(key)] = count;
-    }
-    return result;
-}
-
 // How many took at most as long as each bound, by the bound.
 Json jsonOf(const Histogram& histogram) {
     Json result = Json::object();
@@ -69,13 +48,13 @@ Json countersOf(const ServerState& state) {
     return {{"connectionsOpen", state.connectionsOpen},
             {"connectionsAdmitted", counters.connectionsAdmitted},
             {"connectionsRefused", counters.connectionsRefused},
-            {"responses", jsonOf(counters.responses)},
-            {"recognitions", jsonOf(counters.recognitions)},
+            {"responses", counters.responses},
+            {"recognitions", counters.recognitions},
             {"symbols", counters.symbols},
             {"requestsWaiting", counters.requestsWaiting},
             {"workersBusy", counters.readersBusy},
             {"readersAlive", counters.readersAlive},
-            {"readersReplaced", jsonOf(counters.readersReplaced)},
+            {"readersReplaced", counters.readersReplaced},
             {"queueFull", counters.queueFull},
             {"queueTimeouts", counters.queueTimeouts},
             {"bodiesRefused", counters.bodiesRefused},
@@ -102,12 +81,11 @@ public:
         sample(name, labels, value);
     }
 
-    template <typename Key>
     void counts(const std::string& name, const char* help, const std::string& label,
-                const std::map<Key, uint64_t>& counts) {
+                const Counts& counts) {
         family(name, "counter", help);
         for (const auto& [key, count] : counts) {
-            sample(name, "{" + label + "=\"" + labelOf(key) + "\"}", count);
+            sample(name, "{" + label + "=\"" + key + "\"}", count);
         }
     }
 
