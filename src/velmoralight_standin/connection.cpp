@@ -335,7 +335,7 @@ asio::awaitable<void> Connection::recognize(Parser& parser) {
 }
 
 // A client that leaves takes its request with it. What it says early is put aside, so that its end
-// can be seen behind that; one that says more than is put aside is not watched any further.
+// can be seen behind that; one that says more than there is room for is not watched any further.
 void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
     // While the job is under way, so is this connection.
     const auto look = [this, weak = std::weak_ptr(job)](const error_code& error) {
@@ -343,7 +343,7 @@ void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
         if (error || !watched || watched->state == PictureJob::State::Ended) {
             return;
         }
-        const int seen = receive(buffer_.prepare(kReadSize), 0);
+        const int seen = receive(buffer_.prepare(buffer_.capacity() - buffer_.size()), 0);
         if (seen == 0) {
             context_.pool.abandon(watched);
         } else {
@@ -351,7 +351,7 @@ void Connection::watchForHangup(const std::shared_ptr<PictureJob>& job) {
             watchForHangup(watched);
         }
     };
-    if (buffer_.size() <= context_.limits.maxHeaderBytes) {
+    if (buffer_.size() < buffer_.capacity()) {
         socket_.async_wait(Socket::wait_read, look);
     }
 }

@@ -153,7 +153,7 @@ TEST(PictureQueue, LosesTheRequestOfAClientThatLeavesAfterWordsOfItsNextOne) {
     server.expectToFinish();
 }
 
-TEST(PictureQueue, KeepsTheRequestsOfAClientThatSaysMoreThanIsPutAside) {
+TEST(PictureQueue, KeepsTheRequestsOfAClientThatSaysMoreThanThereIsRoomFor) {
     BusyServer server(withQueue(5));
     const auto waiting = server.waitingClient();
     std::string more;
