@@ -53,16 +53,14 @@ def until(condition, seconds=PATIENCE, what=None):
         time.sleep(0.02)
 
 
-def free_port():
-    """A port that nothing listens on, outside the range that the system hands out for connections."""
-    while True:
-        port = random.randrange(20000, 32000)
-        with socket.socket() as probe:
-            try:
-                probe.bind(("127.0.0.1", port))
-                return port
-            except OSError:
-                continue
+def free_port(candidates=iter(random.sample(range(20000, 32000), 12000))):
+    """A port that nothing listens on, outside the range that the system hands out for connections. Never one that this
+    process was given before: that one may not be listened on yet."""
+    for port in candidates:
+        with socket.socket() as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            return port
+    raise AssertionError("no port is free")
 
 
 def start(command, **options):
