@@ -47,7 +47,7 @@ class Programs:
 
     def run(self, name, arguments, **more):
         command = [str(self.build / "bin" / name), *arguments]
-        return subprocess.run(command, cwd=self.folder, env=self.environment | more, timeout=30,
+        return subprocess.run(command, cwd=self.folder, env=self.environment | more, timeout=120,
                               stdin=subprocess.DEVNULL, capture_output=True, check=False)
 
     def numbers_of_the_daemon(self, arguments):

@@ -82,8 +82,9 @@ for port in map(int, sys.argv[1:]):
 sys.exit("no port is free among " + " ".join(sys.argv[1:]))' "$@"
 }
 
-# answers PORT: whether a daemon, or what stands before it, serves there.
-answers() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$1/healthz" 2>/dev/null; }
+# answers PORT: whether a daemon, or what stands before it, serves there. From another address: while nothing listens, a
+# connection from the same one can get the port itself as its near end, and then nothing can listen there for a while.
+answers() { curl -fsS -o /dev/null --interface 127.0.0.2 --max-time 2 "http://127.0.0.1:$1/healthz" 2>/dev/null; }
 
 # build PRESET [cmake --build arguments]: configures where that has not been done, and builds. What the
 # tools say goes to a log; progress is shown on a terminal, and the end of the log when something fails.

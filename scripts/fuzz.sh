@@ -35,11 +35,12 @@ build fuzz --target fuzzers
 # not answer for, and goes on from what it has found.
 run() {
   local target=$1 found="$root/build/fuzz/found/$1" log="$root/build/fuzz/$1.log" end=$((SECONDS + seconds))
-  local status=3 starts=0 runs=0 count=0
+  local status=3 starts=0 runs=0 count=0 left
   mkdir -p "$found"
-  while ((status == 3 && SECONDS < end && count >= 0)); do
+  # What is left is asked for once: 0 would be for ever. An input that takes a minute hangs, also on a busy machine.
+  while ((left = end - SECONDS, status == 3 && left > 0 && count >= 0)); do
     status=0 starts=$((starts + 1))
-    setpriv --pdeathsig KILL "$root/build/fuzz/bin/$target" -max_total_time=$((end - SECONDS)) -timeout=10 \
+    setpriv --pdeathsig KILL "$root/build/fuzz/bin/$target" -max_total_time="$left" -timeout=60 \
       -rss_limit_mb=2048 -artifact_prefix="$found/" "$found" "$root/fuzz/corpus/$target" >"$log" 2>&1 || status=$?
     count=$(sed -n 's/^#\([0-9]*\)\t.*/\1/p' "$log" | tail -n 1)
     runs=$((runs + ${count:=-1}))

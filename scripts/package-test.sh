@@ -62,10 +62,12 @@ apt_in_tree() {
     die "apt-get $1 failed in the tree"
   }
 }
-# What is in the tree, without what apt, dpkg and systemd keep for themselves.
+# What is in the tree, without what apt, dpkg and systemd keep for themselves: dpkg's copies of its lists too, which a
+# tree makes that runs at midnight.
 files_of_tree() {
-  (cd "$tree" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./run -o -path ./tmp -o -path ./var/cache \
-    -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./var/log/journal -o -path ./var/lib/systemd \) -prune \
+  (cd "$tree" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./run -o -path ./tmp -o -path ./var/backups \
+    -o -path ./var/cache -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./var/log/journal \
+    -o -path ./var/lib/systemd \) -prune \
     -o -print | LC_ALL=C sort)
 }
 

@@ -37,8 +37,9 @@ def post(connection, picture):
 
 
 def repeat(port, picture, end, latencies):
+    """One picture at least, whatever the time is."""
     connection = http.client.HTTPConnection("127.0.0.1", port)
-    while time.monotonic() < end:
+    while not latencies or time.monotonic() < end:
         begin = time.monotonic()
         post(connection, picture)
         latencies.append((time.monotonic() - begin) * 1000)
@@ -55,11 +56,12 @@ def sizes(pid):
 def main():
     port, pid, seconds = int(sys.argv[1]), sys.argv[2], float(sys.argv[4])
     small = pathlib.Path(sys.argv[3]).read_bytes()
+    other = large_picture() if sys.argv[5:] == ["large"] else None
     end = time.monotonic() + seconds
     latencies, large = [], []
     threads = [threading.Thread(target=repeat, args=(port, small, end, latencies))]
-    if sys.argv[5:] == ["large"]:
-        threads.append(threading.Thread(target=repeat, args=(port, large_picture(), end, large)))
+    if other:
+        threads.append(threading.Thread(target=repeat, args=(port, other, end, large)))
     for thread in threads:
         thread.start()
     for thread in threads:
@@ -71,7 +73,7 @@ def main():
     print(
         json.dumps(
             {
-                "name": "beside" if large else "alone",
+                "name": "beside" if other else "alone",
                 "requests": len(latencies),
                 "p50": round(latencies[len(latencies) // 2], 2),
                 "p99": round(latencies[len(latencies) * 99 // 100], 2),

@@ -4,6 +4,7 @@ import contextlib
 import http.client
 import random
 import threading
+import time
 
 from daemon import PATIENCE
 
@@ -13,6 +14,7 @@ class Client(threading.Thread):
     The daemon has enough places for all of its clients, unless they share them."""
 
     REQUESTS_A_CONNECTION = 20
+    SILENCE = 1  # seconds before its first request after which a connection may have lost its place; the daemon gives it 2
 
     def __init__(self, daemon, seed, kinds, pause, shares_places, failures):
         super().__init__(daemon=True)
@@ -20,6 +22,7 @@ class Client(threading.Thread):
         self.kinds, self.pause, self.shares_places = kinds, pause, shares_places
         self.sent = self.answered = self.cut_off = 0
         self.statuses = {}
+        self.asked_at = 0.0  # when the last request was begun
         self.enough = threading.Event()
 
     def run(self):
@@ -32,6 +35,7 @@ class Client(threading.Thread):
         connection = http.client.HTTPConnection("127.0.0.1", self.target.port, timeout=PATIENCE)
         with contextlib.closing(connection):
             number = 0
+            begin = time.monotonic()
             try:
                 connection.connect()
                 for number in range(self.REQUESTS_A_CONNECTION):
@@ -40,7 +44,7 @@ class Client(threading.Thread):
                         return
             except (OSError, http.client.HTTPException) as error:
                 # Who pauses for too long may have to give its place to somebody else.
-                lost_place = self.shares_places and number > 0
+                lost_place = self.shares_places and (number > 0 or self.asked_at - begin > self.SILENCE)
                 if self.target.generation == generation and not lost_place:
                     self.failures.add(f"{self.target.name}: no answer: {error!r}")
                 elif self.sent > self.answered + self.cut_off:
@@ -50,6 +54,7 @@ class Client(threading.Thread):
         """Returns whether the connection goes on."""
         method, target, body, wanted = self.random.choice(self.kinds)
         self.sent += 1
+        self.asked_at = time.monotonic()
         connection.request(method, target, body)
         response = connection.getresponse()
         response.read()

@@ -53,16 +53,24 @@ def until(condition, seconds=PATIENCE, what=None):
         time.sleep(0.02)
 
 
-def free_port():
-    """A port that nothing listens on, outside the range that the system hands out for connections."""
-    while True:
-        port = random.randrange(20000, 32000)
-        with socket.socket() as probe:
-            try:
-                probe.bind(("127.0.0.1", port))
-                return port
-            except OSError:
-                continue
+def quickest(attempt, wanted):
+    """Seconds of the first of a few attempts that takes less than wanted, or of the quickest: what else the machine has
+    to do only adds to them. The attempt returns its own."""
+    best = attempt()
+    for _ in range(4):
+        if best >= wanted:
+            best = min(best, attempt())
+    return best
+
+
+def free_port(candidates=iter(random.sample(range(20000, 32000), 12000))):
+    """A port that nothing listens on, outside the range that the system hands out for connections. Never one that this
+    process was given before: that one may not be listened on yet."""
+    for port in candidates:
+        with socket.socket() as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            return port
+    raise AssertionError("no port is free")
 
 
 def start(command, **options):
@@ -102,6 +110,7 @@ class Copy:
         self.threads = threads
         self.maxconn = maxconn or 3 * threads
         self.connections = connections or CONNECTIONS_A_REQUEST * self.maxconn
+        self.is_double = engine is not None
         self.command = [engine, self.port] if engine else [DAEMON, "--ini", folder / f"{name}.ini"]
         self.folder = folder
         self.process = None
@@ -124,6 +133,14 @@ class Copy:
         """Whether it has come to its end. One that is on its way there is waited for: its connections go first."""
         until(lambda: self.process.poll() is not None or self.serves(), what=f"{self.name} ends or serves")
         return self.process.poll() is not None
+
+    def hang(self):
+        """Stops it where it is; none of its threads goes on after this."""
+        self.process.send_signal(signal.SIGSTOP)
+        os.waitpid(self.process.pid, os.WUNTRACED)
+
+    def go_on(self):
+        self.process.send_signal(signal.SIGCONT)
 
     def end(self):
         end(self.process)
@@ -156,7 +173,7 @@ class Balancer:
         text = subprocess.run(
             [ROOT / "scripts" / "haproxy-config.sh", *source, f"127.0.0.1:{self.port}", self.socket_path, *servers],
             check=True, stdout=subprocess.PIPE, text=True).stdout
-        if any(isinstance(copy, CopyDouble) for copy in copies):
+        if any(copy.is_double for copy in copies):
             # Threads of a busy test do not always get to it within a second, and are not to be out for that.
             changes = [*changes, ("timeout check 1s", f"timeout check {PATIENCE}s")]
         config.write_text(changed(text, changes))
@@ -297,6 +314,7 @@ class CopyDouble(http.server.ThreadingHTTPServer):
     """Something healthy that answers all else with one status, or not at all, in the place of a copy."""
 
     daemon_threads = True
+    is_double = True
 
     def __init__(self, name, status):
         super().__init__(("127.0.0.1", free_port()), DoubleHandler)

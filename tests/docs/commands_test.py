@@ -6,6 +6,8 @@ usage: commands_test.py CHECKOUT PAGE
        commands_test.py CHECKOUT --list PAGE...  whether all pages with commands are among these, and the list is exact
 """
 
+import codecs
+import contextlib
 import http.client
 import os
 import pathlib
@@ -15,7 +17,6 @@ import signal
 import sys
 import time
 import tomllib
-import urllib.request
 
 import machine
 from page import Command, File, pages_of, steps_of
@@ -77,12 +78,14 @@ class Terminal:
         self.shell.stdin.write(f"{{ {text}\n}} </dev/null; printf '\\n[status %d]\\n' $?\n")
         self.shell.stdin.flush()
         said, end = "", time.monotonic() + patience
+        # A piece may end within a character.
+        text_of = codecs.getincrementaldecoder("utf-8")("replace")
         while not (done := re.search(r"\n\[status (\d+)\]\n\Z", said)):
             ready, _, _ = select.select([self.shell.stdout], [], [], max(0, end - time.monotonic()))
-            piece = os.read(self.shell.stdout.fileno(), 65536).decode(errors="replace") if ready else ""
+            piece = os.read(self.shell.stdout.fileno(), 65536) if ready else b""
             if not piece:
                 fail(f"'{text}' does not end; it says:\n{said}")
-            said += piece
+            said += text_of.decode(piece)
         return said[: done.start()], int(done[1])
 
     def write(self, file):
@@ -108,17 +111,20 @@ class Terminal:
         """Ctrl-C there."""
         if self.serving:
             os.killpg(self.serving.pid, signal.SIGINT)
-            self.serving.wait(30)
+            self.serving.wait(PATIENCE)
             self.serving = None
 
 
 def answers(port):
-    try:
-        with urllib.request.urlopen(f"http://127.0.0.1:{port}/healthz", timeout=2) as answer:
-            return answer.status == 200
-    except (OSError, http.client.HTTPException):
-        # The latter where the system took the port itself as the near end: the question comes back as its answer.
-        return False
+    # From another address: while nothing listens, a connection from the same one can get the port itself as its near
+    # end, and then nothing can listen there for a minute.
+    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=2, source_address=("127.0.0.2", 0))
+    with contextlib.closing(connection):
+        try:
+            connection.request("GET", "/healthz")
+            return connection.getresponse().status == 200
+        except (OSError, http.client.HTTPException):
+            return False
 
 
 def check_output(text, shown, said):

@@ -7,6 +7,7 @@ usage: containers_test.py CHECKOUT
 """
 
 import contextlib
+import http.client
 import os
 import pathlib
 import subprocess
@@ -14,7 +15,6 @@ import sys
 import tempfile
 import time
 import tomllib
-import urllib.request
 
 from page import Command, steps_of
 
@@ -44,8 +44,13 @@ def commands_of(checkout, page):
 def wait_until_served():
     end = time.monotonic() + PATIENCE
     while time.monotonic() < end:
-        with contextlib.suppress(OSError), urllib.request.urlopen("http://127.0.0.1:51000/healthz", timeout=2):
-            return
+        # From another address: while nothing listens, a connection from the same one can get the port itself as its near
+        # end, and then nothing can listen there for a minute.
+        connection = http.client.HTTPConnection("127.0.0.1", 51000, timeout=2, source_address=("127.0.0.2", 0))
+        with contextlib.closing(connection), contextlib.suppress(OSError, http.client.HTTPException):
+            connection.request("GET", "/healthz")
+            if connection.getresponse().status == 200:
+                return
         time.sleep(0.05)
     fail("it does not serve")
 
@@ -82,6 +87,9 @@ class Reader:
         if text.startswith("podman run -p"):
             self.instead_of_the_other(text)
             return
+        if text.startswith("podman healthcheck"):
+            # It gives the daemon two seconds, which a busy machine may take away from it.
+            text = f"for try in {{1..60}}; do {text} && exit; done; exit 1"
         self.type(text)
         if text.startswith("podman run -d"):
             wait_until_served()

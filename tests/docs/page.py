@@ -1,6 +1,7 @@
 """The commands of a page, in their order, as its reader would type them."""
 
 import dataclasses
+import os
 import pathlib
 import re
 import subprocess
@@ -72,7 +73,8 @@ def shell(block):
 
 def is_whole(command):
     """Whether the shell would not wait for more: a quote, a document or a loop to be closed."""
-    said = subprocess.run(["bash", "-n"], input=command + "\n", capture_output=True, text=True, check=False)
+    said = subprocess.run(["bash", "-n"], input=command + "\n", capture_output=True, text=True, check=False,
+                          env=os.environ | {"LC_ALL": "C.UTF-8"})
     return said.returncode == 0 and not said.stderr and not command.endswith("\\")
 
 

@@ -53,6 +53,8 @@ first=
 is_up_or_gone() {
   kill -0 "$outside" 2>/dev/null || return 0
   read -r first _ <"/proc/$outside/task/$outside/children" || [[ -n $first ]] || return 1
+  # Until it is systemd, its root is this machine's, whose own systemd would answer, and run the commands.
+  [[ $(<"/proc/$first/comm") == systemd ]] || return 1
   state=$(inside systemctl is-system-running 2>/dev/null || true)
   [[ $state == running || $state == degraded ]]
 }

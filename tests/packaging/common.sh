@@ -25,7 +25,8 @@ until_true() {
 # scratch: a folder in $scratch that goes with the test, and the processes in $started that end with it.
 started=()
 scratch() {
-  scratch=$(mktemp -d)
+  # As the kernel names it: what /proc says of a program in it is compared.
+  scratch=$(realpath "$(mktemp -d)")
   trap clean_up EXIT
 }
 clean_up() {
@@ -33,12 +34,17 @@ clean_up() {
   rm -rf "$scratch"
 }
 
-# free_port: a TCP port that nothing listens on now.
+# free_port: a TCP port that can be listened on. One that nobody listens on may yet be the near end of a connection.
 free_port() {
-  local port
-  while :; do
-    port=$((20000 + RANDOM % 12000))
-    (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || break
-  done
-  printf '%s\n' "$port"
+  python3 -c '
+import random, socket
+while True:
+    port = random.randrange(20000, 32000)
+    with socket.socket() as probe:
+        try:
+            probe.bind(("127.0.0.1", port))
+        except OSError:
+            continue
+    print(port)
+    break'
 }

@@ -32,7 +32,8 @@ export PKG_CONFIG_LIBDIR="$scratch/moved/lib/pkgconfig"
 version=$(pkg-config --modversion velmora-vlib velmora-argvparser | sort -u)
 expected=$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")$/\1/p' "$2/lib/cmake/velmora/velmoraConfigVersion.cmake")
 [[ $expected == [0-9]* && $version == "$expected" ]] || fail "pkg-config has version $version, CMake $expected"
-read -r -a flags < <(pkg-config --cflags --libs velmora-vlib velmora-argvparser)
+# shellcheck disable=SC2162 # a blank in a path is behind a backslash
+read -a flags < <(pkg-config --cflags --libs velmora-vlib velmora-argvparser)
 "$4" -std=c++20 -o "$scratch/consumer" "$3/consumer.cpp" "${flags[@]}"
 says_hello "$scratch/consumer"
 if grep -rlF -e "$2" -e "$(cd "$3/../../.." && pwd)/" "$PKG_CONFIG_LIBDIR"; then

@@ -23,7 +23,14 @@ unhealthy() {
   [[ $result == "$1" ]] || fail "status $result: $3"
   contains "$(<"$scratch/said")" "$2"
 }
-other=$(free_port)
+# Held, so that no other test's daemon comes to serve there just now; nobody listens.
+coproc holder { exec python3 -c 'import socket, sys
+with socket.socket() as held:
+    held.bind(("127.0.0.1", 0))
+    print(held.getsockname()[1], flush=True)
+    sys.stdin.read()'; }
+started+=("$holder_PID")
+read -r other <&"${holder[0]}"
 unhealthy 1 "no answer of 200 from port $other" "$other"
 unhealthy 2 "'velmora.ini' is not a port" velmora.ini
 unhealthy 2 "'' is not a port" ''

@@ -10,11 +10,13 @@ fail() {
   exit 1
 }
 
-# serves PORT: whether the daemon there says that it is well.
+# serves PORT: whether the daemon there says that it is well. Nobody is asked where nothing listens: a connection to such
+# a port can get that port itself as its near end, and then nothing can listen there for a while.
+listens() { grep -qsi ":$(printf %04X "$1") [0-9A-F:]* 0A " /proc/net/tcp /proc/net/tcp6; }
 ask() {
   (
     exec 3<>"/dev/tcp/127.0.0.1/$1" &&
       printf 'GET /healthz HTTP/1.1\r\nHost: here\r\nConnection: close\r\n\r\n' >&3 && timeout "$patience" cat <&3
   ) 2>/dev/null
 }
-serves() { [[ $(ask "$1") == *'200 OK'* ]]; }
+serves() { listens "$1" && [[ $(ask "$1") == *'200 OK'* ]]; }

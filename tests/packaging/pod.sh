@@ -17,7 +17,8 @@ scratch
 
 manifests=$1 tag=$2
 options=("${@:3}")
-podman() { timeout 60 podman "${options[@]}" "$@"; }
+# Its storage copies the image's whole tree for a container, which a slow disk takes a while for.
+podman() { timeout 300 podman "${options[@]}" "$@"; }
 port=$(free_port)
 CONTAINERS_CONF=$(realpath "$(dirname "$0")/podman.conf")
 export CONTAINERS_CONF
@@ -57,9 +58,13 @@ podman run --detach --name "$name" --no-healthcheck "${words[@]}" "localhost/vel
   >"$scratch/said" 2>&1 </dev/null || fail "podman: $(<"$scratch/said")"
 serves() { curl -fsS -o /dev/null --max-time 2 "http://127.0.0.1:$port/healthz" 2>/dev/null; }
 until_true serves || fail "it does not serve: $(podman logs "$name" 2>&1)"
-log=$(podman logs "$name")
+# What keeps the log may be later than the daemon.
+has_logged() {
+  log=$(podman logs "$name") && [[ $log == *"$1"* ]]
+}
+threads=$(sed -n 's/^threads = //p' "$scratch/configuration/velmora.ini")
+until_true has_logged "threads         : $threads" || fail "its log lacks the threads: $log"
 contains "$log" "port            : $port"
-contains "$log" "threads         : $(sed -n 's/^threads = //p' "$scratch/configuration/velmora.ini")"
 
 process=$(podman inspect --format '{{.State.Pid}}' "$name")
 status=$(<"/proc/$process/status")
@@ -70,6 +75,6 @@ contains "$status" $'NoNewPrivs:\t1'
 contains "$status" $'Seccomp:\t2'
 grep -qE ' / / ro[, ]| / ro[, ]' "/proc/$process/mountinfo" || fail "its root can be written: $(<"/proc/$process/mountinfo")"
 
-podman stop --time 10 "$name" >"$scratch/said" 2>&1 || fail "it cannot be stopped: $(<"$scratch/said")"
+podman stop --time 60 "$name" >"$scratch/said" 2>&1 || fail "it cannot be stopped: $(<"$scratch/said")"
 [[ $(podman inspect --format '{{.State.ExitCode}}' "$name") == 143 ]] || fail 'TERM did not end it'
 echo 'the container of the pod serves and ends as it should'

@@ -19,19 +19,20 @@ echo 'build() { :; }' >>"$tree/scripts/common.sh"
 port=$(free_port)
 sed -i "s/^port = .*/port = $port/" "$tree/config/velmora.ini"
 
-# output_of_run: starts it, ends it once it serves, and says what it said.
-output_of_run() {
+# go: starts it, ends it once it has said its last line, and puts what it said into $said.
+go() {
   # Emptied here: the child that comes up below may be later than the first look for what it says.
   : >"$scratch/output"
   "$tree/scripts/run.sh" >"$scratch/output" 2>&1 &
-  started+=($!)
-  until_true grep -q -e '^Serving' -e '^run.sh:' "$scratch/output" || fail "it does not serve: $(<"$scratch/output")"
-  kill "$!"
-  wait "$!" 2>/dev/null || true
-  cat "$scratch/output"
+  started=($!)
+  until_true grep -q -e '^or look at ' -e '^run.sh:' "$scratch/output" || fail "it does not serve: $(<"$scratch/output")"
+  kill "${started[0]}" || true
+  wait "${started[0]}" || true
+  started=()
+  said=$(<"$scratch/output")
 }
 
-said=$(output_of_run)
+go
 contains "$said" "connections     : $((48 * $(nproc)))"
 contains "$said" "threads         : $(nproc)"
 contains "$said" "http://127.0.0.1:$port/v1/recognize"
@@ -40,6 +41,6 @@ contains "$said" "http://127.0.0.1:$port/v1/recognize"
 # A number that somebody has set stays, and a key that nobody knows is named where it stands.
 sed -i -e 's/^connections = 1$/connections = 7/' -e 's/^threads = 1$/thread = 1/' "$tree/config/velmora.ini"
 line=$(grep -n '^thread = ' "$tree/config/velmora.ini" | cut -d : -f 1)
-said=$(output_of_run)
+go
 contains "$said" 'connections     : 7'
 contains "$said" "config/velmora.ini:$line: error: unknown key 'thread': did you mean 'threads'?"

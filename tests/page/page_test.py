@@ -97,14 +97,17 @@ class PageTest(unittest.TestCase):
         self.browser.wait(lambda: ["Copied", *labels] in self.browser.run("return window.heard"))
 
     def texts(self):
-        return [element.text for element in self.browser.all(".symbol .text")]
+        """At one moment: the page may put others in their place."""
+        return self.browser.run("""return [...document.querySelectorAll('.symbol .text')].map((text) => text.innerText)""")
 
     def outlines(self):
         """The corners of each outline on the screen."""
+        self.browser.wait_for_image()
         return self.browser.run("""return [...document.querySelectorAll('.outline')].map((shape) =>
             [...shape.points].map((point) => point.matrixTransform(shape.getScreenCTM())).map(({x, y}) => [x, y]))""")
 
     def image_box(self):
+        self.browser.wait_for_image()
         return self.browser.run("""const box = document.getElementById('image').getBoundingClientRect();
             return [box.left, box.top, box.right, box.bottom]""")
 
@@ -290,6 +293,7 @@ class Reading(PageTest):
         self.browser.command("Browser.grantPermissions", permissions=["clipboardReadWrite", "clipboardSanitizedWrite"])
         self.browser.choose("two.png", two_symbols()[0].png())
         self.watch_copying()
+        self.browser.wait_for_image()
         self.browser.all(".outline")[1].click()
         self.wait_for_copied("Copy", "Copied")
         self.assertEqual(self.browser.run_async("navigator.clipboard.readText().then(arguments[0])"), TEXTS[1])
@@ -318,7 +322,7 @@ class Reading(PageTest):
         self.addCleanup(self.browser.command, "Emulation.setTouchEmulationEnabled", enabled=False)
         self.browser.command("Emulation.setTouchEmulationEnabled", enabled=True)
         self.browser.resize(400, mobile=True)
-        self.assertEqual(self.browser.all(".invitation")[0].text, "Choose an image")
+        self.browser.wait(lambda: self.browser.all(".invitation")[0].text == "Choose an image")
         self.assertNotIn("paste", self.browser.all(".hint")[0].text)
 
     def test_everything_can_be_read_in_both_schemes(self):
@@ -553,7 +557,7 @@ class Engine(PageTest):
         daemon = setting.Daemon(PROGRAM)
         self.addCleanup(daemon.stop)
         self.browser.open(daemon.port)
-        self.assertEqual(self.browser.text("health-text"), "Serving")
+        self.browser.wait(lambda: self.browser.text("health-text") == "Serving")
         daemon.stop()
         self.browser.wait(lambda: self.browser.text("health-text") == "Not reachable")
         self.browser.choose("two.png", two_symbols()[0].png())

@@ -205,12 +205,21 @@ class Browser:
     def wait(self, condition):
         WebDriverWait(self.driver, PATIENCE, 0.05).until(lambda _: condition())
 
+    def wait_for_image(self):
+        """Until the image that was put in is seen: the engine's answer may be there before the browser has decoded it."""
+        self.wait(lambda: self.run("""const image = document.getElementById('image');
+            return image.complete && image.naturalWidth > 0 && image.getBoundingClientRect().width > 0"""))
+        self.run_async("""const done = arguments[0], image = document.getElementById('image');
+            image.decode().then(() => requestAnimationFrame(() => requestAnimationFrame(() => done())))""")
+
     def say_scheme(self, scheme):
         self.command("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
+        self.wait(lambda: self.run("return matchMedia(`(prefers-color-scheme: ${arguments[0]})`).matches", scheme))
 
     def resize(self, width, height=1000, mobile=False):
         self.command("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
                      mobile=mobile)
+        self.wait(lambda: self.run("return innerWidth") == width)
 
     # What it has said and whom it has asked
 
