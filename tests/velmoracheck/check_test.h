@@ -1,6 +1,9 @@
 #pragma once
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -117,6 +120,19 @@ protected:
         std::filesystem::copy_file(ENGINE_DOUBLE_DIRECTORY "/libvelmoraLight.so",
                                    directory.path("lib/libvelmoraLight.so"));
         programs = directory.path("bin/");
+    }
+
+    // Whether somebody listens at the address of the environment.
+    [[nodiscard]] bool isListenedOn(int port) const {
+        sockaddr_in place{};
+        place.sin_family = AF_INET;
+        place.sin_port = htons(static_cast<in_port_t>(port));
+        ::inet_pton(AF_INET, environment.at("VELMORA_LIGHT_BIND").c_str(), &place.sin_addr);
+        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const bool isConnected =
+            ::connect(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
+        ::close(fd);
+        return isConnected;
     }
 
     // The calls of the engine.
