@@ -37,8 +37,9 @@ def post(connection, picture):
 
 
 def repeat(port, picture, end, latencies):
+    """Once at least, however busy the machine is."""
     connection = http.client.HTTPConnection("127.0.0.1", port)
-    while time.monotonic() < end:
+    while not latencies or time.monotonic() < end:
         begin = time.monotonic()
         post(connection, picture)
         latencies.append((time.monotonic() - begin) * 1000)
@@ -55,11 +56,11 @@ def sizes(pid):
 def main():
     port, pid, seconds = int(sys.argv[1]), sys.argv[2], float(sys.argv[4])
     small = pathlib.Path(sys.argv[3]).read_bytes()
-    end = time.monotonic() + seconds
+    pictures = [small] + ([large_picture()] if sys.argv[5:] == ["large"] else [])
     latencies, large = [], []
-    threads = [threading.Thread(target=repeat, args=(port, small, end, latencies))]
-    if sys.argv[5:] == ["large"]:
-        threads.append(threading.Thread(target=repeat, args=(port, large_picture(), end, large)))
+    end = time.monotonic() + seconds  # from now on: a large picture takes its time to make
+    threads = [threading.Thread(target=repeat, args=(port, picture, end, times))
+               for picture, times in zip(pictures, [latencies, large])]
     for thread in threads:
         thread.start()
     for thread in threads:
