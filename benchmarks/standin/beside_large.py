@@ -37,7 +37,7 @@ def post(connection, picture):
 
 
 def repeat(port, picture, end, latencies):
-    """One picture at least, whatever the time is."""
+    """Once at least, however busy the machine is."""
     connection = http.client.HTTPConnection("127.0.0.1", port)
     while not latencies or time.monotonic() < end:
         begin = time.monotonic()
@@ -56,12 +56,11 @@ def sizes(pid):
 def main():
     port, pid, seconds = int(sys.argv[1]), sys.argv[2], float(sys.argv[4])
     small = pathlib.Path(sys.argv[3]).read_bytes()
-    other = large_picture() if sys.argv[5:] == ["large"] else None
-    end = time.monotonic() + seconds
+    pictures = [small] + ([large_picture()] if sys.argv[5:] == ["large"] else [])
     latencies, large = [], []
-    threads = [threading.Thread(target=repeat, args=(port, small, end, latencies))]
-    if other:
-        threads.append(threading.Thread(target=repeat, args=(port, other, end, large)))
+    end = time.monotonic() + seconds  # from now on: a large picture takes its time to make
+    threads = [threading.Thread(target=repeat, args=(port, picture, end, times))
+               for picture, times in zip(pictures, [latencies, large])]
     for thread in threads:
         thread.start()
     for thread in threads:
@@ -73,7 +72,7 @@ def main():
     print(
         json.dumps(
             {
-                "name": "beside" if other else "alone",
+                "name": "beside" if large else "alone",
                 "requests": len(latencies),
                 "p50": round(latencies[len(latencies) // 2], 2),
                 "p99": round(latencies[len(latencies) * 99 // 100], 2),

@@ -15,22 +15,6 @@
 
 namespace {
 
-// What a process has used of the processor, in ticks of the clock: 100 a second, as a rule.
-long processorTicks(pid_t pid) {
-    const std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
-    // The fields from the third on stand behind the name, which is in brackets.
-    std::istringstream fields(stat.substr(stat.rfind(')') + 1));
-    constexpr int userTime = 14;
-    std::string skipped;
-    for (int field = 3; field < userTime; ++field) {
-        fields >> skipped;
-    }
-    long user = -1;
-    long system = -1;
-    fields >> user >> system;
-    return user + system;
-}
-
 TEST_F(DaemonTest, SleepsWhileItServes) {
     startServing({"-p", "6000"});
 

@@ -56,10 +56,10 @@ public:
     bool send(std::string_view bytes) {
         while (!bytes.empty()) {
             const ssize_t sent = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (sent <= 0) {
+            if (sent <= 0 && errno != EINTR) {
                 return false;
             }
-            bytes.remove_prefix(static_cast<size_t>(sent));
+            bytes.remove_prefix(static_cast<size_t>(std::max<ssize_t>(sent, 0)));
         }
         return true;
     }
@@ -89,6 +89,9 @@ public:
         for (;;) {
             char block[4096];
             const ssize_t count = ::recv(descriptor, block, sizeof block, 0);
+            if (count < 0 && errno == EINTR) {
+                continue;  // the process may have been stopped for a while
+            }
             if (count == 0) {
                 return Hangup::Orderly;
             }
@@ -107,7 +110,7 @@ private:
         ssize_t count = 0;
         do {
             count = ::recv(descriptor, block, sizeof block, 0);
-        } while (count < 0 && errno == EINTR);  // a child of the process may have ended
+        } while (count < 0 && errno == EINTR);  // a child may have ended
         if (count <= 0) {
             throw std::runtime_error(count == 0 ? "the server hung up" : std::strerror(errno));
         }

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -36,6 +40,7 @@ protected:
     static constexpr char goodIni[] = "[default]\nport = 6000\nconnections = 4\nthreads = 4\n";
 
     CheckTest() {
+        ::umask(022);  // what is written here is for the unprivileged user too
         environment["LD_LIBRARY_PATH"] = ENGINE_DOUBLE_DIRECTORY;
         environment["VELMORA_LIGHT_BIND"] = loopbackAddress();
         environment["ENGINE_DOUBLE_RECORD"] = records.path("calls");
@@ -111,12 +116,24 @@ protected:
         std::filesystem::create_directory(directory.path("bin"));
         for (const char* name :
              {"bin/velmoracheck", "bin/velmoraserviced", "lib/velmora/velmoraengine-probe"}) {
-            std::filesystem::copy_file(BUILD_DIRECTORY + std::string("/") + name,
-                                       directory.path(name));
+            copyForAll(BUILD_DIRECTORY + std::string("/") + name, directory.path(name));
         }
-        std::filesystem::copy_file(ENGINE_DOUBLE_DIRECTORY "/libvelmoraLight.so",
-                                   directory.path("lib/libvelmoraLight.so"));
+        copyForAll(ENGINE_DOUBLE_DIRECTORY "/libvelmoraLight.so",
+                   directory.path("lib/libvelmoraLight.so"));
         programs = directory.path("bin/");
+    }
+
+    // Whether somebody listens at the address of the environment.
+    [[nodiscard]] bool isListenedOn(int port) const {
+        sockaddr_in place{};
+        place.sin_family = AF_INET;
+        place.sin_port = htons(static_cast<in_port_t>(port));
+        ::inet_pton(AF_INET, environment.at("VELMORA_LIGHT_BIND").c_str(), &place.sin_addr);
+        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const bool isConnected =
+            ::connect(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
+        ::close(fd);
+        return isConnected;
     }
 
     // The calls of the engine.
@@ -128,6 +145,11 @@ protected:
     std::string output;  // a file for standard output in place of one that is read
 
 private:
+    static void copyForAll(const std::string& from, const std::string& to) {
+        std::filesystem::copy_file(from, to);
+        std::filesystem::permissions(to, std::filesystem::perms(0755));
+    }
+
     TemporaryDirectory records;
     std::string programs = BUILD_DIRECTORY "/bin/";
 };

@@ -37,9 +37,10 @@ TEST_F(Rehearsal, IsNotHeldWithoutItsOption) {
 
 TEST_F(Rehearsal, WaitsForAnEngineThatListensLater) {
     environment["ENGINE_SERVES"] = "later";
-    EXPECT_THAT(
-        rehearse().output,
-        MatchesRegex("(.|\n)*\nNote: the engine serves on 6000 after [3-9][0-9][0-9] ms\n(.|\n)*"));
+    EXPECT_THAT(rehearse().output,
+                MatchesRegex(
+                    "(.|\n)*\nNote: the engine serves on 6000 after ([3-9][0-9][0-9]|[0-9]{4}) ms\n"
+                    "(.|\n)*"));
 }
 
 TEST_F(Rehearsal, TellsWhatTheEngineSaidWhenItRefuses) {
@@ -71,7 +72,7 @@ TEST_F(Rehearsal, DecidesOnAnEngineThatTakesSixSecondsToLoad) {
     const CheckOutcome outcome = rehearse();
     EXPECT_THAT(outcome.output,
                 MatchesRegex("(.|\n)*\nEngine: unknown\n(.|\n)*\n\n"
-                             "Note: the engine serves on 6000 after [67][0-9][0-9][0-9] ms\n"
+                             "Note: the engine serves on 6000 after [6-9][0-9][0-9][0-9] ms\n"
                              "OK: velmoraserviced starts as its files say\n"));
     EXPECT_EQ(outcome.ending, "exit 0");
 }
@@ -90,7 +91,7 @@ TEST_F(Rehearsal, TakesAnotherPortWhileTheDaemonHasItsOwn) {
                     .directory = directory.path(),
                     .output = directory.path("output"),
                     .errors = directory.path("errors")});
-    ASSERT_TRUE(waitUntil([this] { return calls() == "create 6000\n"; }));
+    ASSERT_TRUE(waitUntil([this] { return isListenedOn(6000); }));
     EXPECT_THAT(
         rehearse().output,
         MatchesRegex("(.|\n)*\nNote: port 6000 of '[0-9.]+' is held by the daemon that is to "

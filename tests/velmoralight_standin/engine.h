@@ -11,23 +11,27 @@
 #include "support/wait_until.h"
 #include "velmora_light_api_server.h"
 
-// A port of this machine that nobody listens on.
-inline uint16_t freePort() {
-    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+// A port of this machine that is nobody else's until the process ends: it stays bound, without
+// listening, and a server that may use it again can listen there all the same.
+inline uint16_t reservePort() {
+    const int holder = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int yes = 1;
+    ::setsockopt(holder, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    ::bind(probe, reinterpret_cast<sockaddr*>(&address), size);
-    ::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size);
-    ::close(probe);
+    if (::bind(holder, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+        ::getsockname(holder, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        throw std::runtime_error("no port");
+    }
     return ntohs(address.sin_port);
 }
 
-// Numbers that make sense, on a port that is free.
+// Numbers that make sense, on a port of the caller's own.
 inline VelmoraLightServerConfig sensibleConfig() {
     VelmoraLightServerConfig config{};
-    config.port = freePort();
+    config.port = reservePort();
     config.conns = 8;
     config.threads = 2;
     config.threadQueueSize = 10;
@@ -38,16 +42,12 @@ inline VelmoraLightServerConfig sensibleConfig() {
 // An engine that runs as long as the object lives.
 class Engine {
 public:
-    explicit Engine(VelmoraLightServerConfig config = sensibleConfig()) {
-        // Between the search for a free port and its use, another program may take it.
-        for (int attempt = 0; attempt < 5 && server == nullptr; ++attempt) {
-            config.port = freePort();
-            server = velmoraLightServer_create(&config);
-        }
+    explicit Engine(VelmoraLightServerConfig config = sensibleConfig())
+        : server(velmoraLightServer_create(&config)),
+          listeningPort(static_cast<uint16_t>(config.port)) {
         if (server == nullptr) {
             throw std::runtime_error("no engine");
         }
-        listeningPort = static_cast<uint16_t>(config.port);
     }
     ~Engine() { destroy(); }
     Engine(const Engine&) = delete;
@@ -75,6 +75,6 @@ public:
     }
 
 private:
-    VelmoraLightServer* server = nullptr;
-    uint16_t listeningPort = 0;
+    VelmoraLightServer* server;
+    const uint16_t listeningPort;
 };

@@ -276,10 +276,11 @@ TEST(ServerDestroy, LetsAServerBeCreatedOnTheSamePortAgain) {
 TEST(ServerDestroy, LeavesNoThreadProcessOrDescriptorAfterAHundredServers) {
     // With the first thread of a process a sanitizer may start one of its own, which stays.
     std::thread([] {}).join();
+    const VelmoraLightServerConfig config = sensibleConfig();
     const std::ptrdiff_t threads = entriesOf("/proc/self/task");
     const std::ptrdiff_t descriptors = entriesOf("/proc/self/fd");
     for (int i = 0; i < 100; ++i) {
-        Engine engine;
+        Engine engine(config);
         EXPECT_EQ(httpExchange(engine.port(), "GET", "/healthz").status, 200);
         EXPECT_EQ(engine.destroy(), VELMORA_LIGHT_SUCCESS);
     }

@@ -1,13 +1,17 @@
 // A server with limits and readers of the test's own.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "child_processes.h"
 #include "engine.h"
+#include "support/files.h"
 #include "velmoralight_standin/http_server.h"
 
 class LimitedServer {
@@ -47,6 +51,21 @@ private:
 public:
     const uint16_t port;
 };
+
+// Whether a scripted reader has come so far as this name says.
+inline bool isCalled(pid_t reader, const std::string& name) {
+    return readFile("/proc/" + std::to_string(reader) + "/comm") == name + "\n";
+}
+
+// Waits until so many readers of a process have this name.
+inline void awaitReaders(size_t count, const std::string& name, pid_t host = ::getpid()) {
+    EXPECT_TRUE(waitUntil([&] {
+        const std::vector<pid_t> readers = childrenOf(host);
+        const auto isThere = [&name](pid_t reader) { return isCalled(reader, name); };
+        return std::count_if(readers.begin(), readers.end(), isThere) ==
+               static_cast<std::ptrdiff_t>(count);
+    })) << name;
+}
 
 // Has the scripted readers of this process answer the pictures that told them to hold.
 inline void letReadersGoOn() {

@@ -198,6 +198,9 @@ TEST(MaxVisitors, LetsFurtherOnesWaitInTheBacklog) {
     Limits limits;
     limits.maxVisitors = 1;
     limits.visitTime = 100ms;
+    // Each of the refused is waited for until its refusal is over; the busy one is to outlast them.
+    limits.refusalTime = 100ms;
+    limits.headerTimeout = 600s;
     const LimitedServer server(limits, 1);
     HttpClient busy(server.port);
     busy.send("GET /v1/status HTTP/1.1\r\n");
@@ -284,6 +287,8 @@ std::string largeBody(const std::string& command) {
     return command + std::string(600'000 - command.size(), ' ');
 }
 
+const std::string kRecognizeHead = "POST /v1/recognize HTTP/1.1\r\nHost: x\r\n";
+
 VelmoraLightServerConfig withOneReader() {
     VelmoraLightServerConfig config = sensibleConfig();
     config.threads = 1;
@@ -299,27 +304,32 @@ void expectRoom(const LimitedServer& server, const char* after) {
 TEST(MaxBodiesBytes, AreGivenBackHoweverARequestEnds) {
     Limits limits;
     limits.maxBodiesBytes = 1'000'000;
-    limits.bodyTimeout = 1s;
-    limits.pictureTime = 1s;
+    limits.pictureTime = 3s;
     const LimitedServer server(withOneReader(), limits, VELMORA_SCRIPTED_READER);
-    const std::string head = "POST /v1/recognize HTTP/1.1\r\nHost: x\r\n";
     EXPECT_EQ(server.recognize(largeBody("die")).status, 422);
     expectRoom(server, "a reader that died");
     EXPECT_EQ(server.recognize(largeBody("hang")).status, 422);
     expectRoom(server, "a picture that took too long");
-    HttpClient(server.port).send(head + "Content-Length: 600000\r\n\r\nhalf");
+    HttpClient(server.port).send(kRecognizeHead + "Content-Length: 600000\r\n\r\nhalf");
     expectRoom(server, "a client that left");
     HttpClient(server.port).send(httpRequest("POST", "/v1/recognize", largeBody("sleep 100")));
     expectRoom(server, "a client that left during the work");
-    HttpClient slow(server.port);
-    slow.send(head + "Content-Length: 600000\r\n\r\nhalf");
-    EXPECT_EQ(slow.receive().status, 408);
-    expectRoom(server, "a body that took too long");
     HttpClient bad(server.port);
-    bad.send(head + "Transfer-Encoding: chunked\r\n\r\n7A120\r\n" + std::string(500'000, 'x') +
-             "no end of a chunk");
+    bad.send(kRecognizeHead + "Transfer-Encoding: chunked\r\n\r\n7A120\r\n" +
+             std::string(500'000, 'x') + "no end of a chunk");
     EXPECT_EQ(bad.receive().status, 400);
     expectRoom(server, "a malformed body");
+}
+
+TEST(MaxBodiesBytes, AreGivenBackWhenABodyTakesTooLong) {
+    Limits limits;
+    limits.maxBodiesBytes = 1'000'000;
+    limits.bodyTimeout = 1s;
+    const LimitedServer server(withOneReader(), limits, VELMORA_SCRIPTED_READER);
+    HttpClient slow(server.port);
+    slow.send(kRecognizeHead + "Content-Length: 600000\r\n\r\n" + std::string(500'000, 'x'));
+    EXPECT_EQ(slow.receive().status, 408);
+    expectRoom(server, "a body that took too long");
 }
 
 TEST(MaxBodiesBytes, AreGivenBackWhenTheQueueIsFull) {

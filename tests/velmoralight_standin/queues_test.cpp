@@ -34,6 +34,8 @@ class BusyServer {
 public:
     explicit BusyServer(const VelmoraLightServerConfig& config)
         : server(config, patientLimits(), VELMORA_SCRIPTED_READER), busy(server.port) {
+        // A request that waits for the start of its reader waits as others do.
+        awaitReaders(static_cast<size_t>(config.threads), "ready");
         busy.send(httpRequest("POST", "/v1/recognize", "hold"));
         EXPECT_TRUE(waitUntil([&] { return counter("workersBusy") == 1; }));
     }

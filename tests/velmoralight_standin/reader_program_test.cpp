@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "support/files.h"
+#include "support/process_state.h"
 #include "support/row_name.h"
 #include "support/stopwatch.h"
 #include "support/wait_until.h"
@@ -200,9 +201,9 @@ TEST(ReaderProgram, DoesNotUnpackWhatNoPixelComesFrom) {
     }
     chunks += pngChunk("iCCP", text);
     ReaderProgram reader;
-    const Stopwatch watch;
     EXPECT_EQ(reader.ask(withPngChunks(picture(), chunks))->symbols, 1U);
-    EXPECT_LT(watch.elapsed(), std::chrono::seconds(5));
+    constexpr long kSeconds = 5;  // of the processor: others may have it first
+    EXPECT_LT(processorTicks(reader.pid()), kSeconds * ::sysconf(_SC_CLK_TCK));
 }
 
 TEST(ReaderProgram, CanBeKilledInTheMidstOfAPicture) {
@@ -211,5 +212,5 @@ TEST(ReaderProgram, CanBeKilledInTheMidstOfAPicture) {
     const Stopwatch watch;
     reader.kill();
     EXPECT_FALSE(reader.answer());
-    EXPECT_LT(watch.elapsed(), std::chrono::seconds(5));
+    EXPECT_LT(watch.elapsed(), std::chrono::seconds(30));
 }

@@ -154,8 +154,11 @@ TEST(MetricsReport, IntroduceEachSampleByHelpAndType) {
 
 TEST(MetricsReport, CountAnswersAndRecognitions) {
     const Engine engine;
-    static_cast<void>(engine.recognize(qrPng("metrics")));
-    EXPECT_THAT(metricsOf(engine),
+    HttpClient client(engine.port());
+    client.send(httpRequest("POST", "/v1/recognize", qrPng("metrics")));
+    EXPECT_EQ(client.receive().status, 200);
+    client.send(httpRequest("GET", "/metrics"));
+    EXPECT_THAT(client.receive().body,
                 testing::AllOf(
                     testing::HasSubstr("\nvelmora_light_responses_total{status=\"200\"} 1\n"),
                     testing::HasSubstr(

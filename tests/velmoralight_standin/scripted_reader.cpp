@@ -1,12 +1,13 @@
 // A reader that does what the picture says: a text of a command and its numbers. Any other picture
-// is answered at once.
+// is answered at once. Its name tells how far it has come: "ready" once it has said so.
 //
 //   die             ends
 //   hang            never answers; is called "hangs" from then on
 //   hold            answers once it was sent SIGUSR1
 //   sleep MS        answers after so many milliseconds
 //   memory MIB MS   asks for memory, and answers so many milliseconds after it was lent some; is
-//                   called "asked" from then on. With one more number it asks after so many.
+//                   called "asked" from the one and "lent" from the other on. With one more number
+//                   it asks after so many.
 //   keep MIB        asks for memory likewise, and answers once it was sent SIGUSR1
 //   twice MIB       asks for memory, and for some more once it has it
 //   garbage         says what is no word of the protocol
@@ -72,7 +73,9 @@ void awaitSignal() {
 void borrow(uint32_t mebibytes) {
     say({ReaderWord::NeedsMemory, 0, 0, mebibytes});
     ::prctl(PR_SET_NAME, "asked");
-    receive(1);
+    if (receive(1).front() != 0) {
+        ::prctl(PR_SET_NAME, "lent");
+    }
 }
 
 void obey(const std::string& picture) {
@@ -126,6 +129,7 @@ int main() {
     // The signal may come before the picture does.
     std::signal(SIGUSR1, [](int) { signals = 1; });
     say({ReaderWord::Ready, 0, 0, 0});
+    ::prctl(PR_SET_NAME, "ready");
     for (;;) {
         standin::ReaderRequest request;
         if (::recv(standin::kReaderSocket, &request, sizeof request, MSG_WAITALL) !=

@@ -3,10 +3,10 @@
 // usage: line_writer FILE LIMIT LINES STEP...
 //
 // Logs numbered lines to the console and to FILE, which is rotated above LIMIT bytes (0: never), by
-// a logger with the period of the global one: number 0, and when that has come to the file, at the
-// beginning of a period then, the others up to LINES. A STEP is one of
+// a logger with the period of the global one: number 0, and when that has come to the file, the
+// others up to LINES, all in one period, which lasts for as long as that takes. A STEP is one of
 //
-//   wait        0.6 s, more than a period, and longer where the machine is busy
+//   wait        lets the period end, until what was queued has come to the file
 //   term kill abort exit delete   end: by that signal, by exit() with the logger left alone, or by
 //                                 deleting the logger and then exit()
 //   fork        a child logs the line 90000 and ends
@@ -22,9 +22,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -38,13 +41,58 @@
 
 namespace {
 
-VLog* theLog = nullptr;
+// The writer's thread has it while it is awake. Who takes it has that thread go on sleeping.
+std::mutex awake;
+std::atomic<bool> hasSlept = false;
 
-// In short steps: a machine that is so busy that the writer's thread does not get its turn does not
-// give this one its turn either.
-void waitMoreThanAPeriod() {
-    for (int i = 0; i < 60; ++i) {
-        ::usleep(10000);
+}  // namespace
+
+// Sleeps of the logger, of which its thread alone has any. The names are the linker's.
+// NOLINTBEGIN(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp,
+// readability-identifier-naming): see above
+extern "C" {
+
+int __real_usleep(useconds_t);
+
+int __wrap_usleep(useconds_t microseconds) {
+    if (hasSlept.exchange(true)) {
+        awake.unlock();
+    }
+    const int result = __real_usleep(microseconds);
+    awake.lock();
+    return result;
+}
+
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp,
+// readability-identifier-naming)
+
+namespace {
+
+VLog* theLog = nullptr;
+std::string theFile;
+size_t sizeAfterThePeriod = 0;  // of the file
+bool isPeriodHeld = false;
+
+void holdPeriod() {
+    if (!waitUntil([] { return hasSlept.load(); })) {
+        ::_exit(4);
+    }
+    awake.lock();
+    isPeriodHeld = true;
+}
+
+void letPeriodEnd() {
+    if (isPeriodHeld) {
+        isPeriodHeld = false;
+        awake.unlock();
+    }
+}
+
+void awaitEndOfPeriod() {
+    letPeriodEnd();
+    if (!waitUntil([] { return readFile(theFile).size() == sizeAfterThePeriod; })) {
+        ::_exit(4);
     }
 }
 
@@ -99,6 +147,7 @@ void forkWhileTheLogIsLocked() {
 }
 
 void forkWhileTheWriterIsHeld() {
+    letPeriodEnd();
     const HeldWriter held(*theLog);
     if (!childWaits([] { theLog->dumpToFile(); })) {
         ::_exit(2);
@@ -106,13 +155,14 @@ void forkWhileTheWriterIsHeld() {
 }
 
 const std::map<std::string, std::function<void()>> steps = {
-    {"wait", waitMoreThanAPeriod},
+    {"wait", awaitEndOfPeriod},
     {"term", [] { die(SIGTERM); }},
     {"kill", [] { die(SIGKILL); }},
     {"abort", [] { std::abort(); }},
     {"exit", [] { std::exit(0); }},
     {"delete",
      [] {
+         letPeriodEnd();
          delete theLog;
          std::exit(0);
      }},
@@ -128,19 +178,23 @@ int main(int argc, char** argv) {
     if (argc < 5) {
         return 3;
     }
-    const std::string file = argv[1];
+    theFile = argv[1];
+    const int lines = std::atoi(argv[3]);
     const rlimit noCore{0, 0};
     ::setrlimit(RLIMIT_CORE, &noCore);
 
     theLog = new VLog;
-    theLog->addTopic(numberedTopic, VLogConfig::INFO, VLogConfig::SIMPLE, {"[STDOUT]", file},
+    theLog->addTopic(numberedTopic, VLogConfig::INFO, VLogConfig::SIMPLE, {"[STDOUT]", theFile},
                      {0, std::strtoul(argv[2], nullptr, 10)});
-    const size_t before = readFile(file).size();
+    const size_t before = readFile(theFile).size();
     writeLines(*theLog, 0, 1);
-    if (!waitUntil([&] { return readFile(file).size() > before; })) {
+    if (!waitUntil([&] { return readFile(theFile).size() > before; })) {
         return 4;
     }
-    writeLines(*theLog, 1, std::atoi(argv[3]));
+    holdPeriod();
+    writeLines(*theLog, 1, lines);
+    constexpr int mostOfAPeriod = 200;
+    sizeAfterThePeriod = before + numberedLines(0, std::min(lines, 1 + mostOfAPeriod)).size();
     for (int i = 4; i < argc; ++i) {
         steps.at(argv[i])();
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/capturing_sink.h"
+#include "support/held_writer.h"
 #include "vlib/vlog/vlog.h"
 
 namespace {
@@ -78,8 +79,7 @@ public:
 
 // A logger whose writer has drained its queue once has room in it for all lines.
 TEST_F(VLogEntry, StandsInTheQueueBehindTheOneBefore) {
-    log.write("A", 1, INFO, "a.cpp", 1, "first");
-    log.dumpToFile();
+    const HeldWriter writer(log);  // after that, and before it drains the queue again
     AddressSink sink(log);
     log.write("A", 1, INFO, "a.cpp", 1, "second");
     log.write("A", 1, INFO, "a.cpp", 1, "third");

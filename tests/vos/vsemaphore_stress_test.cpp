@@ -46,7 +46,7 @@ TEST_F(VSemaphoreStress, WakesOneWaitingThreadForEachRelease) {
                     semaphore.release();
                 } else {
                     taken += static_cast<int>(number == 1 ? semaphore.lock() >= 0
-                                                          : semaphore.lock(30) >= 0);
+                                                          : semaphore.lock(3600) >= 0);
                 }
             }
         });

@@ -624,7 +624,7 @@ INSTANTIATE_TEST_SUITE_P(Periods, ThreadWithoutRunnable, testing::Values(0, 10),
 TEST(VThreadDestructor, ReturnsAtOnceWhenNeverStarted) {
     const Stopwatch watch;
     { const PlainThread thread(nullptr); }
-    EXPECT_LT(watch.elapsed(), seconds(5));
+    EXPECT_LT(watch.elapsed(), seconds(60));
 }
 
 TEST(VThreadDestructor, StopsAndJoinsARunningThread) {
@@ -696,20 +696,20 @@ TEST(VThreadSleep, SleepsAtLeastAsLongAsAsked) {
     const Stopwatch watch;
     VThread::sleep(50);
     EXPECT_GE(watch.elapsed(), milliseconds(49));
-    EXPECT_LT(watch.elapsed(), seconds(10));
+    EXPECT_LT(watch.elapsed(), seconds(60));
 }
 
 // 4294968 * 1000 is 704 more than 32 bits hold.
 TEST(VThreadSleep, WrapsRoundAt32BitsOfMicroseconds) {
     const Stopwatch watch;
     VThread::sleep(4294968);
-    EXPECT_LT(watch.elapsed(), seconds(10));
+    EXPECT_LT(watch.elapsed(), seconds(60));
 }
 
 TEST(VThreadSleep, ReturnsAtOnceForZero) {
     const Stopwatch watch;
     VThread::sleep(0);
-    EXPECT_LT(watch.elapsed(), seconds(5));
+    EXPECT_LT(watch.elapsed(), seconds(60));
 }
 
 TEST(VThreadYield, SleepsAMillisecond) {
