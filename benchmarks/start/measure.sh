@@ -7,6 +7,9 @@
 #   --once   one start of each and a second of one that is idle: shows that it works, measures nothing
 set -euo pipefail
 
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
+
 rounds=${ROUNDS:-11} runs=10 idle=${IDLE_SECONDS:-20}
 if [[ ${1-} == --once ]]; then
   rounds=1 runs=1 idle=0
@@ -30,11 +33,9 @@ host daemon-standin "$tree/bin/velmoraserviced" "$tree/lib/libvelmoraLight.so"
 mkdir "$work/daemon-standin/lib/velmora"
 strip -o "$work/daemon-standin/lib/velmora/velmoralight-reader" "$tree/lib/velmora/velmoralight-reader"
 
-# One on which nobody listens; each program takes it again. Below those that the kernel hands out.
-port=
-while [[ -z $port ]] || (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do
-  port=$((20000 + RANDOM % 12000))
-done
+# Each program takes it again. Below those that the kernel hands out.
+mapfile -t ports < <(shuf -i 20000-31999 -n 100)
+port=$(free_port "${ports[@]}")
 printf '[default]\nport = %d\nconnections = 4\nthreads = 1\nthreadQueuesize = 10\nqueueTimeout = 0\n' "$port" \
   >"$work/velmora.ini"
 # With the line of the start, two of the logger's: sixteen lines and one.
