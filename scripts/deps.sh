@@ -101,13 +101,13 @@ show_progress() {
 }
 
 # The descriptors are arranged inside, since sudo passes on no more than the first three: 3 is apt's progress,
-# all else that it says goes to the log.
+# all else that it says goes to the log. Another apt, such as a machine's daily one, is waited for.
 apt() {
   local what=$1
   shift
   "${as_root[@]}" bash -c 'exec 3>&1 1>&2 </dev/null
-    DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 exec apt-get -y -o APT::Status-Fd=3 "$@"' apt "$@" \
-    2>>"$log" | show_progress "$what" || {
+    DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 exec apt-get -y -o APT::Status-Fd=3 -o DPkg::Lock::Timeout=300 \
+    "$@"' apt "$@" 2>>"$log" | show_progress "$what" || {
     tail -n 5 "$log" >&2
     die "apt-get $1 failed (above: the end of what it said); mend that and run this again"
   }
