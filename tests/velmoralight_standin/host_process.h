@@ -2,20 +2,24 @@
 #pragma once
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <stdexcept>
+
 class HostProcess {
 public:
-    // `create` returns the server, which lives until the process is killed.
+    // `create` returns the server, which lives until the process is killed, and with the test at
+    // the latest.
     template <typename Create>
     explicit HostProcess(Create create) : id(::fork()) {
+        if (id < 0) {
+            throw std::runtime_error("there is no process to be had");
+        }
         if (id == 0) {
-            [[maybe_unused]] const auto server = create();
-            for (;;) {
-                ::pause();
-            }
+            host(create);
         }
     }
     ~HostProcess() {
@@ -26,4 +30,15 @@ public:
     HostProcess& operator=(const HostProcess&) = delete;
 
     const pid_t id;
+
+private:
+    // What fails here is not to go on with the tests a second time.
+    template <typename Create>
+    [[noreturn]] static void host(Create create) noexcept {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        [[maybe_unused]] const auto server = create();
+        for (;;) {
+            ::pause();
+        }
+    }
 };

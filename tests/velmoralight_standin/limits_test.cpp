@@ -400,7 +400,7 @@ TEST(StopGrace, BoundsTheWaitForAClientThatDoesNotTakeItsAnswers) {
 
 TEST(ServerStop, DoesNotWaitForThoseWhoComeMeanwhile) {
     Limits limits;
-    limits.idleTimeout = 20s;
+    limits.idleTimeout = 600s;
     for (int round = 0; round < 20; ++round) {
         auto server = std::make_unique<LimitedServer>(limits, 200);
         std::vector<std::unique_ptr<HttpClient>> silent;
@@ -418,7 +418,7 @@ TEST(ServerStop, DoesNotWaitForThoseWhoComeMeanwhile) {
         const auto time = timeOf([&] { server->stop(); });
         stop = true;
         crowd.join();
-        ASSERT_LT(time, 15s);
+        ASSERT_LT(time, 60s);
     }
 }
 

@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "child_processes.h"
 #include "engine.h"
 #include "support/files.h"
+#include "support/process_state.h"
 #include "support/row_name.h"
 #include "test_images.h"
 
@@ -234,7 +236,11 @@ TEST_F(Recognize, DoesNotUnpackChunksThatNoPixelComesFrom) {
     }
     const json answer = answerTo(withPngChunks(qrPng("beside them"), chunks), 200);
     EXPECT_EQ(answer["symbols"][0]["text"], "beside them");
-    EXPECT_LT(answer["workedMs"].get<double>(), 3000);
+    long ticks = 0;  // of the processor: others may have it first
+    for (const pid_t reader : childrenOf(::getpid())) {
+        ticks += processorTicks(reader);
+    }
+    EXPECT_LT(ticks, 3 * ::sysconf(_SC_CLK_TCK));
 }
 
 TEST_F(Recognize, RefusesAJpegOfHundredsOfScans) {
