@@ -300,6 +300,14 @@ TEST(ReaderPictures, FormatsLimitWhatIsLookedFor) {
     EXPECT_THAT(symbolsIn(file, "formats=Aztec"), ElementsAre());
 }
 
+TEST(ReaderPictures, FormatsKeepOutWhatIsMetOnTheWay) {
+    EXPECT_THAT(symbolsIn(encodePng(ean()), "formats=UPC-A"), ElementsAre());
+    constexpr int kUpcA = 34;
+    const std::string upc = zintPng(kUpcA, "72527270270", 1);
+    EXPECT_THAT(symbolsIn(upc, "formats=UPC-A"), ElementsAre("UPC-A 725272702703"));
+    EXPECT_THAT(symbolsIn(upc, "formats=EAN-13"), ElementsAre("EAN-13 0725272702703"));
+}
+
 TEST(ReaderPictures, FormatsAndRegionGoTogether) {
     const std::string file =
         encodePng(placed(placed(plain(900, 400), code(), 10, 10), enlarged(ean(), 2), 300, 50));

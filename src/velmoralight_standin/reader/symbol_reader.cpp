@@ -45,27 +45,25 @@ Symbol describe(const ZXing::Result& result, const Roi& roi) {
              cornerAt(position.bottomRight(), roi), cornerAt(position.bottomLeft(), roi)}};
 }
 
-BarcodeFormats matrixCodesOf(BarcodeFormats wanted) {
-    BarcodeFormats codes;
-    forEachFormat([&](BarcodeFormat format) {
-        if (BarcodeFormats(BarcodeFormat::MatrixCodes).testFlag(format) &&
-            (wanted.empty() || wanted.testFlag(format))) {
-            codes |= format;
-        }
-        return true;
-    });
-    return codes;
+// Looks for `formats`, of which there is one at least.
+ZXing::Results read(const ZXing::ImageView& view, BarcodeFormats formats,
+                    ZXing::Binarizer binarizer) {
+    ZXing::Results results =
+        ZXing::ReadBarcodes(view, ZXing::DecodeHints().setFormats(formats).setBinarizer(binarizer));
+    // The library takes any EAN-13 where it looks for UPC-A.
+    std::erase_if(results,
+                  [&](const ZXing::Result& result) { return !formats.testFlag(result.format()); });
+    return results;
 }
 
 ZXing::Results readDarkOnLight(const ZXing::ImageView& view, BarcodeFormats wanted) {
-    ZXing::Results results = ZXing::ReadBarcodes(view, ZXing::DecodeHints().setFormats(wanted));
-    const BarcodeFormats matrixCodes = matrixCodesOf(wanted);
+    ZXing::Results results = read(view, wanted, ZXing::Binarizer::LocalAverage);
+    BarcodeFormats matrixCodes = wanted;
+    matrixCodes &= BarcodeFormat::MatrixCodes;
     if (results.empty() && !matrixCodes.empty()) {
         // Local thresholds lose a faint symbol on an even ground; one threshold for all of the
         // image finds it. Linear symbols were looked for in that way already.
-        results = ZXing::ReadBarcodes(view, ZXing::DecodeHints()
-                                                .setFormats(matrixCodes)
-                                                .setBinarizer(ZXing::Binarizer::GlobalHistogram));
+        results = read(view, matrixCodes, ZXing::Binarizer::GlobalHistogram);
     }
     return results;
 }
@@ -103,7 +101,8 @@ std::vector<Symbol> readSymbols(GreyPixels& pixels, uint32_t width, const Roi& r
     const uint8_t* first = pixels.data() + std::size_t{roi.y} * width + roi.x;
     const ZXing::ImageView view(first, static_cast<int>(roi.width), static_cast<int>(roi.height),
                                 ZXing::ImageFormat::Lum, static_cast<int>(width));
-    const BarcodeFormats wanted(static_cast<BarcodeFormat>(formats));
+    const BarcodeFormats wanted(formats == Formats::All ? BarcodeFormat::Any
+                                                        : static_cast<BarcodeFormat>(formats));
     ZXing::Results results = readDarkOnLight(view, wanted);
     if (results.empty()) {
         invert(pixels);
