@@ -2,6 +2,11 @@
 
 #include <ZXing/ReadBarcode.h>
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <stdexcept>
+
 #include "velmoralight_standin/reader/utf8.h"
 
 namespace standin {
@@ -45,11 +50,37 @@ Symbol describe(const ZXing::Result& result, const Roi& roi) {
              cornerAt(position.bottomRight(), roi), cornerAt(position.bottomLeft(), roi)}};
 }
 
+// What is looked for together where the library fails over the whole.
+constexpr std::array kKinds = {BarcodeFormat::LinearCodes, BarcodeFormat::Aztec,
+                               BarcodeFormat::DataMatrix,  BarcodeFormat::MaxiCode,
+                               BarcodeFormat::PDF417,      BarcodeFormat::QRCode,
+                               BarcodeFormat::MicroQRCode};
+
+// Over a damaged symbol of some kinds, and over what only looks like one, the library throws and
+// all that it has found is lost. Then each kind is looked for alone, and no more is missed than
+// the symbols of one kind.
+ZXing::Results search(const ZXing::ImageView& view, BarcodeFormats formats,
+                      ZXing::Binarizer binarizer) {
+    const auto hints = ZXing::DecodeHints().setFormats(formats).setBinarizer(binarizer);
+    try {
+        return ZXing::ReadBarcodes(view, hints);
+    } catch (const std::logic_error&) {
+        ZXing::Results results;
+        for (const BarcodeFormat kind : kKinds) {
+            BarcodeFormats part = formats;
+            part &= kind;
+            if (!part.empty() && !(part == formats)) {
+                std::ranges::move(search(view, part, binarizer), std::back_inserter(results));
+            }
+        }
+        return results;
+    }
+}
+
 // Looks for `formats`, of which there is one at least.
 ZXing::Results read(const ZXing::ImageView& view, BarcodeFormats formats,
                     ZXing::Binarizer binarizer) {
-    ZXing::Results results =
-        ZXing::ReadBarcodes(view, ZXing::DecodeHints().setFormats(formats).setBinarizer(binarizer));
+    ZXing::Results results = search(view, formats, binarizer);
     // The library takes any EAN-13 where it looks for UPC-A.
     std::erase_if(results,
                   [&](const ZXing::Result& result) { return !formats.testFlag(result.format()); });
