@@ -34,6 +34,10 @@ constexpr ReaderEnd kTimeout{"timeout", "reading the picture took too long"};
 constexpr ReaderEnd kMemory{"memory", "reading the picture would take too much memory"};
 constexpr ReaderEnd kProtocol{"protocol", "the reader gave no proper answer"};
 
+// A request as it goes to a reader: its head, the query and the file.
+using Parts = std::array<asio::const_buffer, 3>;
+using RestOfParts = boost::beast::buffers_suffix<Parts>;
+
 }  // namespace
 
 // A place with a process, but for the moments of its replacement.
@@ -59,6 +63,22 @@ struct ReaderPool::Reader {
         return error == asio::error::connection_reset && !hasAsked ? &kDiedBefore : &kDied;
     }
 
+    // Sends the rest of its job. A step may be done while the process is replaced: the next one
+    // must not go to the new process, which would take it for a request.
+    void send(const RestOfParts& rest) {
+        const auto isTheSame = [this, before = ends] { return ends == before; };
+        asio::async_write(
+            socket, rest,
+            [isTheSame](const error_code& error, std::size_t sent) {
+                return isTheSame() ? asio::transfer_all()(error, sent) : 0;
+            },
+            [isTheSame, sentJob = job](const error_code& error, std::size_t) {
+                if (!error && isTheSame()) {
+                    sentJob->handedOver = true;
+                }
+            });
+    }
+
     static constexpr int kPatience = 3;
 
     Socket socket;
@@ -70,6 +90,7 @@ struct ReaderPool::Reader {
     std::shared_ptr<PictureJob> job;
     bool ready = false;  // has said so, and was not found dead since
     int failures = 0;    // starts in a row after which no reader became ready
+    uint64_t ends = 0;   // of processes in this place
 };
 
 ReaderPool::ReaderPool(asio::io_context& io, const VelmoraLightServerConfig& config,
@@ -235,6 +256,7 @@ void ReaderPool::reopen(Reader& reader) noexcept {
 }
 
 void ReaderPool::close(Reader& reader, const ReaderEnd& end) {
+    ++reader.ends;
     reader.ready = false;
     reader.deadline.lift();
     closeQuietly(reader.socket);
@@ -401,9 +423,9 @@ void ReaderPool::dispatch() {
 bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
     const ReaderRequest request{static_cast<uint32_t>(job->query.size()),
                                 static_cast<uint32_t>(job->file.size())};
-    const std::array<asio::const_buffer, 3> parts{
-        asio::buffer(&request, sizeof request), asio::buffer(job->query), asio::buffer(job->file)};
-    boost::beast::buffers_suffix<std::array<asio::const_buffer, 3>> rest(parts);
+    const Parts parts{asio::buffer(&request, sizeof request), asio::buffer(job->query),
+                      asio::buffer(job->file)};
+    RestOfParts rest(parts);
     error_code error;
     const auto now = Clock::now();  // the reader may be done before this thread runs again
     const std::size_t sent = reader.socket.write_some(parts, error);
@@ -422,11 +444,7 @@ bool ReaderPool::hand(Reader& reader, const std::shared_ptr<PictureJob>& job) {
     if (boost::beast::buffer_bytes(rest) == 0) {
         job->handedOver = true;
     } else {
-        asio::async_write(reader.socket, rest, [job](const error_code& failure, std::size_t) {
-            if (!failure) {
-                job->handedOver = true;
-            }
-        });
+        reader.send(rest);
     }
     return true;
 }

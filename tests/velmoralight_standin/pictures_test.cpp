@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -300,6 +301,14 @@ TEST(ReaderPictures, FormatsLimitWhatIsLookedFor) {
     EXPECT_THAT(symbolsIn(file, "formats=Aztec"), ElementsAre());
 }
 
+TEST(ReaderPictures, FormatsKeepOutWhatIsMetOnTheWay) {
+    EXPECT_THAT(symbolsIn(encodePng(ean()), "formats=UPC-A"), ElementsAre());
+    constexpr int kUpcA = 34;
+    const std::string upc = zintPng(kUpcA, "72527270270", 1);
+    EXPECT_THAT(symbolsIn(upc, "formats=UPC-A"), ElementsAre("UPC-A 725272702703"));
+    EXPECT_THAT(symbolsIn(upc, "formats=EAN-13"), ElementsAre("EAN-13 0725272702703"));
+}
+
 TEST(ReaderPictures, FormatsAndRegionGoTogether) {
     const std::string file =
         encodePng(placed(placed(plain(900, 400), code(), 10, 10), enlarged(ean(), 2), 300, 50));
@@ -331,6 +340,32 @@ TEST(ReaderPictures, BytesAreToldWhereTheyAreNoText) {
 TEST(ReaderPictures, BytesAreAbsentWhereTheyAreText) {
     EXPECT_FALSE(answerFor(qrPng("Grüße, 日本"))["symbols"][0].contains("bytes"));
     EXPECT_FALSE(answerFor(encodePng(ean()))["symbols"][0].contains("bytes"));
+}
+
+TEST(ReaderPictures, TinyOnesHaveNoSymbols) {
+    std::minstd_rand random(1);
+    for (int i = 0; i < 2000; ++i) {
+        GreyImage image = plain(30, 4 + i % 3);
+        for (uint8_t& pixel : image.pixels) {
+            pixel = random() > std::minstd_rand::max() / 2 ? 255 : 0;
+        }
+        ASSERT_THAT(symbolsIn(encodePng(image)), ElementsAre()) << i;
+    }
+}
+
+TEST(ReaderPictures, DamagedSymbolKeepsNoOtherFromBeingRead) {
+    constexpr int kMicroQr = 97;
+    const GreyImage micro = decode(zintPng(kMicroQr, "12345"));
+    constexpr int kModules = 15;  // two on each side are paper
+    const int dot = micro.width / kModules;
+    const GreyImage damaged = placed(micro, plain(dot, dot), 11 * dot, 12 * dot);
+    const auto beside = [](const GreyImage& image) {
+        return encodePng(placed(placed(plain(500, 200), image, 30, 30), ean(), 200, 30));
+    };
+    EXPECT_THAT(symbolsIn(beside(micro)),
+                testing::UnorderedElementsAre("MicroQRCode 12345", kEanText));
+    EXPECT_THAT(symbolsIn(beside(damaged)), ElementsAre(kEanText));
+    EXPECT_THAT(symbolsIn(beside(damaged), "formats=MicroQRCode"), ElementsAre());
 }
 
 TEST(ReaderPictures, SixtyFourMegapixelsAreReadAndNotOnePixelMore) {

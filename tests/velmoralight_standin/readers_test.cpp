@@ -152,6 +152,17 @@ INSTANTIATE_TEST_SUITE_P(
                   "the reader gave no proper answer"}),
     rowName);
 
+// What the reader before it has left of a picture. These zeros would be requests.
+TEST(ReaderPool, IsGivenNoRemainsOfAPicture) {
+    const ScriptedServer server;
+    const std::string picture(5'000'000, '\0');
+    for (int i = 1; i <= 40; ++i) {
+        expectFailure(server.recognize(picture), "the reader gave no proper answer");
+        ASSERT_EQ(server.replaced("protocol"), i);
+    }
+    EXPECT_EQ(server.replaced("died"), 0);
+}
+
 TEST(ReaderPool, IsNotGivenADeadlyPictureASecondTime) {
     const ScriptedServer server(2);
     for (int i = 1; i <= 5; ++i) {

@@ -2,6 +2,11 @@
 
 #include <ZXing/ReadBarcode.h>
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <stdexcept>
+
 #include "velmoralight_standin/reader/utf8.h"
 
 namespace standin {
@@ -45,27 +50,51 @@ Symbol describe(const ZXing::Result& result, const Roi& roi) {
              cornerAt(position.bottomRight(), roi), cornerAt(position.bottomLeft(), roi)}};
 }
 
-BarcodeFormats matrixCodesOf(BarcodeFormats wanted) {
-    BarcodeFormats codes;
-    forEachFormat([&](BarcodeFormat format) {
-        if (BarcodeFormats(BarcodeFormat::MatrixCodes).testFlag(format) &&
-            (wanted.empty() || wanted.testFlag(format))) {
-            codes |= format;
+// What is looked for together where the library fails over the whole.
+constexpr std::array kKinds = {BarcodeFormat::LinearCodes, BarcodeFormat::Aztec,
+                               BarcodeFormat::DataMatrix,  BarcodeFormat::MaxiCode,
+                               BarcodeFormat::PDF417,      BarcodeFormat::QRCode,
+                               BarcodeFormat::MicroQRCode};
+
+// Over a damaged symbol of some kinds, and over what only looks like one, the library throws and
+// all that it has found is lost. Then each kind is looked for alone, and no more is missed than
+// the symbols of one kind.
+ZXing::Results search(const ZXing::ImageView& view, BarcodeFormats formats,
+                      ZXing::Binarizer binarizer) {
+    const auto hints = ZXing::DecodeHints().setFormats(formats).setBinarizer(binarizer);
+    try {
+        return ZXing::ReadBarcodes(view, hints);
+    } catch (const std::logic_error&) {
+        ZXing::Results results;
+        for (const BarcodeFormat kind : kKinds) {
+            BarcodeFormats part = formats;
+            part &= kind;
+            if (!part.empty() && !(part == formats)) {
+                std::ranges::move(search(view, part, binarizer), std::back_inserter(results));
+            }
         }
-        return true;
-    });
-    return codes;
+        return results;
+    }
+}
+
+// Looks for `formats`, of which there is one at least.
+ZXing::Results read(const ZXing::ImageView& view, BarcodeFormats formats,
+                    ZXing::Binarizer binarizer) {
+    ZXing::Results results = search(view, formats, binarizer);
+    // The library takes any EAN-13 where it looks for UPC-A.
+    std::erase_if(results,
+                  [&](const ZXing::Result& result) { return !formats.testFlag(result.format()); });
+    return results;
 }
 
 ZXing::Results readDarkOnLight(const ZXing::ImageView& view, BarcodeFormats wanted) {
-    ZXing::Results results = ZXing::ReadBarcodes(view, ZXing::DecodeHints().setFormats(wanted));
-    const BarcodeFormats matrixCodes = matrixCodesOf(wanted);
+    ZXing::Results results = read(view, wanted, ZXing::Binarizer::LocalAverage);
+    BarcodeFormats matrixCodes = wanted;
+    matrixCodes &= BarcodeFormat::MatrixCodes;
     if (results.empty() && !matrixCodes.empty()) {
         // Local thresholds lose a faint symbol on an even ground; one threshold for all of the
         // image finds it. Linear symbols were looked for in that way already.
-        results = ZXing::ReadBarcodes(view, ZXing::DecodeHints()
-                                                .setFormats(matrixCodes)
-                                                .setBinarizer(ZXing::Binarizer::GlobalHistogram));
+        results = read(view, matrixCodes, ZXing::Binarizer::GlobalHistogram);
     }
     return results;
 }
@@ -103,7 +132,8 @@ std::vector<Symbol> readSymbols(GreyPixels& pixels, uint32_t width, const Roi& r
     const uint8_t* first = pixels.data() + std::size_t{roi.y} * width + roi.x;
     const ZXing::ImageView view(first, static_cast<int>(roi.width), static_cast<int>(roi.height),
                                 ZXing::ImageFormat::Lum, static_cast<int>(width));
-    const BarcodeFormats wanted(static_cast<BarcodeFormat>(formats));
+    const BarcodeFormats wanted(formats == Formats::All ? BarcodeFormat::Any
+                                                        : static_cast<BarcodeFormat>(formats));
     ZXing::Results results = readDarkOnLight(view, wanted);
     if (results.empty()) {
         invert(pixels);
