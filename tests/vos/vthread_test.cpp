@@ -425,7 +425,6 @@ TEST(VThreadDestructor, WaitsForABodyThatSomebodyElseJoins) {
         ASSERT_TRUE(runnable.waitUntilInside());
         joiner = std::jthread([&] { thread.waitJoin(); });
         ASSERT_TRUE(waitUntil([&] { return thread.getState() == DONE; }));
-        VThread::sleep(20);  // until the joiner waits
         releaser = std::jthread([&] {
             VThread::sleep(50);  // the destructor comes meanwhile
             runnable.release();

@@ -107,7 +107,9 @@ private:
 
     void runCycles();
     Joining getJoining() VOS_EXCLUDES(statusMutex);
+    bool claimJoin() VOS_REQUIRES(statusMutex);
     bool join() VOS_EXCLUDES(statusMutex);
+    void joinRest() VOS_EXCLUDES(statusMutex);
     void changeState(VThreadState from, VThreadState to) VOS_EXCLUDES(statusMutex);
     void createThread() VOS_REQUIRES(statusMutex);
 

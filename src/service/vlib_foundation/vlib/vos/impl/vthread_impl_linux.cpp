@@ -45,8 +45,7 @@ VThread::~VThread() {
     // Without a thread there is nothing to wait for, though setState() may have made it STARTING.
     if (getJoining() == UNJOINED) {
         cancel();
-        join();  // what cancel() has left to join: a body whose state setState() made STOPPED or
-                 // DONE
+        joinRest();
     }
     while (getJoining() == BEING_JOINED) {
         sleep(1);  // until somebody else's waitJoin() has come to its end
@@ -126,6 +125,7 @@ void VThread::stopNonBlocking() {
     changeState(RUNNING, STOPPING);
 }
 
+// Whoever sees DONE sees that somebody joins, too.
 bool VThread::waitJoin() {
     {
         const VMutexGuard guard(statusMutex);
@@ -133,19 +133,38 @@ bool VThread::waitJoin() {
             return false;
         }
         state = DONE;
+        if (!claimJoin()) {
+            return false;
+        }
     }
     return join();
 }
 
-// Waits for the thread's end. Only one caller does, and never the thread itself.
+// Whether the caller is the one who is to join: only one is, and never the thread itself.
+bool VThread::claimJoin() {
+    if (joining != UNJOINED || ::pthread_equal(osthread, self()) != 0) {
+        return false;
+    }
+    joining = BEING_JOINED;
+    return true;
+}
+
+// Joins what cancel() leaves: a body whose state setState() made STOPPED or DONE.
+void VThread::joinRest() {
+    {
+        const VMutexGuard guard(statusMutex);
+        if (!claimJoin()) {
+            return;
+        }
+    }
+    join();
+}
+
+// Waits for the thread's end, which the caller has claimed.
 bool VThread::join() {
     os_thread_t handle{};
     {
         const VMutexGuard guard(statusMutex);
-        if (joining != UNJOINED || ::pthread_equal(osthread, self()) != 0) {
-            return false;
-        }
-        joining = BEING_JOINED;
         handle = osthread;
     }
     const bool joined = ::pthread_join(handle, nullptr) == 0;
