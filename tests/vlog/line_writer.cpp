@@ -48,8 +48,6 @@ std::atomic<bool> hasSlept = false;
 }  // namespace
 
 // Sleeps of the logger, of which its thread alone has any. The names are the linker's.
-// NOLINTBEGIN(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp,
-// readability-identifier-naming): see above
 extern "C" {
 
 int __real_usleep(useconds_t);
@@ -64,8 +62,6 @@ int __wrap_usleep(useconds_t microseconds) {
 }
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier, cert-dcl37-c, cert-dcl51-cpp,
-// readability-identifier-naming)
 
 namespace {
 
