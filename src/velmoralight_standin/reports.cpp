@@ -85,7 +85,7 @@ public:
                 const Counts& counts) {
         family(name, "counter", help);
         for (const auto& [key, count] : counts) {
-            sample(name, "{" + label + "=\"" + key + "\"}", count);
+            sample(name, "{" + label + "=" + Json(key).dump() + "}", count);
         }
     }
 
