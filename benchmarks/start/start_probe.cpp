@@ -130,12 +130,20 @@ void waitForListener(Listeners& listeners, uint16_t port, Clock::time_point star
     }
 }
 
-double startOnce(Listeners& listeners, uint16_t port, char** command) {
-    // Killed while it started a process of its own, the one before leaves its socket to that for a
-    // moment.
+// Killed while it started a process of its own, the one before leaves its socket to that for a
+// moment, be it one of another call.
+void waitForPort(Listeners& listeners, uint16_t port) {
+    const Clock::time_point start = Clock::now();
     while (listeners.has(port)) {
+        if (Clock::now() - start > 30s) {
+            throw std::runtime_error("the port is taken");
+        }
         std::this_thread::sleep_for(1ms);
     }
+}
+
+double startOnce(Listeners& listeners, uint16_t port, char** command) {
+    waitForPort(listeners, port);
     const Clock::time_point start = Clock::now();
     const Child child(command);
     waitForListener(listeners, port, start);
@@ -174,6 +182,7 @@ Activity activityOf(const Child& child) {
 }
 
 void printIdle(Listeners& listeners, uint16_t port, int idleSeconds, char** command) {
+    waitForPort(listeners, port);
     const Child child(command);
     waitForListener(listeners, port, Clock::now());
     std::this_thread::sleep_for(3s);
@@ -192,9 +201,6 @@ void printIdle(Listeners& listeners, uint16_t port, int idleSeconds, char** comm
 
 void measure(uint16_t port, int runs, int idleSeconds, char** command) {
     Listeners listeners;
-    if (listeners.has(port)) {
-        throw std::runtime_error("the port is taken");
-    }
     std::vector<double> times;
     for (int i = 0; i < runs; ++i) {
         times.push_back(startOnce(listeners, port, command));
