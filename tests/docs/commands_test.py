@@ -7,8 +7,6 @@ usage: commands_test.py CHECKOUT PAGE
 """
 
 import codecs
-import contextlib
-import http.client
 import os
 import pathlib
 import re
@@ -20,6 +18,7 @@ import tomllib
 
 import machine
 from page import Command, File, pages_of, steps_of
+from serving import answers
 
 PATIENCE = 900  # seconds for one command: the first one builds
 
@@ -113,18 +112,6 @@ class Terminal:
             os.killpg(self.serving.pid, signal.SIGINT)
             self.serving.wait(PATIENCE)
             self.serving = None
-
-
-def answers(port):
-    # From another address: while nothing listens, a connection from the same one can get the port itself as its near
-    # end, and then nothing can listen there for a minute.
-    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=2, source_address=("127.0.0.2", 0))
-    with contextlib.closing(connection):
-        try:
-            connection.request("GET", "/healthz")
-            return connection.getresponse().status == 200
-        except (OSError, http.client.HTTPException):
-            return False
 
 
 def check_output(text, shown, said):

@@ -6,8 +6,6 @@ since not every machine lets podman have them. Needs root.
 usage: containers_test.py CHECKOUT
 """
 
-import contextlib
-import http.client
 import os
 import pathlib
 import subprocess
@@ -17,6 +15,7 @@ import time
 import tomllib
 
 from page import Command, steps_of
+from serving import answers
 
 PAGES = ["docs/containers.md", "docs/kubernetes.md"]
 PATIENCE = 300  # seconds for one command
@@ -44,13 +43,8 @@ def commands_of(checkout, page):
 def wait_until_served():
     end = time.monotonic() + PATIENCE
     while time.monotonic() < end:
-        # From another address: while nothing listens, a connection from the same one can get the port itself as its near
-        # end, and then nothing can listen there for a minute.
-        connection = http.client.HTTPConnection("127.0.0.1", 51000, timeout=2, source_address=("127.0.0.2", 0))
-        with contextlib.closing(connection), contextlib.suppress(OSError, http.client.HTTPException):
-            connection.request("GET", "/healthz")
-            if connection.getresponse().status == 200:
-                return
+        if answers(51000):
+            return
         time.sleep(0.05)
     fail("it does not serve")
 
